@@ -1,0 +1,31 @@
+// The subcommands of the terminal program. Each returns the program's exit code: 0 all is well, 1 a take ended with a
+// reason or could not be recorded, 2 it was called wrongly. Main thread.
+#pragma once
+
+#include "platform/UserDefaults.h"
+
+#include <optional>
+#include <string>
+
+namespace vurl {
+
+constexpr int kExitFine = 0;
+constexpr int kExitHarmed = 1;
+constexpr int kExitUsage = 2;
+
+/// Lists the audio devices.
+int runDevices(UserDefaults& defaults, bool json);
+
+struct RecordOptions {
+  std::string device;             ///< display name or an unambiguous part of it; empty for the stored device
+  std::optional<double> duration; ///< seconds, or until a signal or `q` ends the take
+  bool json = false;
+};
+
+/// Records one take, with all its pieces.
+int runRecord(UserDefaults& defaults, const RecordOptions& options);
+
+/// Lists all settings, prints the one of `key`, or stores `value` under it.
+int runSettings(UserDefaults& defaults, const std::optional<std::string>& key, const std::optional<std::string>& value);
+
+} // namespace vurl

@@ -1,0 +1,87 @@
+#include "app/ConsoleView.h"
+
+#include "engine/AudioRing.h"
+#include "platform/Text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace vurl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::vector<std::string> filesOf(const FinishedTake& take) {
+  std::vector<std::string> files;
+  for (int32_t file = 0; take.meta_data != nullptr && file < take.nr_files; ++file) {
+    files.push_back(take.meta_data->filenameForFile(file));
+  }
+  return files;
+}
+
+std::string asJson(const FinishedTake& take) {
+  Json object;
+  object["files"] = filesOf(take);
+  object["samples"] = take.meta_data ? take.meta_data->nrSamples() : 0;
+  object["sample_rate"] = take.meta_data ? take.meta_data->sampleRate() : 0;
+  object["timestamp"] = take.meta_data ? take.meta_data->timestamp() : 0;
+  object["timecode"] = take.meta_data ? take.meta_data->timestampString() : "";
+  object["reason"] = take.reason ? Json(*take.reason) : Json(nullptr);
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+} // namespace
+
+ConsoleView::ConsoleView(bool as_json) : json(as_json), live(isatty(STDERR_FILENO) == 1) {}
+
+ConsoleView::~ConsoleView() { clearLiveLine(); }
+
+void ConsoleView::showAlert(const std::string& message, const std::string& informative_text) {
+  clearLiveLine();
+  std::fprintf(stderr, "vurl: %s %s\n", message.c_str(), informative_text.c_str());
+}
+
+void ConsoleView::showCurrentTime(const std::string& timecode, bool) {
+  current_time = timecode;
+  showLiveLine();
+}
+
+void ConsoleView::showTakeLength(const std::string& timecode) {
+  length = timecode;
+  showLiveLine();
+}
+
+void ConsoleView::showRing(const RingPositions& positions) {
+  backlog_percent = 100.0 * static_cast<double>(positions.device - positions.recording) / AudioRing::kRingSamples;
+}
+
+void ConsoleView::showLiveLine() {
+  if (!live) return;
+  std::fprintf(stderr, "\r%s  take %s  backlog %3.0f %%\x1b[K", current_time.c_str(), length.c_str(), backlog_percent);
+  std::fflush(stderr);
+  line_is_shown = true;
+}
+
+void ConsoleView::clearLiveLine() {
+  if (!line_is_shown) return;
+  std::fputs("\r\x1b[K", stderr);
+  std::fflush(stderr);
+  line_is_shown = false;
+}
+
+void ConsoleView::takeFinished(const FinishedTake& take) {
+  clearLiveLine();
+  any_reason = any_reason || take.reason.has_value();
+  if (json) {
+    std::printf("%s\n", asJson(take).c_str());
+  } else {
+    for (const std::string& file : filesOf(take)) std::printf("%s\n", file.c_str());
+  }
+  std::fflush(stdout);
+  if (!take.continues && when_finished) when_finished();
+}
+
+} // namespace vurl

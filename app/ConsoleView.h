@@ -1,0 +1,51 @@
+// The application controller's view on a terminal: results on standard output, what went wrong on standard error, and,
+// where that is a terminal, one live line with timecode, length and backlog.
+#pragma once
+
+#include "app/MainWindowView.h"
+
+#include <functional>
+#include <string>
+
+namespace vurl {
+
+class ConsoleView final : public MainWindowView {
+public:
+  /// With `json` each finished take is printed as one JSON object, otherwise as one line a file.
+  explicit ConsoleView(bool json);
+  ~ConsoleView() override;
+
+  /// Called after each take that no further piece follows.
+  void setWhenFinished(std::function<void()> callback) { when_finished = std::move(callback); }
+
+  /// Whether a take has ended with a reason so far.
+  bool harmed() const { return any_reason; }
+
+  void showTransport(TransportCommand, TransportColour) override {}
+  void showBusy(bool) override {}
+  void showAlert(const std::string& message, const std::string& informative_text) override;
+  void showCurrentTime(const std::string& timecode, bool locked) override;
+  void showTakeLength(const std::string& timecode) override;
+  void showRing(const RingPositions& positions) override;
+  void showMenu(DeviceMenu, const PopupMenu&) override {}
+  void showPullMenu(const std::array<PullMenu::Item, 3>&) override {}
+  void showBufferSizeRange(double, double) override {}
+  void showBufferSize(uint32_t) override {}
+  void showChannelNames(const std::vector<std::string>&, const std::vector<std::string>&) override {}
+  void takeFinished(const FinishedTake& take) override;
+
+private:
+  void showLiveLine();
+  void clearLiveLine();
+
+  const bool json;
+  const bool live;
+  std::function<void()> when_finished;
+  bool any_reason = false;
+  bool line_is_shown = false;
+  std::string current_time = "--:--:--:--";
+  std::string length = "00:00:00:00";
+  double backlog_percent = 0;
+};
+
+} // namespace vurl

@@ -1,0 +1,242 @@
+#include "app/MainMenuControler.h"
+
+#include "platform/Log.h"
+
+#include <utility>
+
+namespace vurl {
+namespace {
+
+constexpr std::chrono::milliseconds kRefreshInterval{100};
+constexpr int16_t kSubframes = 80;
+
+/// What the transport control shows in each engine state.
+struct StateDisplay {
+  TransportCommand segment;
+  TransportColour colour;
+  bool busy;
+};
+
+std::optional<StateDisplay> displayFor(OutputFile::State state) {
+  switch (state) {
+  case OutputFile::IDLE: return StateDisplay{STOP, TransportColour::black, false};
+  case OutputFile::STARTING_RECORDING:
+  case OutputFile::RUNNING_RECORDING: return StateDisplay{REC, TransportColour::red, false};
+  case OutputFile::BORDER_RECORDING:
+  case OutputFile::STOPPING_RECORDING:
+  case OutputFile::FINISHED_RECORDING: return StateDisplay{REC, TransportColour::red, true};
+  case OutputFile::STARTING_PLAYBACK:
+  case OutputFile::RUNNING_PLAYBACK:
+  case OutputFile::BORDER_PLAYBACK:
+  case OutputFile::STOPPING_PLAYBACK:
+  case OutputFile::FINISHED_PLAYBACK: return StateDisplay{PLAY, TransportColour::yellow, false};
+  default: return std::nullopt;
+  }
+}
+
+bool isPlaying(OutputFile::State state) {
+  return state == OutputFile::RUNNING_PLAYBACK || state == OutputFile::BORDER_PLAYBACK;
+}
+
+} // namespace
+
+MainMenuControler::MainMenuControler(Collaborators collaborators)
+    : defaults(collaborators.defaults),
+      run_loop(collaborators.run_loop),
+      audio_ring(collaborators.audio_ring),
+      input_device(collaborators.input_device),
+      output_file(collaborators.output_file),
+      view(collaborators.view),
+      pause(std::move(collaborators.pause)) {}
+
+// Life cycle
+
+void MainMenuControler::applicationDidFinishLaunching() {
+  update_GUI_counter = 0;
+  update_GUI_timer = run_loop.every(kRefreshInterval, [this] { updateGUI(); });
+}
+
+void MainMenuControler::applicationWillTerminate() {
+  stopWhenRunning();
+  waitForIdle();
+  update_GUI_timer.reset();
+  defaults.synchronize();
+}
+
+// Transport
+
+void MainMenuControler::recStopPressed(int32_t command) {
+  switch (command) {
+  case REC: startRecording(false); break;
+  case STOP: stopRecording(std::nullopt); break;
+  case ABORT: stopRecording("abort"); break;
+  case PLAY: startPlayback(); break;
+  case TOGGLE:
+    if (output_file.state() == OutputFile::IDLE) {
+      startRecording(false);
+    } else if (output_file.state() == OutputFile::RUNNING_RECORDING) {
+      stopRecording(std::nullopt);
+    }
+    break;
+  default: break;
+  }
+}
+
+void MainMenuControler::startRecording(bool continued) {
+  const OutputFile::State state = output_file.state();
+  if (state == OutputFile::RUNNING_RECORDING) {
+    if (defaults.boolForKey("new_take_on_rec")) output_file.fileBreak();
+    return;
+  }
+  if (isPlaying(state)) {
+    stopRecording(std::nullopt);
+    waitForIdle();
+  } else if (state != OutputFile::IDLE) {
+    return;
+  }
+  refreshDeviceSettings();
+  next_piece = continued;
+  output_file.startWith();
+}
+
+void MainMenuControler::stopRecording(const Reason& reason) {
+  const OutputFile::State state = output_file.state();
+  if (state == OutputFile::RUNNING_RECORDING || isPlaying(state)) {
+    stop_to_repeat = reason;
+    output_file.stop(reason);
+    return;
+  }
+  const bool between_pieces = (state == OutputFile::STARTING_RECORDING && next_piece) ||
+                              ((state == OutputFile::STOPPING_RECORDING || state == OutputFile::FINISHED_RECORDING) &&
+                               output_file.restartIsPending());
+  if (between_pieces) stop_to_repeat = reason;
+}
+
+void MainMenuControler::stopWhenRunning() {
+  if (output_file.state() == OutputFile::STARTING_RECORDING) {
+    stop_to_repeat = Reason();
+  } else {
+    stopRecording(std::nullopt);
+  }
+}
+
+/// A STOP that fell together with a break ended that piece only; the next one, once it runs, gets it again.
+void MainMenuControler::repeatStop() {
+  if (stop_to_repeat && output_file.state() == OutputFile::RUNNING_RECORDING) output_file.stop(*stop_to_repeat);
+}
+
+void MainMenuControler::startPlayback() {
+  const OutputFile::State state = output_file.state();
+  if (isPlaying(state)) {
+    stopRecording(std::nullopt);
+    waitForIdle();
+  } else if (state != OutputFile::IDLE) {
+    return;
+  }
+  view.showAlert("Playback not started.", "History table is empty.");
+  view.showTransport(STOP, TransportColour::black);
+}
+
+void MainMenuControler::waitForIdle() {
+  for (;;) {
+    repeatStop();
+    const OutputFile::State state = output_file.state();
+    if (state == OutputFile::IDLE || state == OutputFile::EXIT || state == OutputFile::GONE) break;
+    if (state == OutputFile::FINISHED_RECORDING || state == OutputFile::FINISHED_PLAYBACK) {
+      output_file.setState(OutputFile::IDLE);
+    }
+    pause();
+  }
+  stop_to_repeat.reset();
+}
+
+// Refresh
+
+void MainMenuControler::updateGUI() {
+  const bool even = update_GUI_counter++ % 2 == 0;
+  if (even) {
+    updateRingBufferGUI();
+    updateStateGUI();
+  } else {
+    updateTimecodeGUI();
+  }
+}
+
+void MainMenuControler::updateStateGUI() {
+  repeatStop();
+  const OutputFile::State state = output_file.state();
+  if (const auto display = displayFor(state)) {
+    view.showBusy(display->busy);
+    view.showTransport(display->segment, display->colour);
+  }
+  if (state == OutputFile::FINISHED_RECORDING) finishRecording();
+  if (state == OutputFile::FINISHED_PLAYBACK) finishPlayback();
+}
+
+void MainMenuControler::finishRecording() {
+  const Reason reason = output_file.reason();
+  showReason(reason);
+  increment(reason.has_value());
+  const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, output_file.restartIsPending()};
+  output_file.setState(OutputFile::IDLE);
+  view.takeFinished(take);
+  if (output_file.restart()) {
+    startRecording(true);
+  } else {
+    stop_to_repeat.reset();
+  }
+}
+
+void MainMenuControler::finishPlayback() {
+  showReason(output_file.reason());
+  output_file.setState(OutputFile::IDLE);
+  stop_to_repeat.reset();
+}
+
+void MainMenuControler::showReason(const Reason& reason) {
+  if (reason && *reason != "abort") view.showAlert("Playback aborted.", *reason);
+}
+
+void MainMenuControler::updateRingBufferGUI() {
+  view.showRing({audio_ring.devicePosition(), audio_ring.recordingPosition(), audio_ring.playbackPosition(),
+                 audio_ring.borderPosition(), output_file.state()});
+}
+
+void MainMenuControler::updateTimecodeGUI() {
+  audio_ring.timestampAt(0); // keeps the offsets of the sources ZERO and SESSION current
+  view.showCurrentTime(timecode(audio_ring.timestampAtDevicePosition()), audio_ring.timecodeLock());
+  view.showTakeLength(timecode(output_file.nrSamples()));
+}
+
+std::string MainMenuControler::timecode(int64_t samples) const {
+  SMPTETime label;
+  label.mSubframeDivisor = kSubframes;
+  label.mType = static_cast<uint32_t>(audio_ring.frameRate());
+  spd_to_smpte(samples, audio_ring.sampleRate(), label);
+  return text("%02hi:%02hi:%02hi:%02hi", label.mHours, label.mMinutes, label.mSeconds, label.mFrames);
+}
+
+// Take counters
+
+void MainMenuControler::increment(bool continued) {
+  if (continued) {
+    defaults.setInteger(defaults.integerForKey("count") + 1, "count");
+    return;
+  }
+  defaults.setInteger(1, "count");
+  if (defaults.boolForKey("increment_take")) incrementNumber("take");
+  if (defaults.boolForKey("increment_slate")) incrementNumber("slate");
+  if (defaults.boolForKey("increment_roll")) incrementNumber("roll");
+  if (defaults.boolForKey("clear_note")) defaults.setObject(std::string(), "note");
+}
+
+void MainMenuControler::incrementNumber(const char* key) {
+  const auto next = static_cast<int32_t>(static_cast<uint32_t>(defaults.integerForKey(key)) + 1U);
+  defaults.setObject(text("%i", next), key);
+}
+
+void MainMenuControler::sceneChanged() {
+  if (defaults.boolForKey("reset_take")) defaults.setObject(std::string("1"), "take");
+}
+
+} // namespace vurl

@@ -1,0 +1,136 @@
+// The application controller: start and end of the program, the refresh timer, the transport, the device menus and the
+// take counters. It turns commands into calls of the output file engine, follows the engine's state, and ends takes
+// when the hardware changes. It knows no toolkit: MainWindowView shows, the RunLoop brings timer and notifications.
+// Everything here runs on the main thread.
+#pragma once
+
+#include "app/MainWindowView.h"
+#include "engine/AudioRing.h"
+#include "files/OutputFile.h"
+#include "hardware/InputDevice.h"
+#include "hardware/InputDeviceObserver.h"
+#include "platform/RunLoop.h"
+#include "platform/UserDefaults.h"
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace vurl {
+
+class MainMenuControler final : public InputDeviceObserver {
+public:
+  using Reason = OutputFile::Reason;
+
+  /// Who chose an item of a menu: the user, whose choice is remembered, or the controller itself.
+  enum class Sender { user, controller };
+
+  struct Collaborators {
+    UserDefaults& defaults;
+    RunLoop& run_loop;
+    AudioRing& audio_ring;
+    InputDevice& input_device;
+    OutputFile& output_file;
+    MainWindowView& view;
+    /// Lets 0.1 s of the engine's time pass while the main thread waits for it; tests step the engine here.
+    std::function<void()> pause;
+  };
+
+  explicit MainMenuControler(Collaborators collaborators);
+
+  // Life cycle
+
+  /// Starts the refresh timer, which calls updateGUI() every 0.1 s.
+  void applicationDidFinishLaunching();
+
+  /// Stops whatever runs, waits until the last take is complete on disk, and writes the settings. A take that is just
+  /// starting runs first. Idempotent.
+  void applicationWillTerminate();
+
+  // Transport
+
+  /// Obeys a TransportCommand; other codes are ignored, as is every command that does not fit the engine's state.
+  void recStopPressed(int32_t command);
+  void startRecording(bool continued);
+  void stopRecording(const Reason& reason);
+  void startPlayback();
+
+  /// STOP for callers that must not lose it (an end time, a signal): one that comes while a take is starting is
+  /// repeated once it runs.
+  void stopWhenRunning();
+
+  /// Waits until the engine is idle, acknowledging a finished take without counters and alerts.
+  void waitForIdle();
+
+  // Refresh
+
+  void updateGUI();
+  void updateStateGUI();
+  void updateRingBufferGUI();
+  void updateTimecodeGUI();
+
+  // Take counters
+
+  /// Moves the counters on after a take: only "count" when it was cut short (`continued`), the take's own otherwise.
+  void increment(bool continued);
+  /// The scene's field was changed by the user.
+  void sceneChanged();
+
+  // Device menus: the user's choices
+
+  void deviceChanged(Sender sender);
+  void dataSourceChanged();
+  void clockSourceChanged();
+  void sampleRateChanged();
+  void bufferFrameSizeChanged(uint32_t frames);
+
+  /// Chooses the item with `tag` in a menu as the user would, and acts on it. Returns false, and does nothing, when
+  /// the menu has no such item.
+  bool choose(DeviceMenu which, int64_t tag);
+  const PopupMenu& menu(DeviceMenu which) const;
+
+  // InputDeviceObserver: changes at the hardware
+
+  void updateDevices() override;
+  void updateSampleRates() override;
+  void updateSampleRate() override;
+  void updateClockSources() override;
+  void updateClockSource() override;
+  void updateDataSources() override;
+  void updateDataSource() override;
+  void updateBufferFrameSizeRange() override;
+  void updateBufferFrameSize() override;
+  void updateChannels() override;
+  void processorOverload() override;
+
+private:
+  void finishRecording();
+  void finishPlayback();
+  void showReason(const Reason& reason);
+  void repeatStop();
+  void refreshDeviceSettings();
+  void fill(DeviceMenu which, std::vector<PopupMenu::Item> items);
+  void selectInMenu(DeviceMenu which, int64_t tag);
+  PopupMenu& menuFor(DeviceMenu which);
+  void incrementNumber(const char* key);
+  void hideGeneratorIfDevicePulled(const std::vector<PopupMenu::Item>& devices);
+  std::string timecode(int64_t samples) const;
+
+  UserDefaults& defaults;
+  RunLoop& run_loop;
+  AudioRing& audio_ring;
+  InputDevice& input_device;
+  OutputFile& output_file;
+  MainWindowView& view;
+  const std::function<void()> pause;
+
+  std::array<PopupMenu, 4> menus; ///< by DeviceMenu
+  RunLoop::Handle update_GUI_timer;
+  uint32_t update_GUI_counter = 0;
+  bool next_piece = false;                  ///< the take in hand continues one that was broken
+  std::optional<Reason> stop_to_repeat;     ///< a STOP that a break or a start would otherwise swallow
+  std::optional<std::string> device_in_use; ///< display name of the selected device
+};
+
+} // namespace vurl

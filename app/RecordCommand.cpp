@@ -1,0 +1,153 @@
+// vurl record: one take, with all its pieces, from the start of the program to its end.
+#include "app/Commands.h"
+#include "app/ConsoleView.h"
+#include "app/DeviceChoice.h"
+#include "app/Recorder.h"
+#include "app/TerminalKeys.h"
+#include "hardware/DeviceList.h"
+#include "platform/PollRunLoop.h"
+
+#include <sys/signalfd.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+
+namespace vurl {
+namespace {
+
+constexpr std::chrono::milliseconds kEndCheckInterval{20};
+
+/// Calls back on the main loop when the user or the system wants the program to end. Made before any thread is, so that
+/// none of them is interrupted.
+class EndSignals {
+public:
+  explicit EndSignals(RunLoop& run_loop) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    watch = run_loop.watch(descriptor, [this] {
+      signalfd_siginfo info{};
+      while (read(descriptor, &info, sizeof info) == sizeof info) {
+      }
+      came = true;
+      if (asked) asked();
+    });
+  }
+  ~EndSignals() { close(descriptor); }
+  EndSignals(const EndSignals&) = delete;
+  EndSignals& operator=(const EndSignals&) = delete;
+
+  /// Who is told; at once if a signal has come already.
+  void setAsked(std::function<void()> callback) {
+    asked = std::move(callback);
+    if (came && asked) asked();
+  }
+
+private:
+  int descriptor = -1;
+  bool came = false;
+  std::function<void()> asked;
+  RunLoop::Handle watch;
+};
+
+class RecordCommand {
+public:
+  RecordCommand(UserDefaults& user_defaults, const RecordOptions& record_options)
+      : defaults(user_defaults), options(record_options), services(defaults, run_loop), view(options.json) {}
+
+  int run() {
+    std::string reason;
+    if (!options.device.empty() && !findWanted(reason)) return refuse(reason, kExitUsage);
+    Recorder recorder(defaults, run_loop, services, view);
+    recorder.start();
+    if (!chooseWanted(recorder)) return refuse("The device was there a moment ago and is gone.", kExitHarmed);
+    run_loop.drain();
+    if (recorder.input_device.selectedDevice() == -1) {
+      return refuse("There is no audio device to record from.", kExitHarmed);
+    }
+    record(recorder);
+    return view.harmed() ? kExitHarmed : kExitFine;
+  }
+
+private:
+  static int refuse(const std::string& reason, int exit_code) {
+    std::fprintf(stderr, "vurl: %s\n", reason.c_str());
+    return exit_code;
+  }
+
+  /// Finds the device that the user named, the test generator also while it is hidden.
+  bool findWanted(std::string& reason) {
+    std::vector<std::string> names;
+    for (const DeviceRow& row : describeDevices(services.model)) names.push_back(row.name);
+    if (std::find(names.begin(), names.end(), AudioServices::kGeneratorName) == names.end()) {
+      names.emplace_back(AudioServices::kGeneratorName);
+    }
+    const auto index = findDevice(names, options.device, reason);
+    if (!index) return false;
+    wanted = names[*index];
+    if (wanted == AudioServices::kGeneratorName) {
+      services.publishGeneratorForRun();
+      defaults.setForRun(wanted, "selected_device"); // a test is no choice to remember
+    }
+    return true;
+  }
+
+  /// Chooses the device that was found as the user would in the menu.
+  bool chooseWanted(Recorder& recorder) {
+    if (wanted.empty() || wanted == AudioServices::kGeneratorName) return true;
+    const auto& items = recorder.controller.menu(DeviceMenu::device).items;
+    const auto item = std::find_if(items.begin(), items.end(), [&](const auto& it) { return it.title == wanted; });
+    return item != items.end() && recorder.controller.choose(DeviceMenu::device, item->tag);
+  }
+
+  void record(Recorder& recorder) {
+    const auto ask_to_end = [&recorder] { recorder.controller.stopWhenRunning(); };
+    const TerminalKeys keys(run_loop, [&](char key) {
+      if (key == 'q') ask_to_end();
+    });
+    view.setWhenFinished([this] { run_loop.quit(); });
+    const auto end_check = run_loop.every(kEndCheckInterval, [&] {
+      if (timeIsUp(recorder)) ask_to_end();
+    });
+    recorder.controller.startRecording(false);
+    signals.setAsked(ask_to_end);
+    run_loop.run();
+    signals.setAsked({});
+    view.setWhenFinished({});
+  }
+
+  /// Whether the device is as far past the take's first sample as the user wants; true once only.
+  bool timeIsUp(const Recorder& recorder) {
+    if (!options.duration || told_to_end) return false;
+    const OutputFile::State state = recorder.output_file.state();
+    if (!first_sample && state >= OutputFile::RUNNING_RECORDING && state <= OutputFile::FINISHED_RECORDING) {
+      first_sample = recorder.output_file.startPosition();
+    }
+    if (!first_sample) return false;
+    const double samples = std::ceil(*options.duration * recorder.audio_ring.sampleRate());
+    told_to_end = static_cast<double>(recorder.audio_ring.devicePosition() - *first_sample) >= samples;
+    return told_to_end;
+  }
+
+  UserDefaults& defaults;
+  const RecordOptions& options;
+  PollRunLoop run_loop;
+  EndSignals signals{run_loop};
+  AudioServices services;
+  ConsoleView view;
+  std::string wanted;
+  std::optional<int64_t> first_sample;
+  bool told_to_end = false;
+};
+
+} // namespace
+
+int runRecord(UserDefaults& defaults, const RecordOptions& options) { return RecordCommand(defaults, options).run(); }
+
+} // namespace vurl

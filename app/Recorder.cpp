@@ -1,0 +1,51 @@
+#include "app/Recorder.h"
+
+#include <thread>
+
+namespace vurl {
+
+AudioServices::AudioServices(UserDefaults& user_defaults, RunLoop& run_loop)
+    : defaults(user_defaults),
+      jack(model, run_loop),
+      generator(model, run_loop),
+      show_generator(defaults.observe("show_generator", [this](const auto&) { updateGenerator(); })),
+      frame_rate(defaults.observe("frame_rate", [this](const auto&) { updateGenerator(); })) {
+  updateGenerator();
+}
+
+void AudioServices::publishGeneratorForRun() {
+  generator_for_run = true;
+  updateGenerator();
+}
+
+void AudioServices::updateGenerator() {
+  const auto rate = static_cast<int32_t>(defaults.integerForKey("frame_rate"));
+  jack.setFrameRate(rate);
+  generator.setFrameRate(rate);
+  generator.setPublished(generator_for_run || defaults.boolForKey("show_generator"));
+}
+
+Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, MainWindowView& view)
+    : pull_popup(view),
+      audio_ring(defaults, systemWallTime, &pull_popup),
+      output_file(audio_ring, defaults, file_layer, nullptr),
+      ring_delegate(audio_ring),
+      input_device(services.model, run_loop, ring_delegate),
+      controller({defaults, run_loop, audio_ring, input_device, output_file, view,
+                  [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }}) {
+  input_device.setObserver(&controller);
+}
+
+Recorder::~Recorder() {
+  controller.applicationWillTerminate();
+  output_file.stopThread();
+  input_device.setObserver(nullptr);
+}
+
+void Recorder::start() {
+  input_device.awake();
+  output_file.startThread();
+  controller.applicationDidFinishLaunching();
+}
+
+} // namespace vurl

@@ -1,0 +1,81 @@
+// The whole recorder without a front door: one of each part, wired together. Each program, and each test of the whole,
+// makes one, gives it a main loop and a view, and calls start().
+#pragma once
+
+#include "app/MainMenuControler.h"
+#include "engine/AudioRing.h"
+#include "files/OutputFile.h"
+#include "hardware/GeneratorHardware.h"
+#include "hardware/HardwareModel.h"
+#include "hardware/InputDevice.h"
+#include "hardware/JackHardware.h"
+#include "hardware/RingDelegate.h"
+
+#include <memory>
+#include <string>
+
+namespace vurl {
+
+/// The audio services, publishing their devices into one model.
+class AudioServices {
+public:
+  /// The name under which the test generator is shown.
+  static constexpr const char* kGeneratorName = "Vurl - Test Generator";
+
+  /// Finds the devices. The test generator is among them while the setting "show_generator" is on.
+  AudioServices(UserDefaults& defaults, RunLoop& run_loop);
+
+  /// Publishes the test generator for the rest of the run whatever the setting says.
+  void publishGeneratorForRun();
+
+  HardwareModel model;
+
+private:
+  void updateGenerator();
+
+  UserDefaults& defaults;
+  JackHardware jack;
+  GeneratorHardware generator;
+  UserDefaults::ObservationHandle show_generator;
+  UserDefaults::ObservationHandle frame_rate;
+  bool generator_for_run = false;
+};
+
+class Recorder {
+public:
+  /// `services`, `defaults`, `run_loop` and `view` outlive the recorder.
+  Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, MainWindowView& view);
+
+  /// Ends a take that runs, waits until it is complete on disk, stops the processing thread and the device.
+  ~Recorder();
+
+  /// Selects the stored device, starts the processing thread and the refresh timer.
+  void start();
+
+private:
+  /// Hands the ring's menu of rates to the view.
+  class PullPopup final : public PullMenu {
+  public:
+    explicit PullPopup(MainWindowView& shown_in) : view(shown_in) {}
+    void setPullItems(const std::array<Item, 3>& items) override { view.showPullMenu(items); }
+
+  private:
+    MainWindowView& view;
+  };
+
+  PullPopup pull_popup;
+  PosixFileLayer file_layer;
+
+public:
+  AudioRing audio_ring;
+  OutputFile output_file;
+
+private:
+  RingDelegate ring_delegate;
+
+public:
+  InputDevice input_device;
+  MainMenuControler controller;
+};
+
+} // namespace vurl

@@ -1,0 +1,29 @@
+// Single keys from a terminal, without Enter and without echo; nothing when standard input is no terminal.
+#pragma once
+
+#include "platform/RunLoop.h"
+
+#include <functional>
+#include <memory>
+
+namespace vurl {
+
+class TerminalKeys {
+public:
+  /// Calls `pressed` on the main loop for each key. The terminal's own ways come back with the destructor.
+  TerminalKeys(RunLoop& run_loop, std::function<void(char key)> pressed);
+  ~TerminalKeys();
+  TerminalKeys(const TerminalKeys&) = delete;
+  TerminalKeys& operator=(const TerminalKeys&) = delete;
+
+private:
+  struct Saved;
+
+  void readKeys();
+
+  std::function<void(char)> pressed;
+  std::unique_ptr<Saved> saved;
+  RunLoop::Handle watch;
+};
+
+} // namespace vurl

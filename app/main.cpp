@@ -1,0 +1,103 @@
+// The terminal program: reads the command line, opens the settings, runs one subcommand.
+#include "app/Commands.h"
+#include "app/PreferencesController.h"
+#include "app/SettingsKeys.h"
+#include "platform/Log.h"
+
+#include <CLI/CLI.hpp>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdio>
+
+namespace {
+
+using namespace vurl;
+
+struct Arguments {
+  std::string defaults_file = UserDefaults::standardPath();
+  std::vector<std::string> settings;
+  bool verbose = false;
+  bool devices_json = false;
+  RecordOptions record;
+  std::optional<std::string> key;
+  std::optional<std::string> value;
+};
+
+/// What a failing write can cause is told by the write itself.
+void prepareProcess() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
+    files.rlim_cur = files.rlim_max; // a take may hold 512 files open
+    setrlimit(RLIMIT_NOFILE, &files);
+  }
+}
+
+/// Sets each "KEY=VALUE" for the run. Returns false, and says why, at the first that cannot be.
+bool applySettings(UserDefaults& defaults, const std::vector<std::string>& settings) {
+  for (const std::string& setting : settings) {
+    const size_t equals = setting.find('=');
+    std::string reason = "it is written KEY=VALUE.";
+    const auto value = equals == std::string::npos
+                           ? std::nullopt
+                           : parseSetting(setting.substr(0, equals), setting.substr(equals + 1), reason);
+    if (!value) {
+      std::fprintf(stderr, "vurl: --set %s: %s\n", setting.c_str(), reason.c_str());
+      return false;
+    }
+    defaults.setForRun(*value, setting.substr(0, equals));
+  }
+  return true;
+}
+
+void describe(CLI::App& app, Arguments& arguments) {
+  app.fallthrough();
+  app.require_subcommand(1);
+  app.add_option("--defaults", arguments.defaults_file, "Use another settings file")->type_name("FILE");
+  app.add_option("--set", arguments.settings, "Set a setting for this run only; may be given again")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false);
+  app.add_flag("-v,--verbose", arguments.verbose, "Show all log lines on standard error");
+
+  CLI::App* const devices = app.add_subcommand("devices", "List the audio devices");
+  devices->add_flag("--json", arguments.devices_json, "Print a JSON array");
+
+  CLI::App* const record = app.add_subcommand("record", "Record a take; q or Ctrl-C ends it");
+  record->add_option("--device", arguments.record.device, "The device to record from: its name or a part of it")
+      ->type_name("NAME");
+  record->add_option("--duration", arguments.record.duration, "End this many seconds behind the take's first sample")
+      ->type_name("SECONDS")
+      ->check(CLI::PositiveNumber);
+  record->add_flag("--json", arguments.record.json, "Print one JSON object per finished take");
+
+  CLI::App* const settings = app.add_subcommand("settings", "List the settings, or read or store one");
+  settings->add_option("key", arguments.key, "The setting");
+  settings->add_option("value", arguments.value, "Its new value");
+}
+
+int run(const CLI::App& app, const Arguments& arguments) {
+  Log::showOnTerminal(arguments.verbose ? Log::Terminal::everything : Log::Terminal::warnings);
+  UserDefaults defaults(arguments.defaults_file);
+  const PreferencesController preferences(defaults);
+  if (!applySettings(defaults, arguments.settings)) return kExitUsage;
+  if (app.got_subcommand("devices")) return runDevices(defaults, arguments.devices_json);
+  if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
+  return runSettings(defaults, arguments.key, arguments.value);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  CLI::App app("Vurl Recorder: a multitrack location-sound recorder, from the terminal.", "vurl");
+  describe(app, arguments);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kExitFine : kExitUsage;
+  }
+  prepareProcess();
+  return run(app, arguments);
+}

@@ -1,0 +1,45 @@
+// The file system as the take files see it, so that a full disk, a stalled disk and a failing close can be tested.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace vurl {
+
+/// Calls mean what their POSIX namesakes mean: on failure they return -1 and leave the reason in `errno`. Any thread
+/// but the I/O thread; all may block.
+class FileLayer {
+public:
+  virtual ~FileLayer() = default;
+
+  /// Creates a new file for writing, mode 0666 less the process's mask; fails with EEXIST when the name is taken.
+  /// Returns a descriptor.
+  [[nodiscard]] virtual int createExclusive(const std::string& path) = 0;
+
+  /// Writes at the file position. Returns the bytes written, which may be fewer than asked for.
+  [[nodiscard]] virtual ssize_t write(int descriptor, const void* bytes, size_t size) = 0;
+
+  /// Sets the file position to `offset` bytes from the start. Returns it.
+  [[nodiscard]] virtual int64_t seek(int descriptor, int64_t offset) = 0;
+
+  /// Closes the descriptor, which is free again whatever the result. Returns 0.
+  [[nodiscard]] virtual int close(int descriptor) = 0;
+};
+
+/// The computer's own file system.
+class PosixFileLayer final : public FileLayer {
+public:
+  [[nodiscard]] int createExclusive(const std::string& path) override;
+  [[nodiscard]] ssize_t write(int descriptor, const void* bytes, size_t size) override;
+  [[nodiscard]] int64_t seek(int descriptor, int64_t offset) override;
+  [[nodiscard]] int close(int descriptor) override;
+};
+
+/// Writes all `size` bytes, going on after short writes so that the true reason of a failure shows. Returns 0, or the
+/// errno of the write that failed.
+[[nodiscard]] int writeAll(FileLayer& layer, int descriptor, const uint8_t* bytes, size_t size);
+
+} // namespace vurl

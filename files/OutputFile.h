@@ -1,0 +1,163 @@
+// The output file engine: turns the capture ring into take files. Its processing thread wakes every 100 ms and runs a
+// small state machine; the main thread starts, stops and splits takes and acknowledges finished ones. A take is a set
+// of files that all receive every 256-sample block; each begins with a header area of 131,072 bytes that is written at
+// the start and again, with the final sizes, at the end. See BWFUtils.h for the header, AudioRing.h for the source.
+#pragma once
+
+#include "engine/AudioRing.h"
+#include "files/FileLayer.h"
+#include "files/FinishedTakes.h"
+#include "metadata/MetaData.h"
+#include "platform/UserDefaults.h"
+#include "platform/WallClock.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace vurl {
+
+class OutputFile {
+public:
+  enum State : int32_t {
+    IDLE = 0,               ///< nothing open; the pre-record window is kept up to date
+    EXIT = 1,               ///< the thread is asked to end
+    GONE = 2,               ///< the thread has ended
+    STARTING_RECORDING = 3, ///< opens the files of a new take
+    RUNNING_RECORDING = 4,  ///< writes blocks
+    BORDER_RECORDING = 5,   ///< stop was pressed: writes up to the border
+    STOPPING_RECORDING = 6, ///< rewrites the headers and closes
+    FINISHED_RECORDING = 7, ///< done; waits for the controller
+    STARTING_PLAYBACK = 8,
+    RUNNING_PLAYBACK = 9,
+    BORDER_PLAYBACK = 10,
+    STOPPING_PLAYBACK = 11,
+    FINISHED_PLAYBACK = 12,
+  };
+
+  /// A text that tells what went wrong; nothing when all went well.
+  using Reason = std::optional<std::string>;
+
+  static constexpr uint32_t kBlockLength = 256;         ///< samples that every file receives at a time
+  static constexpr int64_t kMinimumBacklog = 12800;     ///< samples that must wait in the ring before writing
+  static constexpr double kRingFullLimit = 943718.4;    ///< samples of backlog that end a take: 90 % of the ring
+  static constexpr int32_t kMaximumFiles = 512;         ///< files of one take
+  static constexpr int32_t kPassesUntilStandstill = 10; ///< passes without a new sample before a stop stops waiting
+  static constexpr std::chrono::milliseconds kPeriod{100};
+
+  /// The collaborators must outlive the engine. `history` may be null. No thread runs until startThread().
+  OutputFile(AudioRing& audio_ring, const UserDefaults& defaults, FileLayer& file_layer, FinishedTakes* history,
+             WallClock clock = systemWallTime);
+
+  /// Stops the thread and closes what is still open.
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  /// Starts the processing thread, which runs processingPass() every `period`.
+  void startThread(std::chrono::milliseconds period = kPeriod);
+
+  /// Asks the processing thread to end after the pass in hand and waits for it. A take that runs is left as it is:
+  /// stop it first.
+  void stopThread();
+
+  /// One pass of the state machine. Thread: processing (or a test without a thread).
+  void processingPass();
+
+  /// Starts a new take on the next pass. A reason held from before is dropped, and with it a pending restart. The
+  /// state must be IDLE.
+  void startWith();
+
+  /// Ends the take at the device position of now. With `why`, that text becomes the take's reason: it is closed but
+  /// kept out of the history. A playback that runs stops. Without effect on the state otherwise.
+  void stop(const Reason& why);
+
+  /// Ends this take and asks for the next one at once, without a gap. Only while a take runs.
+  void fileBreak();
+
+  /// The engine's state. Any thread.
+  State state() const;
+
+  /// Acknowledges a finished take with IDLE; the controller does it in the FINISHED states only.
+  void setState(State state);
+
+  /// The reason of the take, once: a second call returns nothing. Threads: main, processing.
+  Reason reason();
+
+  /// Holds `why`, replacing an earlier text, and returns whether there was one. Threads: main, processing.
+  bool setReason(const Reason& why);
+
+  /// Whether the finished take must be followed by the next one at once; reading clears it.
+  bool restart();
+
+  /// The same, left as it is.
+  bool restartIsPending() const { return restart_flag.load(std::memory_order_acquire); }
+
+  /// Samples written in this take, or in the last one. Any thread.
+  int64_t nrSamples() const { return nr_samples.load(std::memory_order_acquire); }
+
+  /// Ring position of the first sample of this take, or of the last one. Any thread.
+  int64_t startPosition() const { return start_position.load(std::memory_order_acquire); }
+
+  /// Files of this take that have been made, from the first on. Threads: as for metaData().
+  int32_t nrOpenedFiles() const { return nr_opened_files; }
+
+  /// The record of the take; it belongs to the processing thread except in IDLE and FINISHED_RECORDING. May be null.
+  std::shared_ptr<const MetaData> metaData() const { return meta_data; }
+
+private:
+  State recordingPass(State current);
+  State addingToMovieForRecording();
+  Reason openMovieForRecording();
+  Reason addToMovieForRecording();
+  Reason closeMovieForRecording();
+  Reason closeFile(int32_t file);
+  Reason writeHeader(int32_t file);
+  void updateSystemData();
+  void updateRouting(int32_t nr_channels, int32_t nr_files);
+  void updateUserData();
+  void warnOfSilentFiles() const;
+  void stampAtEnd();
+  bool someFileIsFull() const;
+  bool mustWait(State current, int64_t backlog);
+  void noteDeviceProgress(State current);
+  void publish(State before, State after);
+  void closeLeftOvers();
+  bool reasonIsHeld() const;
+  uint64_t timeOfDay(int64_t samples) const;
+  const void* tableAddress() const { return fds.data(); }
+
+  AudioRing& audio_ring;
+  const UserDefaults& defaults;
+  FileLayer& file_layer;
+  FinishedTakes* const history;
+  const WallClock clock;
+
+  std::atomic<int32_t> current_state{IDLE};
+  std::atomic<bool> stop_pressed{false};
+  std::atomic<bool> restart_flag{false};
+  std::atomic<int64_t> nr_samples{0};
+  std::atomic<int64_t> start_position{0};
+  mutable std::mutex reason_mutex; ///< guards `held_reason`
+  Reason held_reason;
+
+  // Written by the main thread in IDLE, and by the processing thread otherwise; the state hands them over.
+  std::shared_ptr<MetaData> meta_data;
+  int32_t nr_opened_files = 0;
+
+  // The processing thread's own.
+  std::array<int, kMaximumFiles> fds{};
+  std::array<uint8_t, kBlockLength * 64 * 4> block{};
+  int64_t last_device_position = 0;
+  int32_t still_passes = 0;
+
+  std::thread thread;
+};
+
+} // namespace vurl

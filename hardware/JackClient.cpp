@@ -1,0 +1,284 @@
+#include "hardware/JackClient.h"
+
+#include "platform/Log.h"
+
+#include <jack/jack.h>
+#include <jack/transport.h>
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <chrono>
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace vurl {
+namespace {
+
+constexpr size_t kLeastPorts = 8;
+constexpr AudioValueRange kFrames{16, 4096};
+constexpr std::chrono::seconds kCyclePatience{1};
+
+std::atomic<bool> library_is_quiet = false;
+
+void logLibrary(const char* line) {
+  if (!library_is_quiet.load(std::memory_order_acquire)) log("JACK: %@", line);
+}
+
+struct FreeNames {
+  void operator()(const char** names) const { jack_free(names); }
+};
+
+/// The names of the physical audio ports that give (JackPortIsOutput) or take (JackPortIsInput) sound.
+std::vector<std::string> physicalPorts(jack_client_t* client, unsigned long direction) {
+  const std::unique_ptr<const char*, FreeNames> names(
+      jack_get_ports(client, nullptr, JACK_DEFAULT_AUDIO_TYPE, JackPortIsPhysical | direction));
+  std::vector<std::string> result;
+  for (const char** name = names.get(); name != nullptr && *name != nullptr; name++) result.emplace_back(*name);
+  return result;
+}
+
+/// What a physical port is called on the device, as far as the server knows: its first alias, without the client.
+std::string shownName(jack_client_t* client, const std::string& port_name) {
+  std::string alias(static_cast<size_t>(jack_port_name_size()), '\0');
+  std::string other_alias = alias;
+  char* const aliases[2] = {alias.data(), other_alias.data()};
+  const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
+  const bool has_alias = port != nullptr && jack_port_get_aliases(port, aliases) > 0;
+  const std::string name = has_alias ? alias.c_str() : port_name;
+  return name.substr(name.rfind(':') + 1);
+}
+
+bool isFree(jack_client_t* client, const std::string& port_name) {
+  const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
+  if (port == nullptr) return false;
+  const std::unique_ptr<const char*, FreeNames> connections(jack_port_get_all_connections(client, port));
+  return connections == nullptr || *connections.get() == nullptr;
+}
+
+/// The ports of one direction, and the buffers that they had in the present cycle.
+struct Side {
+  std::vector<jack_port_t*> ports;
+  std::vector<std::string> physical; ///< what they are connected to, as far as there is something
+  std::vector<StreamDescription> streams;
+  std::vector<AudioBuffer> buffers;
+
+  void registerPorts(jack_client_t* client, const char* prefix, unsigned long direction) {
+    physical = physicalPorts(client, direction == JackPortIsInput ? JackPortIsOutput : JackPortIsInput);
+    for (size_t i = 0; i < std::max(physical.size(), kLeastPorts); i++) {
+      const std::string name = prefix + std::to_string(i + 1);
+      jack_port_t* const port = jack_port_register(client, name.c_str(), JACK_DEFAULT_AUDIO_TYPE, direction, 0);
+      if (port == nullptr) break;
+      ports.push_back(port);
+      streams.push_back({i < physical.size() ? shownName(client, physical[i]) : name, 1});
+    }
+    buffers.resize(ports.size());
+  }
+
+  /// Thread: I/O.
+  AudioBufferList fetch(jack_nframes_t nr_frames) noexcept {
+    for (size_t i = 0; i < ports.size(); i++)
+      buffers[i] = {1, static_cast<uint32_t>(nr_frames * sizeof(float)), jack_port_get_buffer(ports[i], nr_frames)};
+    return {static_cast<uint32_t>(buffers.size()), buffers.data()};
+  }
+
+  /// Thread: I/O.
+  AudioBufferList fetchSilent(jack_nframes_t nr_frames) noexcept {
+    const AudioBufferList list = fetch(nr_frames);
+    for (const auto& buffer : buffers)
+      if (buffer.mData != nullptr) std::memset(buffer.mData, 0, buffer.mDataByteSize);
+    return list;
+  }
+};
+
+} // namespace
+
+struct JackClient::Connection {
+  jack_client_t* client = nullptr;
+  Events events;
+
+  // Set while no cycle runs.
+  Side inputs;
+  Side outputs;
+  IOProc io;
+
+  // Shared with the I/O thread. `running` and `in_cycle` need one order for all threads: either the cycle sees that
+  // it may not run, or stop() sees that it does.
+  std::atomic<bool> running = false;
+  std::atomic<bool> in_cycle = false;
+  std::atomic<int32_t> frame_rate = FRAME_RATE_25;
+  std::atomic<uint32_t> nr_losses = 0; ///< written by the I/O thread only
+
+  // The I/O thread's own.
+  bool is_first_cycle = true;
+  jack_nframes_t last_frame_time = 0;
+  jack_nframes_t last_nr_frames = 0;
+  uint64_t sample_time = 0; ///< the server's frame time, without its wrap at 32 bits
+
+  static int process(jack_nframes_t nr_frames, void* self) noexcept;
+  void cycle(jack_nframes_t nr_frames) noexcept;
+  void followFrameTime(jack_nframes_t nr_frames) noexcept;
+  AudioTimeStamp timeStamp() const noexcept;
+  void addTransportTime(AudioTimeStamp& stamp) const noexcept;
+  void setCallbacks();
+  void connectPorts();
+};
+
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
+
+int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) noexcept {
+  auto& connection = *static_cast<Connection*>(self);
+  connection.in_cycle.store(true);
+  if (connection.running.load())
+    connection.cycle(nr_frames);
+  else
+    connection.outputs.fetchSilent(nr_frames);
+  connection.in_cycle.store(false);
+  return 0;
+}
+
+void JackClient::Connection::cycle(jack_nframes_t nr_frames) noexcept {
+  followFrameTime(nr_frames);
+  const AudioBufferList input_list = inputs.fetch(nr_frames);
+  AudioBufferList output_list = outputs.fetchSilent(nr_frames);
+  const AudioTimeStamp now = timeStamp();
+  AudioTimeStamp later = now;
+  later.mSampleTime += nr_frames;
+  later.mWordClockTime += nr_frames;
+  io.proc(io.device, &now, &input_list, &now, &output_list, &later, io.client_data);
+}
+
+// A late server may still have handed over every sample; only a gap in its frame time says that some are missing. The
+// frame time also jumps when the buffer size changes, which is no loss of its own.
+void JackClient::Connection::followFrameTime(jack_nframes_t nr_frames) noexcept {
+  const jack_nframes_t frame_time = jack_last_frame_time(client);
+  const jack_nframes_t passed = frame_time - last_frame_time;
+  if (!is_first_cycle && nr_frames == last_nr_frames && passed != last_nr_frames)
+    nr_losses.store(nr_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  sample_time = is_first_cycle ? frame_time : sample_time + passed;
+  is_first_cycle = false;
+  last_frame_time = frame_time;
+  last_nr_frames = nr_frames;
+}
+
+AudioTimeStamp JackClient::Connection::timeStamp() const noexcept {
+  AudioTimeStamp stamp;
+  stamp.mSampleTime = static_cast<double>(sample_time);
+  stamp.mHostTime = jack_frames_to_time(client, last_frame_time) * 1000;
+  stamp.mWordClockTime = sample_time;
+  stamp.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid | kAudioTimeStampRateScalarValid |
+                 kAudioTimeStampWordClockTimeValid;
+  addTransportTime(stamp);
+  return stamp;
+}
+
+void JackClient::Connection::addTransportTime(AudioTimeStamp& stamp) const noexcept {
+  jack_position_t position;
+  if (jack_transport_query(client, &position) != JackTransportRolling) return;
+  stamp.mSMPTETime.mType = static_cast<uint32_t>(frame_rate.load(std::memory_order_acquire));
+  stamp.mSMPTETime.mSubframeDivisor = 80;
+  spd_to_smpte(position.frame, static_cast<int32_t>(position.frame_rate), stamp.mSMPTETime);
+  stamp.mFlags |= kAudioTimeStampSMPTETimeValid;
+}
+
+void JackClient::Connection::setCallbacks() {
+  const auto changed = [](jack_nframes_t, void* self) {
+    static_cast<Connection*>(self)->events.changed();
+    return 0;
+  };
+  jack_set_process_callback(client, process, this);
+  jack_set_buffer_size_callback(client, changed, this);
+  jack_set_sample_rate_callback(client, changed, this);
+  jack_on_info_shutdown(
+      client,
+      [](jack_status_t, const char* reason, void* self) {
+        log("JACK server gone, %@.", reason);
+        static_cast<Connection*>(self)->events.shut_down();
+      },
+      this);
+}
+
+// A microphone may feed several programs; a loudspeaker that another program plays into is left to it.
+void JackClient::Connection::connectPorts() {
+  for (size_t i = 0; i < std::min(inputs.ports.size(), inputs.physical.size()); i++)
+    jack_connect(client, inputs.physical[i].c_str(), jack_port_name(inputs.ports[i]));
+  for (size_t i = 0; i < std::min(outputs.ports.size(), outputs.physical.size()); i++)
+    if (isFree(client, outputs.physical[i]))
+      jack_connect(client, jack_port_name(outputs.ports[i]), outputs.physical[i].c_str());
+}
+
+std::unique_ptr<JackClient> JackClient::open(const std::string& server, Events events) {
+  jack_set_error_function(logLibrary);
+  jack_set_info_function(logLibrary);
+  const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+  library_is_quiet.store(true, std::memory_order_release);
+  jack_client_t* const client = jack_client_open("vurl-recorder", options, nullptr, server.c_str());
+  library_is_quiet.store(false, std::memory_order_release);
+  if (client == nullptr) return nullptr;
+  auto connection = std::make_unique<Connection>();
+  connection->client = client;
+  connection->events = std::move(events);
+  connection->setCallbacks();
+  connection->inputs.registerPorts(client, "in_", JackPortIsInput);
+  connection->outputs.registerPorts(client, "out_", JackPortIsOutput);
+  return std::unique_ptr<JackClient>(new JackClient(std::move(connection)));
+}
+
+JackClient::JackClient(std::unique_ptr<Connection> opened) : connection(std::move(opened)) {}
+
+JackClient::~JackClient() {
+  stop();
+  jack_client_close(connection->client);
+}
+
+DeviceDescription JackClient::describe() const {
+  DeviceDescription description;
+  description.inputs = connection->inputs.streams;
+  description.outputs = connection->outputs.streams;
+  description.nominal_sample_rate = jack_get_sample_rate(connection->client);
+  description.nominal_sample_rates = {description.nominal_sample_rate};
+  description.buffer_frame_size = jack_get_buffer_size(connection->client);
+  const double size = description.buffer_frame_size;
+  description.buffer_frame_size_range = {std::min(kFrames.mMinimum, size), std::max(kFrames.mMaximum, size)};
+  return description;
+}
+
+OSStatus JackClient::start(const IOProc& io) {
+  connection->io = io;
+  connection->is_first_cycle = true;
+  connection->running.store(true);
+  if (jack_activate(connection->client) != 0) {
+    connection->running.store(false);
+    log("could not activate the JACK client");
+    return kAudioHardwareIllegalOperationError;
+  }
+  connection->connectPorts();
+  return kAudioHardwareNoError;
+}
+
+// The wait ends early only when the library's thread was cancelled within a cycle, which happens when a server dies;
+// deactivating then joins that thread.
+void JackClient::stop() {
+  if (!connection->running.load()) return;
+  connection->running.store(false);
+  const auto deadline = std::chrono::steady_clock::now() + kCyclePatience;
+  while (connection->in_cycle.load() && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  jack_deactivate(connection->client);
+}
+
+OSStatus JackClient::setBufferFrameSize(uint32_t frames) {
+  if (jack_get_buffer_size(connection->client) == frames) return kAudioHardwareNoError;
+  const int failed = jack_set_buffer_size(connection->client, frames);
+  return failed ? OSStatus{kAudioHardwareIllegalOperationError} : OSStatus{kAudioHardwareNoError};
+}
+
+void JackClient::setFrameRate(int32_t frame_rate) {
+  connection->frame_rate.store(frame_rate, std::memory_order_release);
+}
+
+uint32_t JackClient::nrLosses() const { return connection->nr_losses.load(std::memory_order_acquire); }
+
+} // namespace vurl

@@ -1,0 +1,102 @@
+#include "engine/SampleFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <limits>
+#include <random>
+#include <tuple>
+#include <vector>
+
+namespace vurl {
+
+using Bytes = std::vector<uint8_t>;
+using Limits = std::numeric_limits<float>;
+
+/// The sample as a little-endian number, with what stands beside it: 0xEE below and above.
+uint64_t written(ConvertToSample convert, float value) {
+  uint64_t bytes = 0xEEEEEEEEEEEEEEEE;
+  convert(reinterpret_cast<uint8_t*>(&bytes), 1, value);
+  return bytes;
+}
+
+TEST(SampleFormat, WritesTheUpperBytes) {
+  const std::pair<uint32_t, std::vector<float>> cases[] = {
+      {0x000000, {0.0F, -0.0F, 1e-9F, -1e-10F, Limits::denorm_min()}},
+      {0xFFFFFF, {-1e-9F}},
+      {0x0CCCCC, {0.1F}},
+      {0xF33333, {-0.1F}},
+      {0x400000, {0.5F}},
+      {0xC00000, {-0.5F}},
+      {0x000100, {0x1p-15F}},
+      {0xFFFF80, {-0x1p-16F}},
+      {0x7FFFFF, {0x1.fffffep-1F}},
+      {0x800000, {-0x1.fffffep-1F, -1.0F, -3.0F, -Limits::infinity()}},
+      {0x800000, {1.0F, 1.5F, Limits::max(), Limits::infinity(), Limits::quiet_NaN()}}};
+  for (const auto& [upper, values] : cases) {
+    for (const float value : values) {
+      EXPECT_EQ(written(convertToSample24, value), 0xEEEEEEEE000000EE | uint64_t{upper} << 8) << value;
+      EXPECT_EQ(written(convertToSample16, value), 0xEEEEEEEEEE0000EE | uint64_t{upper >> 8} << 8) << value;
+    }
+  }
+  for (const uint32_t bits : {0x3F800000U, 0x7FC12345U}) {
+    EXPECT_EQ(written(convertToSample32, std::bit_cast<float>(bits)), 0xEEEEEE00000000EE | uint64_t{bits} << 8);
+  }
+}
+
+TEST(SampleFormat, ReadsLittleEndianIntegersAndBigEndianFloats) {
+  const std::tuple<ConvertFromSample, uint32_t, float> cases[] = {
+      {convertFromSample24, 0xEE800000, -1.0F},       {convertFromSample24, 0xEE7FFFFF, 0.99999988F},
+      {convertFromSample24, 0xEE000001, 0x1p-23F},    {convertFromSample24, 0xEEFFFFFF, -0x1p-23F},
+      {convertFromSample16, 0xEEEE8000, -1.0F},       {convertFromSample16, 0xEEEE7FFF, 32767.0F / 32768},
+      {convertFromSample16, 0xEEEEFFFF, -0x1p-15F},   {convertFromSample32, 0x0000803F, 1.0F},
+      {convertFromSample32, 0x3F800000, 0x803Fp-149F}};
+  for (const auto& [read, bytes, value] : cases) EXPECT_EQ(read(reinterpret_cast<const uint8_t*>(&bytes), 0), value);
+}
+
+using Format = std::tuple<uint32_t, uint32_t, ConvertToSample, ConvertFromSample>;
+class SampleBlocks : public testing::TestWithParam<Format> {};
+
+TEST_P(SampleBlocks, AgreeWithTheConverters) {
+  const auto& [depth, size, convert_to, convert_from] = GetParam();
+  ASSERT_EQ(sampleSize(depth), size);
+  std::mt19937 random(1);
+  for (const uint32_t nr_channels : {0U, 1U, 2U, 3U, 17U, 64U}) {
+    for (const uint32_t length : {0U, 1U, 7U, 256U}) {
+      const size_t nr_samples = size_t{nr_channels} * length;
+      std::vector<float> samples(size_t{64} * length), read(samples.size(), 7);
+      std::vector<const float*> from(nr_channels);
+      std::vector<float*> to(nr_channels);
+      for (uint32_t i = 0; i < nr_channels; ++i) { // channel 10 is missing
+        if (i != 10) from[i] = samples.data() + i * length, to[i] = read.data() + i * length;
+      }
+      for (float& sample : samples) { // half of them any bit pattern, half within full scale
+        const auto bits = static_cast<uint32_t>(random());
+        sample = bits & 1 ? std::bit_cast<float>(bits) : static_cast<float>(static_cast<int32_t>(bits)) * 0x1p-31F;
+      }
+      const auto cell = [&](size_t i) { return i % nr_channels * length + i / nr_channels; };
+      Bytes expected(nr_samples * size);
+      for (size_t i = 0; i < nr_samples; ++i) {
+        convert_to(expected.data(), i * size, i % nr_channels == 10 ? 0.0F : samples[cell(i)]);
+      }
+      for (const auto loop : {&interleave, &interleaveAnywhere}) {
+        Bytes bytes(expected.size());
+        loop(from.data(), nr_channels, length, bytes.data(), depth);
+        EXPECT_EQ(bytes, expected) << nr_channels << " channels x " << length;
+      }
+      deinterleave(expected.data(), to.data(), nr_channels, length, depth);
+      for (size_t i = 0; i < nr_samples; ++i) {
+        const float value = i % nr_channels == 10 ? 7 : convert_from(expected.data(), i * size);
+        ASSERT_EQ(std::bit_cast<uint32_t>(read[cell(i)]), std::bit_cast<uint32_t>(value)) << nr_channels << " " << i;
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, SampleBlocks,
+                         testing::Values(Format{INTEGER16, 2, convertToSample16, convertFromSample16},
+                                         Format{INTEGER24, 3, convertToSample24, convertFromSample24},
+                                         Format{FLOAT32, 4, convertToSample32, convertFromSample32},
+                                         Format{77, 2, convertToSample16, convertFromSample16}));
+
+} // namespace vurl

@@ -1,0 +1,93 @@
+// The take that the tests of records and headers share, and its iXML document as written by hand.
+#pragma once
+
+#include "metadata/MetaData.h"
+#include "platform/Text.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <string>
+
+namespace vurl {
+
+/// Settings and records in a fixed time zone, one hour ahead of UTC in winter.
+class SampleTake : public testing::Test {
+protected:
+  SampleTake() {
+    setZone("TST-1");
+    setenv("HOME", "/home/u", 1);
+    defaults.setObject(std::string("%s_T%2t"), "filename_format");
+  }
+
+  ~SampleTake() override {
+    setZone("UTC");
+    setenv("HOME", home.c_str(), 1);
+  }
+
+  static void setZone(const char* zone) {
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+
+  /// File 1 of three: channels 2, 5 and 6 of eight; a timestamp that needs more than 32 bits.
+  MetaData sampleTake() const {
+    MetaData take(defaults, [] { return WallTime{1237039766, 0, 3600}; }); // 2009-03-14 15:09:26
+    take.setOriginalSampleRate(96000);
+    take.setSampleRate(95904);
+    take.setFrameRate(FRAME_RATE_25);
+    take.setNrChannels(8);
+    take.setNrFiles(3);
+    take.setNrFolders(1);
+    take.setPath("~/Audio", 0);
+    take.setFileFormat(MetaData::kBWF);
+    take.setBitDepth(INTEGER24);
+    take.setTimestamp(5000000123);
+    take.setNrSamples(5965229);
+    take.setSampleOffset(131072);
+    take.setProject("Film & <Söhne>");
+    take.setScene("12A");
+    take.setSlate("7");
+    take.setTake("3");
+    take.setRoll("R1");
+    take.setNote("wind");
+    take.setCount(2);
+    take.setContactInfo("555-0100");
+    take.setSessionNote("day 1");
+    for (const int32_t channel : {6, 2, 5}) take.setEnable(true, channel, 1);
+    take.setName("boom", 2);
+    take.setName("left", 5);
+    take.setName("right", 6);
+    return take;
+  }
+
+  static std::string goldenPath() {
+    return (std::filesystem::path(__FILE__).parent_path() / "sampleTake.ixml").string();
+  }
+
+  /// The document of file 1 without the blanks behind.
+  static std::string goldenDocument() {
+    std::string document = fileBytes(goldenPath());
+    replaceAll(document, "\n", "\r\n");
+    return document;
+  }
+
+  /// `document` with 2048 blanks behind, or one more where that makes its length even.
+  static std::string padded(std::string document) { return document.append(2048 + document.size() % 2, ' '); }
+
+  static void replaceAll(std::string& string, const std::string& old_part, const std::string& new_part) {
+    for (size_t at = 0; (at = string.find(old_part, at)) != std::string::npos; at += new_part.size()) {
+      string.replace(at, old_part.size(), new_part);
+    }
+  }
+
+  UserDefaults defaults;
+
+private:
+  const std::string home = expandTilde("~");
+};
+
+} // namespace vurl
