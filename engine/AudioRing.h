@@ -132,6 +132,10 @@ public:
   /// Writes `n` samples of silence to every active channel from playbackPosition() on. Does not move the position.
   void clearWithLength(uint32_t n) noexcept;
 
+  /// The kRingSamples cells of a channel below kMaxChannels, null while it has none. They are being written while they
+  /// are read, but for the stretch between recordingPosition() and devicePosition(). Thread: any but the I/O thread.
+  const float* channelBuffer(uint32_t channel) const noexcept { return cells(channel); }
+
   // The device
 
   /// One I/O cycle: input into the ring, ring added to the outputs, device position moved on. While the playback

@@ -96,7 +96,8 @@ void HardwareModel::notify(AudioObjectID object, std::vector<AudioObjectProperty
   RunLoop* const loop = run_loop.load(std::memory_order_acquire);
   if (loop == nullptr) return;
   loop->post([weak = std::weak_ptr(self), object, addresses = std::move(addresses)] {
-    if (!weak.expired()) (*weak.lock())->deliver(object, addresses);
+    HardwareModel* const model = weak.expired() ? nullptr : *weak.lock();
+    if (model != nullptr) model->deliver(object, addresses);
   });
 }
 

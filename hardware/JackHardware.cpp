@@ -74,7 +74,8 @@ bool JackHardware::openClient(const std::string& server) {
   const auto later = [this, generation](void (JackHardware::*event)(uint64_t)) {
     return [loop = &run_loop, weak = std::weak_ptr(self), generation, event] {
       loop->post([weak, generation, event] {
-        if (!weak.expired()) (**weak.lock().*event)(generation);
+        JackHardware* const hardware = weak.expired() ? nullptr : *weak.lock();
+        if (hardware != nullptr) (hardware->*event)(generation);
       });
     };
   };

@@ -10,7 +10,7 @@ namespace vurl {
 
 class CountingDelegate final : public AudioIODelegate {
 public:
-  OSStatus ioCycleForDevice(uint32_t, const AudioTimeStamp&, const AudioBufferList& input_data,
+  OSStatus ioCycleForDevice(uint32_t device, const AudioTimeStamp&, const AudioBufferList& input_data,
                             const AudioTimeStamp& input_time, const AudioBufferList& output_data, const AudioTimeStamp&,
                             void*) noexcept override {
     is_inside = true;
@@ -19,7 +19,8 @@ public:
     const uint32_t nr_outputs = look(output_data, frames, true);
     if (nr_inputs != nr_outputs) fault = "inputs and outputs differ in number";
     if ((input_time.mFlags & kAudioTimeStampSampleTimeValid) == 0) fault = "no sample time";
-    if (nr_cycles > 0 && input_time.mSampleTime <= last_sample_time) fault = "sample time does not grow";
+    if (device == last_device && input_time.mSampleTime <= last_sample_time) fault = "sample time does not grow";
+    last_device = device;
     last_sample_time = input_time.mSampleTime;
     last_input_time = input_time;
     nr_frames = frames;
@@ -55,6 +56,7 @@ private:
     return channels;
   }
 
+  uint32_t last_device = 0;
   double last_sample_time = 0;
 };
 

@@ -114,19 +114,22 @@ TEST_F(MetaDataTest, filesReadOneByOneBecomeATake) {
   MetaData second(defaults);
   second.setNrChannels(8);
   second.setNrFiles(3);
+  second.setNrFolders(8);
+  second.setFolder(2, 0);
   route(second, 2, 0);
   second.setFilename("/second", 0);
   MetaData first = second;
   route(first, 1, 0);
   first.setFilename("/first", 0);
+  first.setFolder(3, 0);
   second.moveToFile(0);
   EXPECT_EQ(second.filenameForFile(0), "/second");
   second.moveToFile(1);
-  EXPECT_EQ(second.nrTracksForFile(0), 0);
+  EXPECT_EQ(second.nrTracksForFile(0) + second.folderForFile(0), 0);
   second.combine(first, 2); // its name stands at 0, so that is where it goes
   EXPECT_EQ(second.filenameForFile(0) + second.filenameForFile(1), "/first/second");
-  EXPECT_EQ(second.nrTracksForFile(0), 1);
-  EXPECT_EQ(second.nrTracksForFile(1), 2);
+  EXPECT_EQ((std::array{second.nrTracksForFile(0), second.nrTracksForFile(1)}), (std::array{1, 2}));
+  EXPECT_EQ((std::array{second.folderForFile(0), second.folderForFile(1)}), (std::array{3, 2}));
 }
 
 TEST_F(MetaDataTest, nameFormats) {
