@@ -13,6 +13,7 @@ const std::string kGeneratorName = "Vurl - Test Generator";
 
 std::vector<PopupMenu::Item> itemsOf(const std::map<uint32_t, std::string>& names) {
   std::vector<PopupMenu::Item> items;
+  items.reserve(names.size());
   for (const auto& [id, name] : names) items.push_back({name, id});
   return items;
 }

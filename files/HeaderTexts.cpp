@@ -73,7 +73,7 @@ std::optional<MetaData> headerFitting(const MetaData& meta_data, int32_t file, s
     shortened.insert(longest->name);
     size = fitting.iXMLForFile(file).size();
   }
-  log("The header of file '%@' has no room for all texts, shortened in it: %@", fitting.filenameForFile(file),
+  warn("The header of file '%@' has no room for all texts, shortened in it: %@", fitting.filenameForFile(file),
       joined(shortened));
   return fitting;
 }

@@ -153,7 +153,7 @@ private:
 
   // The processing thread's own.
   std::array<int, kMaximumFiles> fds{};
-  std::array<uint8_t, kBlockLength * 64 * 4> block{};
+  std::array<uint8_t, size_t{kBlockLength} * 64 * 4> block{};
   int64_t last_device_position = 0;
   int32_t still_passes = 0;
 

@@ -200,13 +200,15 @@ void JackClient::Connection::setCallbacks() {
       this);
 }
 
-// A microphone may feed several programs; a loudspeaker that another program plays into is left to it.
+// A microphone may feed several programs; a loudspeaker that another program plays into is left to it. All are asked
+// before the first is connected, because asking waits for connections under way.
 void JackClient::Connection::connectPorts() {
+  std::vector<bool> is_free;
+  for (const auto& port : outputs.physical) is_free.push_back(isFree(client, port));
   for (size_t i = 0; i < std::min(inputs.ports.size(), inputs.physical.size()); i++)
     jack_connect(client, inputs.physical[i].c_str(), jack_port_name(inputs.ports[i]));
   for (size_t i = 0; i < std::min(outputs.ports.size(), outputs.physical.size()); i++)
-    if (isFree(client, outputs.physical[i]))
-      jack_connect(client, jack_port_name(outputs.ports[i]), outputs.physical[i].c_str());
+    if (is_free[i]) jack_connect(client, jack_port_name(outputs.ports[i]), outputs.physical[i].c_str());
 }
 
 std::unique_ptr<JackClient> JackClient::open(const std::string& server, Events events) {

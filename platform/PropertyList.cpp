@@ -134,7 +134,7 @@ struct ValueWriter {
 
 std::optional<SettingMap> parsePropertyList(const std::string& document, std::string& reason) {
   const ParserContext context(xmlNewParserCtxt(), &xmlFreeParserCtxt);
-  if (context == nullptr || document.size() > 64 * 1024 * 1024) {
+  if (context == nullptr || document.size() > size_t{64} * 1024 * 1024) {
     reason = "it is too large";
     return std::nullopt;
   }

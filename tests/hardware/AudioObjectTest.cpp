@@ -1,5 +1,5 @@
 #include "hardware/AudioSystemObject.h"
-#include "platform/RunLoop.h"
+#include "tests/hardware/CountingDelegate.h"
 #include "tests/hardware/FakeHardware.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/RealTimeGuard.h"
@@ -13,149 +13,88 @@ namespace vurl {
 namespace {
 
 constexpr AudioObjectID kDevice = 7;
+constexpr uint32_t kInput = kAudioDevicePropertyScopeInput;
 constexpr AudioObjectPropertyAddress kAddress{fourCharCode("test"), kAudioObjectPropertyScopeGlobal, 0};
 using Lines = std::vector<std::string>;
 
-/// Notes each message by name.
-class NotingDelegate final : public AudioObjectDelegate {
-public:
-  void clockSourcesChanged() override { messages.emplace_back("clockSources"); }
-  void clockSourceChanged() override { messages.emplace_back("clockSource"); }
-  void devicesChanged() override { messages.emplace_back("devices"); }
-  void bufferFrameSizeChanged() override { messages.emplace_back("bufferFrameSize"); }
-  void bufferFrameSizeRangeChanged() override { messages.emplace_back("bufferFrameSizeRange"); }
-  void availableNominalSampleRatesChanged() override { messages.emplace_back("availableNominalSampleRates"); }
-  void nominalSampleRateChanged() override { messages.emplace_back("nominalSampleRate"); }
-  void processorOverload() override { messages.emplace_back("overload"); }
-  void streamConfigurationChanged() override { messages.emplace_back("streamConfiguration"); }
-  void dataSourcesChanged() override { messages.emplace_back("dataSources"); }
-  void dataSourceChanged() override { messages.emplace_back("dataSource"); }
-  void streamsChanged() override { messages.emplace_back("streams"); }
-  Lines messages;
+class AudioObjectTest : public testing::Test {
+protected:
+  FakeHardware hardware;
+  AudioDevice object{hardware, kDevice};
+  AudioObjectDelegate delegate;
+  CountingDelegate io_delegate;
 };
 
-TEST(AudioObjectListener, SendsOneMessageForEachAddressInOrder) {
-  const std::pair<uint32_t, const char*> cases[] = {
-      {0x63736323, "clockSources"},
-      {0x63737263, "clockSource"},
-      {0x64657623, "devices"},
-      {0x6673697a, "bufferFrameSize"},
-      {0x66737a23, "bufferFrameSizeRange"},
-      {0x6e737223, "availableNominalSampleRates"},
-      {0x6e737274, "nominalSampleRate"},
-      {0x6f766572, "overload"},
-      {0x736c6179, "streamConfiguration"},
-      {0x73736323, "dataSources"},
-      {0x73737263, "dataSource"},
-      {0x73746d23, "streams"},
-      {0x73746d23, "streams"}, // a second time
-  };
-  std::vector<AudioObjectPropertyAddress> addresses = {{fourCharCode("none"), 0, 0}};
-  Lines expected;
-  for (const auto& [selector, message] : cases) {
-    addresses.push_back({selector, 1, 2});
-    expected.emplace_back(message);
-  }
-  NotingDelegate delegate;
-  AudioObjectDelegate* const client = &delegate;
-  EXPECT_EQ(audioObjectListener(1, static_cast<uint32_t>(addresses.size()), addresses.data(), client), 0);
-  EXPECT_EQ(delegate.messages, expected);
-  EXPECT_EQ(audioObjectListener(1, 0, addresses.data(), client), 0);
-  EXPECT_EQ(audioObjectListener(1, 2, addresses.data(), nullptr), 0);
-  EXPECT_EQ(delegate.messages, expected);
-}
-
-TEST(AudioObject, FailuresGiveNeutralValuesAndOneLine) {
-  FakeHardware hardware;
-  AudioObject object(hardware, kDevice);
-  RunLoop* const no_loop = nullptr;
-  const auto fail_size = [&] { hardware.size_status = kAudioHardwareBadObjectError; };
-  const auto fail_get = [&] { hardware.get_status = kAudioHardwareBadObjectError; };
-  const auto fail_act = [&] { hardware.act_status = kAudioHardwareIllegalOperationError; };
+// clang-format off
+TEST_F(AudioObjectTest, FailuresGiveNeutralValuesAndOneLine) {
+  OSStatus& size = hardware.size_status;
+  OSStatus& get = hardware.get_status;
+  OSStatus& act = hardware.act_status;
+  const std::string at_size = "error at AudioObjectGetPropertyDataSize() in AudioObject::";
+  const std::string at_get = "error at AudioObjectGetPropertyData() in AudioObject::";
   const struct {
-    std::function<void()> fail;
+    OSStatus& failing;
     std::function<bool()> isNeutral;
-    const char* line;
+    std::string line;
   } cases[] = {
-      {fail_get, [&] { return object.getFloatProperty(kAddress) == 0.0; }, "error in AudioObject::getFloatProperty()"},
-      {fail_get, [&] { return object.getIntProperty(kAddress) == 0; }, "error in AudioObject::getIntProperty()"},
-      {fail_get, [&] { return object.getIDProperty(kAddress) == 0xFFFFFFFF; }, "error in AudioObject::getIDProperty()"},
-      {fail_get, [&] { return !object.getStringProperty(kAddress); }, "error in AudioObject::getStringProperty()"},
-      {fail_get, [&] { return !object.translateString(kAddress, 1); }, "error in AudioObject::translateString()"},
-      {fail_get, [&] { return !object.getValueRangeProperty(kAddress); },
-       "error at AudioObjectGetPropertyData() in AudioObject::getValueRangeProperty()"},
-      {fail_size, [&] { return object.getArrayOfIDsProperty(kAddress).empty(); },
-       "error at AudioObjectGetPropertyDataSize() in AudioObject::getArrayOfIDsProperty()"},
-      {fail_get, [&] { return object.getArrayOfIDsProperty(kAddress).empty(); },
-       "error at AudioObjectGetPropertyData() in AudioObject::getArrayOfIDsProperty()"},
-      {fail_size, [&] { return !object.getArrayOfValueRangesProperty(kAddress); },
-       "error at AudioObjectGetPropertyDataSize() in AudioObject::getArrayOfIDsProperty()"},
-      {fail_get, [&] { return !object.getArrayOfValueRangesProperty(kAddress); },
-       "error at AudioObjectGetPropertyData() in AudioObject::getArrayOfIDsProperty()"},
-      {fail_size, [&] { return !object.getAudioBufferListProperty(kAddress); },
-       "error at AudioObjectGetPropertyDataSize() in AudioObject::getAudioBufferListProperty()"},
-      {fail_get, [&] { return !object.getAudioBufferListProperty(kAddress); },
-       "error at AudioObjectGetPropertyData() in AudioObject::getAudioBufferListProperty()"},
-      {fail_act, [&] { return object.setIntProperty(kAddress, 1), true; }, "error in AudioObject::setIntProperty()"},
-      {fail_act, [&] { return object.setFloatProperty(kAddress, 1), true; },
+      {get, [&] { return object.getFloatProperty(kAddress) == 0.0; }, "error in AudioObject::getFloatProperty()"},
+      {get, [&] { return object.getIntProperty(kAddress) == 0; }, "error in AudioObject::getIntProperty()"},
+      {get, [&] { return object.getIDProperty(kAddress) == 0xFFFFFFFF; }, "error in AudioObject::getIDProperty()"},
+      {get, [&] { return !object.getStringProperty(kAddress); }, "error in AudioObject::getStringProperty()"},
+      {get, [&] { return !object.translateString(kAddress, 1); }, "error in AudioObject::translateString()"},
+      {get, [&] { return !object.getValueRangeProperty(kAddress); }, at_get + "getValueRangeProperty()"},
+      {size, [&] { return object.getArrayOfIDsProperty(kAddress).empty(); }, at_size + "getArrayOfIDsProperty()"},
+      {get, [&] { return object.getArrayOfIDsProperty(kAddress).empty(); }, at_get + "getArrayOfIDsProperty()"},
+      {size, [&] { return !object.getArrayOfValueRangesProperty(kAddress); }, at_size + "getArrayOfIDsProperty()"},
+      {get, [&] { return !object.getArrayOfValueRangesProperty(kAddress); }, at_get + "getArrayOfIDsProperty()"},
+      {size, [&] { return !object.getAudioBufferListProperty(kAddress); }, at_size + "getAudioBufferListProperty()"},
+      {get, [&] { return !object.getAudioBufferListProperty(kAddress); }, at_get + "getAudioBufferListProperty()"},
+      {act, [&] { return object.setIntProperty(kAddress, 1), true; }, "error in AudioObject::setIntProperty()"},
+      {act, [&] { return object.setFloatProperty(kAddress, 1), true; }, "error in AudioObject::setFloatProperty()"},
+      {act, [&] { return object.setIDProperty(kAddress, 1), true; }, "error in AudioObject::setFloatProperty()"},
+      {act, [&] { return object.setRunLoopRefProperty(kAddress, nullptr), true; },
        "error in AudioObject::setFloatProperty()"},
-      {fail_act, [&] { return object.setIDProperty(kAddress, 1), true; }, "error in AudioObject::setFloatProperty()"},
-      {fail_act, [&] { return object.setRunLoopRefProperty(kAddress, no_loop), true; },
-       "error in AudioObject::setFloatProperty()"},
-      {fail_act, [&] { return object.listenForProperty(kAddress), true; }, "error in AudioObject::listenForProperty()"},
-      {fail_act, [&] { return object.unlistenForProperty(kAddress), true; },
-       "error in AudioObject::unlistenForProperty()"},
+      {act, [&] { return object.listenForProperty(kAddress), true; }, "error in AudioObject::listenForProperty()"},
+      {act, [&] { return object.unlistenForProperty(kAddress), true; }, "error in AudioObject::unlistenForProperty()"},
   };
   hardware.claims_everything = true;
-  for (const auto& [fail, isNeutral, line] : cases) {
-    hardware.size_status = hardware.get_status = hardware.act_status = 0;
-    fail();
+  for (const auto& [failing, isNeutral, line] : cases) {
+    failing = kAudioHardwareBadObjectError;
     const CapturedLog log;
     EXPECT_TRUE(isNeutral()) << line;
     EXPECT_EQ(log.lines(), Lines{line});
+    failing = 0;
   }
 }
+// clang-format on
 
-TEST(AudioObject, AbsentPropertiesAreSilent) {
-  FakeHardware hardware;
-  const AudioDevice device(hardware, kDevice);
+TEST_F(AudioObjectTest, AbsentPropertiesAreSilent) {
   const CapturedLog log;
-  EXPECT_TRUE(device.getArrayOfIDsProperty(kAddress).empty());
-  EXPECT_EQ(device.getAudioBufferListProperty(kAddress), nullptr);
-  EXPECT_TRUE(device.streamConfigurationForScope(kAudioDevicePropertyScopeInput).empty());
-  EXPECT_TRUE(device.streamsForScope(kAudioDevicePropertyScopeInput).empty());
+  EXPECT_TRUE(object.getArrayOfIDsProperty(kAddress).empty());
+  EXPECT_TRUE(object.streamConfigurationForScope(kInput).empty());
+  EXPECT_TRUE(object.streamsForScope(kInput).empty());
   EXPECT_EQ(log.lines(), Lines{});
 }
 
-TEST(AudioObject, ReadsListsByTheBytesThatCome) {
-  FakeHardware hardware;
-  const AudioObject object(hardware, kDevice);
+TEST_F(AudioObjectTest, BelievesTheBytesThatComeAndNoMore) {
   hardware.give<uint32_t>(kDevice, kAddress, {5, 9, 2});
   EXPECT_EQ(object.getArrayOfIDsProperty(kAddress), (std::vector<AudioObjectID>{5, 9, 2}));
   hardware.give<char>(kDevice, kAddress, {1, 2, 3});
   EXPECT_TRUE(object.getArrayOfIDsProperty(kAddress).empty());
   hardware.give<double>(kDevice, kAddress, {1, 2, 3, 4, 5});
   EXPECT_EQ(object.getArrayOfValueRangesProperty(kAddress), (std::vector<AudioValueRange>{{1, 2}, {3, 4}}));
-}
-
-TEST(AudioObject, BelievesNoBufferListThatIsLargerThanItsBytes) {
-  FakeHardware hardware;
-  const AudioDevice device(hardware, kDevice);
-  const AudioObjectPropertyAddress address{kAudioDevicePropertyStreamConfiguration, kAudioDevicePropertyScopeInput};
-  hardware.giveStreams(kDevice, kAudioDevicePropertyScopeInput, {}, {2, 0, 8});
-  EXPECT_EQ(device.streamConfigurationForScope(kAudioDevicePropertyScopeInput), (std::vector<uint32_t>{2, 0, 8}));
+  hardware.giveStreams(kDevice, kInput, {}, {2, 0, 8});
+  EXPECT_EQ(object.streamConfigurationForScope(kInput), (std::vector<uint32_t>{2, 0, 8}));
   const CapturedLog log;
-  hardware.give<AudioBufferList>(kDevice, address, {{1, nullptr}});
-  EXPECT_TRUE(device.streamConfigurationForScope(kAudioDevicePropertyScopeInput).empty());
-  hardware.give<uint32_t>(kDevice, address, {1});
-  EXPECT_TRUE(device.streamConfigurationForScope(kAudioDevicePropertyScopeInput).empty());
+  hardware.give<AudioBufferList>(kDevice, {kAudioDevicePropertyStreamConfiguration, kInput}, {{1, nullptr}});
+  EXPECT_TRUE(object.streamConfigurationForScope(kInput).empty());
+  hardware.give<uint32_t>(kDevice, {kAudioDevicePropertyStreamConfiguration, kInput}, {1});
+  EXPECT_TRUE(object.streamConfigurationForScope(kInput).empty());
   EXPECT_EQ(log.lines().size(), 2U);
 }
 
-TEST(AudioObject, ReportsWhenMemoryRunsOut) {
+TEST_F(AudioObjectTest, ReportsWhenMemoryRunsOut) {
   if (!kRealTimeGuardWorks) GTEST_SKIP() << "a sanitizer ends the program where an allocation fails";
-  FakeHardware hardware;
-  const AudioObject object(hardware, kDevice);
   hardware.give<uint32_t>(kDevice, kAddress, {1});
   hardware.oversized = true;
   rlimit before{};
@@ -172,67 +111,33 @@ TEST(AudioObject, ReportsWhenMemoryRunsOut) {
                                 "error at malloc() in AudioObject::getAudioBufferListProperty()"}));
 }
 
-TEST(AudioDevice, ListensForItsDelegateInOrder) {
-  const Lines eight = {"7 nsr# glob", "7 nsrt glob", "7 ssc# glob", "7 ssrc glob",
-                       "7 csc# glob", "7 csrc glob", "7 stm# inpt", "7 slay inpt"};
-  const auto signedLines = [&](const std::string& sign) {
-    Lines lines;
-    for (const auto& line : eight) lines.push_back(sign + " " + line);
+TEST_F(AudioObjectTest, ListensAndRunsForItsDelegatesInOrder) {
+  const auto eight = [](Lines lines, const std::string& sign) {
+    for (const char* property :
+         {"nsr# glob", "nsrt glob", "ssc# glob", "ssrc glob", "csc# glob", "csrc glob", "stm# inpt", "slay inpt"})
+      lines.push_back(sign + " 7 " + property);
     return lines;
   };
-  FakeHardware hardware;
-  NotingDelegate delegate;
-  {
-    AudioDevice device(hardware, kDevice);
-    device.setDelegate(&delegate);
-    EXPECT_EQ(hardware.takeCalls(), signedLines("+"));
-    device.setDelegate(&delegate);
-    auto both = signedLines("-");
-    for (const auto& line : signedLines("+")) both.push_back(line);
-    EXPECT_EQ(hardware.takeCalls(), both);
-  }
-  EXPECT_EQ(hardware.takeCalls(), signedLines("-"));
-  EXPECT_TRUE(hardware.listening.empty());
-}
-
-class NullIODelegate final : public AudioIODelegate {
-public:
-  OSStatus ioCycleForDevice(uint32_t, const AudioTimeStamp&, const AudioBufferList&, const AudioTimeStamp&,
-                            const AudioBufferList&, const AudioTimeStamp&, void*) noexcept override {
-    return 0;
-  }
-};
-
-TEST(AudioDevice, RunsWhileItHasAnIODelegate) {
-  FakeHardware hardware;
-  NotingDelegate delegate;
-  NullIODelegate io_delegate;
   auto device = std::make_unique<AudioDevice>(hardware, kDevice);
-  device->setDelegate(&delegate);
-  hardware.takeCalls();
   device->setIODelegate(nullptr);
-  EXPECT_EQ(hardware.takeCalls(), Lines{});
+  device->setDelegate(&delegate);
+  EXPECT_EQ(hardware.takeCalls(), eight({}, "+"));
+  device->setDelegate(&delegate);
+  EXPECT_EQ(hardware.takeCalls(), eight(eight({}, "-"), "+"));
   device->setIODelegate(&io_delegate);
   EXPECT_EQ(hardware.takeCalls(), (Lines{"addIO 7", "start 7", "+ 7 over glob"}));
   device.reset();
-  const auto calls = hardware.takeCalls();
-  ASSERT_GE(calls.size(), 4U);
-  EXPECT_EQ(Lines(calls.begin(), calls.begin() + 4), (Lines{"- 7 over glob", "stop 7", "removeIO 7", "- 7 nsr# glob"}));
+  EXPECT_EQ(hardware.takeCalls(), eight({"- 7 over glob", "stop 7", "removeIO 7"}, "-"));
   EXPECT_TRUE(hardware.listening.empty());
 }
 
-TEST(AudioDevice, ReadsAndSetsAtTheRightSide) {
-  FakeHardware hardware;
-  AudioDevice device(hardware, kDevice);
-  device.setNominalSampleRate(48000);
-  device.setBufferFrameSize(64);
-  device.setDataSource(1);
-  device.setClockSource(2);
-  AudioSystemObject system(hardware);
-  system.setSleepingIsAllowed(false);
-  system.setRunLoop(nullptr);
-  EXPECT_EQ(hardware.takeCalls(), (Lines{"set8 7 nsrt glob", "set4 7 fsiz glob", "set4 7 ssrc inpt", "set4 7 csrc inpt",
-                                         "set4 1 slep glob", "set8 1 rnlp glob"}));
+TEST_F(AudioObjectTest, SetsAtTheRightSide) {
+  object.setNominalSampleRate(48000);
+  object.setBufferFrameSize(64);
+  object.setDataSource(1);
+  object.setClockSource(2);
+  EXPECT_EQ(hardware.takeCalls(),
+            (Lines{"set8 7 nsrt glob", "set4 7 fsiz glob", "set4 7 ssrc inpt", "set4 7 csrc inpt"}));
 }
 
 } // namespace

@@ -110,26 +110,6 @@ TEST_F(GeneratorTest, IsListedLastAndOnlyWhilePublished) {
   EXPECT_TRUE(rig.input_device.devices().empty());
 }
 
-/// Holds its first cycle up for `delay`.
-class SlowDelegate final : public AudioIODelegate {
-public:
-  explicit SlowDelegate(std::chrono::milliseconds time) : delay(time) {}
-  OSStatus ioCycleForDevice(uint32_t, const AudioTimeStamp&, const AudioBufferList&, const AudioTimeStamp& input_time,
-                            const AudioBufferList&, const AudioTimeStamp&, void*) noexcept override {
-    if (nr_cycles == 0) std::this_thread::sleep_for(delay);
-    if (nr_cycles > 0 && input_time.mSampleTime != expected) has_gap = true;
-    expected = input_time.mSampleTime + 256;
-    nr_cycles = nr_cycles + 1;
-    return 0;
-  }
-  std::atomic<int> nr_cycles = 0;
-  std::atomic<bool> has_gap = false;
-
-private:
-  const std::chrono::milliseconds delay;
-  double expected = 0;
-};
-
 TEST(GeneratorPacing, CatchesUpForASecondAndTellsOfMore) {
   for (const int delay : {300, 1500}) {
     GeneratorRig rig;

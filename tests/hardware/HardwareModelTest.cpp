@@ -1,6 +1,7 @@
+#include "hardware/HardwareModel.h"
+
 #include "hardware/AudioSystemObject.h"
 #include "hardware/DeviceList.h"
-#include "hardware/HardwareModel.h"
 #include "platform/PollRunLoop.h"
 #include "tests/hardware/FakeHardware.h"
 #include "tests/support/CapturedLog.h"
@@ -100,6 +101,9 @@ TEST_F(HardwareModelTest, TellsWhatADeviceConsistsOf) {
   EXPECT_EQ(box.streamsForScope(kInput).at(1)->name(), std::nullopt);
   EXPECT_TRUE(box.dataSources().empty());
   EXPECT_EQ(box.dataSource(), 0xFFFFFFFF);
+  EXPECT_TRUE(model->sleepingIsAllowed());
+  AudioSystemObject(*model).setSleepingIsAllowed(false);
+  EXPECT_FALSE(model->sleepingIsAllowed());
 }
 
 TEST_F(HardwareModelTest, RefusesWithTheRightStatus) {
@@ -140,26 +144,15 @@ TEST_F(HardwareModelTest, NotifiesAllThatDiffersInOneCallForEachListener) {
   model->update(device, description);
   run_loop.drain();
   EXPECT_EQ(rates.calls.size(), 1U);
+  description.inputs.push_back({"More", 8});
+  model->update(device, description);
+  run_loop.drain();
+  EXPECT_EQ(everything.calls.back(), "stm# inpt, stm# glob, slay inpt, slay glob");
   const uint32_t frames = 128;
   model->AudioObjectSetPropertyData(device, {kAudioDevicePropertyBufferFrameSize, kGlobal}, 4, &frames);
   run_loop.drain();
   EXPECT_EQ(rates.calls.back(), "fsiz glob");
   EXPECT_TRUE(other_object.calls.empty());
-}
-
-TEST_F(HardwareModelTest, StreamsThatDifferAreOtherStreams) {
-  const AudioDevice box(*model, device);
-  const auto input = box.streamsForScope(kInput).at(0)->objectID();
-  const auto output = box.streamsForScope(kAudioDevicePropertyScopeOutput).at(0)->objectID();
-  Ear ear;
-  listen(ear, device, kAudioDevicePropertyStreams, kInput);
-  listen(ear, device, kAudioDevicePropertyStreamConfiguration, kInput);
-  description.inputs.push_back({"More", 8});
-  model->update(device, description);
-  run_loop.drain();
-  EXPECT_EQ(ear.calls, Lines{"stm# inpt, slay inpt"});
-  EXPECT_NE(box.streamsForScope(kInput).at(0)->objectID(), input);
-  EXPECT_EQ(box.streamsForScope(kAudioDevicePropertyScopeOutput).at(0)->objectID(), output);
 }
 
 TEST_F(HardwareModelTest, RemovedListenersHearNothingMore) {
@@ -223,12 +216,6 @@ TEST_F(HardwareModelTest, ADeviceThatGoesIsStoppedAndLeavesQuietly) {
   AudioDevice gone(*model, device);
   gone.setDelegate(&nobody);
   EXPECT_EQ(log.lines().size(), 8U);
-}
-
-TEST_F(HardwareModelTest, KeepsWhetherTheComputerMaySleep) {
-  EXPECT_TRUE(model->sleepingIsAllowed());
-  AudioSystemObject(*model).setSleepingIsAllowed(false);
-  EXPECT_FALSE(model->sleepingIsAllowed());
 }
 
 } // namespace

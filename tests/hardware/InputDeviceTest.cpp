@@ -1,6 +1,7 @@
 #include "hardware/InputDevice.h"
 
 #include "platform/PollRunLoop.h"
+#include "tests/hardware/CountingDelegate.h"
 #include "tests/hardware/FakeHardware.h"
 #include "tests/hardware/NotingObserver.h"
 #include "tests/support/CapturedLog.h"
@@ -15,21 +16,13 @@ constexpr uint32_t kGlobal = kAudioObjectPropertyScopeGlobal;
 constexpr uint32_t kInput = kAudioDevicePropertyScopeInput;
 using Lines = std::vector<std::string>;
 
-class NullIODelegate final : public AudioIODelegate {
-public:
-  OSStatus ioCycleForDevice(uint32_t, const AudioTimeStamp&, const AudioBufferList&, const AudioTimeStamp&,
-                            const AudioBufferList&, const AudioTimeStamp&, void*) noexcept override {
-    return 0;
-  }
-};
-
 class InputDeviceTest : public testing::Test {
 protected:
   InputDeviceTest() { input_device.setObserver(&observer); }
 
   FakeHardware hardware;
   PollRunLoop run_loop;
-  NullIODelegate ring;
+  CountingDelegate ring;
   NotingObserver observer;
   InputDevice input_device{hardware, run_loop, ring};
 };
@@ -126,24 +119,31 @@ TEST_F(InputDeviceTest, ReadsTheSelectedDevice) {
   EXPECT_EQ(input_device.dataSource(), -1);
 }
 
-TEST_F(InputDeviceTest, RelaysEachMessageOnce) {
-  const std::pair<const char(&)[5], const char*> cases[] = {
-      {"dev#", "updateDevices"},         {"nsr#", "updateSampleRates"},
-      {"nsrt", "updateSampleRate"},      {"csc#", "updateClockSources"},
-      {"csrc", "updateClockSource"},     {"ssc#", "updateDataSources"},
-      {"ssrc", "updateDataSource"},      {"fsz#", "updateBufferFrameSizeRange"},
-      {"fsiz", "updateBufferFrameSize"}, {"stm#", "updateChannels"},
-      {"slay", "updateChannels"},        {"over", "processorOverload"},
+// clang-format off
+TEST_F(InputDeviceTest, RelaysEachChangeOnceInOrder) {
+  const std::pair<uint32_t, const char*> cases[] = {
+      {0x64657623, "updateDevices"},         {0x6e737223, "updateSampleRates"}, {0x6e737274, "updateSampleRate"},
+      {0x63736323, "updateClockSources"},    {0x63737263, "updateClockSource"}, {0x73736323, "updateDataSources"},
+      {0x73737263, "updateDataSource"},      {0x66737a23, "updateBufferFrameSizeRange"},
+      {0x6673697a, "updateBufferFrameSize"}, {0x73746d23, "updateChannels"},    {0x736c6179, "updateChannels"},
+      {0x6f766572, "processorOverload"},     {0x6e737274, "updateSampleRate"},  // a second time
   };
+  // clang-format on
+  std::vector<AudioObjectPropertyAddress> addresses = {{fourCharCode("none"), 0, 0}};
+  Lines expected;
+  for (const auto& [selector, message] : cases) {
+    addresses.push_back({selector, 1, 2});
+    expected.emplace_back(message);
+  }
   input_device.awake();
   observer.take();
   ASSERT_EQ(hardware.listening.size(), 1U);
   void* const client_data = hardware.listening.front().second;
-  for (const auto& [selector, message] : cases) {
-    const AudioObjectPropertyAddress address{fourCharCode(selector), 0, 0};
-    audioObjectListener(kDevice, 1, &address, client_data);
-    EXPECT_EQ(observer.take(), Lines{message});
-  }
+  EXPECT_EQ(audioObjectListener(kDevice, static_cast<uint32_t>(addresses.size()), addresses.data(), client_data), 0);
+  EXPECT_EQ(observer.take(), expected);
+  EXPECT_EQ(audioObjectListener(kDevice, 0, addresses.data(), client_data), 0);
+  EXPECT_EQ(audioObjectListener(kDevice, 2, addresses.data(), nullptr), 0);
+  EXPECT_EQ(observer.take(), Lines{});
 }
 
 } // namespace

@@ -30,10 +30,13 @@ public:
 
   const std::string& name() const { return server_name; }
 
-  /// Starts the server with `channels` dummy ports each way. It takes a moment until it answers.
-  void start(int rate = 48000, int frames = 256, int channels = 64) {
+  /// Starts the server with `channels` dummy ports each way. It takes a moment until it answers. A server that waits
+  /// for its clients (as at first) is late with them; another one goes on without those that are late.
+  void start(int rate = 48000, int frames = 256, int channels = 64, bool waits_for_clients = true) {
     setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
-    std::vector<std::string> words = {"jackd", "-S", "-r", "-n", server_name, "-d", "dummy"};
+    std::vector<std::string> words = {"jackd", "-r", "-n", server_name};
+    if (waits_for_clients) words.emplace_back("-S");
+    words.insert(words.end(), {"-d", "dummy"});
     for (const auto& [option, value] : {std::pair{"-r", rate}, {"-p", frames}, {"-C", channels}, {"-P", channels}})
       words.insert(words.end(), {option, std::to_string(value)});
     std::vector<char*> arguments;

@@ -17,7 +17,7 @@ namespace {
 thread_local int guarded = 0;
 
 /// Ends the program when the calling thread is guarded.
-void forbid(const char* call) noexcept {
+[[maybe_unused]] void forbid(const char* call) noexcept {
   if (guarded == 0) return;
   guarded = 0;
   for (const char* part : {"not allowed on the I/O thread: ", call, "\n"})
