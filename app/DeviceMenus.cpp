@@ -67,13 +67,15 @@ void MainMenuControler::deviceChanged(Sender sender) {
     return;
   }
   const PopupMenu::Item chosen = *item; // the menu may be rebuilt while the device is opened
-  if (sender == Sender::user) {
-    defaults.setObject(chosen.title, "selected_device");
-    if (chosen.title != kGeneratorName) defaults.setBool(false, "show_generator");
-  }
+  if (sender == Sender::user) rememberDevice(chosen.title);
   device_in_use = chosen.title;
   input_device.setSelectedDevice(static_cast<uint32_t>(chosen.tag));
   audio_ring.parseTODTime();
+}
+
+void MainMenuControler::rememberDevice(const std::string& name) {
+  defaults.setObject(name, "selected_device");
+  if (name != kGeneratorName) defaults.setBool(false, "show_generator");
 }
 
 void MainMenuControler::dataSourceChanged() {

@@ -80,6 +80,9 @@ public:
   // Device menus: the user's choices
 
   void deviceChanged(Sender sender);
+  /// Notes the user's choice, the display name of a device, as the one to select from now on. A real device switches
+  /// the test generator off for good.
+  void rememberDevice(const std::string& name);
   void dataSourceChanged();
   void clockSourceChanged();
   void sampleRateChanged();

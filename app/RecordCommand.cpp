@@ -65,12 +65,10 @@ public:
     std::string reason;
     if (!options.device.empty() && !findWanted(reason)) return refuse(reason, kExitUsage);
     Recorder recorder(defaults, run_loop, services, view);
+    choose(recorder);
     recorder.start();
-    if (!chooseWanted(recorder)) return refuse("The device was there a moment ago and is gone.", kExitHarmed);
     run_loop.drain();
-    if (recorder.input_device.selectedDevice() == -1) {
-      return refuse("There is no audio device to record from.", kExitHarmed);
-    }
+    if (!isSelected(recorder, reason)) return refuse(reason, kExitHarmed);
     record(recorder);
     return view.harmed() ? kExitHarmed : kExitFine;
   }
@@ -91,19 +89,29 @@ private:
     const auto index = findDevice(names, options.device, reason);
     if (!index) return false;
     wanted = names[*index];
-    if (wanted == AudioServices::kGeneratorName) {
-      services.publishGeneratorForRun();
-      defaults.setForRun(wanted, "selected_device"); // a test is no choice to remember
-    }
     return true;
   }
 
-  /// Chooses the device that was found as the user would in the menu.
-  bool chooseWanted(Recorder& recorder) {
-    if (wanted.empty() || wanted == AudioServices::kGeneratorName) return true;
-    const auto& items = recorder.controller.menu(DeviceMenu::device).items;
-    const auto item = std::find_if(items.begin(), items.end(), [&](const auto& it) { return it.title == wanted; });
-    return item != items.end() && recorder.controller.choose(DeviceMenu::device, item->tag);
+  /// Makes the device that was found the one to select. This comes before any device is opened: the ring must hold
+  /// nothing but the sound of that one when the take reaches back into it.
+  void choose(Recorder& recorder) {
+    if (wanted == AudioServices::kGeneratorName) {
+      services.publishGeneratorForRun();
+      defaults.setForRun(wanted, "selected_device"); // a test is no choice to remember
+    } else if (!wanted.empty()) {
+      recorder.controller.rememberDevice(wanted);
+    }
+  }
+
+  /// Whether there is a device, and it is the one that was found.
+  bool isSelected(const Recorder& recorder, std::string& reason) const {
+    const auto* const item = recorder.controller.menu(DeviceMenu::device).selectedItem();
+    if (item == nullptr) {
+      reason = "There is no audio device to record from.";
+      return false;
+    }
+    reason = "The device was there a moment ago and is gone.";
+    return wanted.empty() || item->title == wanted;
   }
 
   void record(Recorder& recorder) {

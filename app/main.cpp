@@ -52,6 +52,13 @@ bool applySettings(UserDefaults& defaults, const std::vector<std::string>& setti
   return true;
 }
 
+/// Nothing, or what is wrong with a duration.
+std::string aboveZero(const std::string& seconds) {
+  double value = 0;
+  const bool fine = CLI::detail::lexical_cast(seconds, value) && value > 0 && value < 1e9;
+  return fine ? "" : text("it is a number of seconds above 0, not \"%@\"", seconds);
+}
+
 void describe(CLI::App& app, Arguments& arguments) {
   app.fallthrough();
   app.require_subcommand(1);
@@ -69,7 +76,7 @@ void describe(CLI::App& app, Arguments& arguments) {
       ->type_name("NAME");
   record->add_option("--duration", arguments.record.duration, "End this many seconds behind the take's first sample")
       ->type_name("SECONDS")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Validator([](const std::string& seconds) { return aboveZero(seconds); }, "", ""));
   record->add_flag("--json", arguments.record.json, "Print one JSON object per finished take");
 
   CLI::App* const settings = app.add_subcommand("settings", "List the settings, or read or store one");

@@ -5,6 +5,8 @@
 #include <jack/jack.h>
 #include <jack/transport.h>
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <bit>
@@ -117,7 +119,7 @@ struct JackClient::Connection {
   jack_nframes_t last_nr_frames = 0;
   uint64_t sample_time = 0; ///< the server's frame time, without its wrap at 32 bits
 
-  static int process(jack_nframes_t nr_frames, void* self) noexcept;
+  static int process(jack_nframes_t nr_frames, void* self);
   void cycle(jack_nframes_t nr_frames) noexcept;
   void followFrameTime(jack_nframes_t nr_frames) noexcept;
   AudioTimeStamp timeStamp() const noexcept;
@@ -128,7 +130,12 @@ struct JackClient::Connection {
 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
 
-int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) noexcept {
+// The library ends its thread by cancelling it at any instruction, when a server hangs even within a cycle. That must
+// not hit the code below, which no unwinding may leave; so it waits until the cycle is done. This function itself is
+// not noexcept, since the unwinding begins in its last call.
+int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) {
+  int cancel_state = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
   auto& connection = *static_cast<Connection*>(self);
   connection.in_cycle.store(true);
   if (connection.running.load())
@@ -136,6 +143,7 @@ int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) noexce
   else
     connection.outputs.fetchSilent(nr_frames);
   connection.in_cycle.store(false);
+  pthread_setcancelstate(cancel_state, nullptr);
   return 0;
 }
 
@@ -260,8 +268,7 @@ OSStatus JackClient::start(const IOProc& io) {
   return kAudioHardwareNoError;
 }
 
-// The wait ends early only when the library's thread was cancelled within a cycle, which happens when a server dies;
-// deactivating then joins that thread.
+// The wait takes no longer than a cycle does. It has an end all the same: deactivating joins the library's thread.
 void JackClient::stop() {
   if (!connection->running.load()) return;
   connection->running.store(false);

@@ -1,6 +1,5 @@
 #include "hardware/JackHardware.h"
 
-#include "hardware/JackServerList.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -19,8 +18,11 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 
 } // namespace
 
-JackHardware::JackHardware(HardwareModel& hardware_model, RunLoop& main_loop)
-    : model(hardware_model), run_loop(main_loop), self(std::make_shared<JackHardware*>(this)) {
+JackHardware::JackHardware(HardwareModel& hardware_model, RunLoop& main_loop, ServerLister lister)
+    : model(hardware_model),
+      run_loop(main_loop),
+      running_servers(std::move(lister)),
+      self(std::make_shared<JackHardware*>(this)) {
   poll();
   poll_timer = run_loop.every(kPollInterval, [this] { poll(); });
   loss_timer = run_loop.every(kLossInterval, [this] { reportLosses(); });
@@ -34,7 +36,7 @@ JackHardware::~JackHardware() {
 // A client that is open to a server without a socket says that the library is not the sockets' one: no use in asking
 // it for their servers.
 void JackHardware::poll() {
-  const auto listening = runningJackServers();
+  const auto listening = running_servers();
   if (client && !contains(listening, client_server)) return;
   const auto known = servers;
   for (const auto& server : known)

@@ -6,9 +6,11 @@
 #include "engine/AudioIO.h"
 #include "hardware/HardwareModel.h"
 #include "hardware/JackClient.h"
+#include "hardware/JackServerList.h"
 #include "platform/RunLoop.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,8 +19,12 @@ namespace vurl {
 
 class JackHardware final : public AudioService {
 public:
-  /// Publishes the servers that run now. `model` and `run_loop` must outlive this object.
-  JackHardware(HardwareModel& model, RunLoop& run_loop);
+  /// Tells the names of the servers that run.
+  using ServerLister = std::function<std::vector<std::string>()>;
+
+  /// Publishes the servers that run now. `model` and `run_loop` must outlive this object. A test may look at a part of
+  /// the servers only.
+  JackHardware(HardwareModel& model, RunLoop& run_loop, ServerLister running_servers = runningJackServers);
   ~JackHardware() override;
 
   /// FrameRate of the timecode that comes with a rolling transport.
@@ -54,6 +60,7 @@ private:
 
   HardwareModel& model;
   RunLoop& run_loop;
+  const ServerLister running_servers;
   std::vector<Server> servers;
   std::unique_ptr<JackClient> client;
   std::string client_server;

@@ -70,13 +70,21 @@ public:
   JackRig() {
     setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
     server.start();
-    jack = std::make_unique<JackHardware>(model, run_loop);
+    jack = std::make_unique<JackHardware>(model, run_loop, ownServers);
   }
   ~JackRig() override {
     input_device.unselectDevice();
     jack.reset();
   }
   std::string name() const override { return "JACK - " + server.name(); }
+
+  /// The servers of this test program: those of others, which may run at the same time, are left alone.
+  static std::vector<std::string> ownServers() {
+    auto names = runningJackServers();
+    std::erase_if(names, [](const auto& name) { return name.rfind(JackServer::namePrefix(), 0) != 0; });
+    return names;
+  }
+
   JackServer server;
   std::unique_ptr<JackHardware> jack;
 };

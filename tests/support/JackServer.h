@@ -22,13 +22,16 @@ public:
   /// Prepares a name; start() starts the server.
   JackServer() {
     static int count = 0;
-    server_name = "vurl-test-" + std::to_string(getpid()) + "-" + std::to_string(++count);
+    server_name = namePrefix() + std::to_string(++count);
   }
   ~JackServer() { stop(); }
   JackServer(const JackServer&) = delete;
   JackServer& operator=(const JackServer&) = delete;
 
   const std::string& name() const { return server_name; }
+
+  /// What the names of this test program's servers begin with.
+  static std::string namePrefix() { return "vurl-test-" + std::to_string(getpid()) + "-"; }
 
   /// Starts the server with `channels` dummy ports each way. It takes a moment until it answers. A server that waits
   /// for its clients (as at first) is late with them; another one goes on without those that are late.

@@ -1,5 +1,5 @@
-// A JACK client that plays the known sequence into the recorder, whenever one is there. The sequence is counted from the
-// feed's own first cycle, and goes on whether or not anybody listens. Thread: main; the rest is its own.
+// A JACK client that plays the known sequence into the recorder, whenever one is there. The sequence is counted from
+// the feed's own first cycle, and goes on whether or not anybody listens. Thread: main; the rest is its own.
 #pragma once
 
 #include "tests/system/TakeFile.h"
@@ -33,7 +33,8 @@ public:
       ports.push_back(jack_port_register(client, name.c_str(), JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0));
     }
     jack_set_process_callback(client, play, this);
-    jack_on_shutdown(client, [](void* self) { static_cast<Feed*>(self)->ends = true; }, this);
+    jack_on_shutdown(
+        client, [](void* self) { static_cast<Feed*>(self)->ends = true; }, this);
     jack_activate(client);
     connecting = std::thread([this] { connect(); });
   }

@@ -99,21 +99,20 @@ TEST(JackTake, IsBitExactInAllChannelsAndFiles) {
   for (const auto& [name, depth, bits, seconds, files] : cases) {
     SCOPED_TRACE(name);
     Words settings = routing(files, second_folder);
-    settings.insert(settings.end(), {"bit_depth=" + depth, "filename_format=take" + depth + "x" +
-                                                               std::to_string(files.size())});
+    settings.insert(settings.end(),
+                    {"bit_depth=" + depth, "filename_format=take" + depth + "x" + std::to_string(files.size())});
     Program vurl = studio.record(seconds, settings);
     ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
-    const auto takes = takesIn(vurl.output());
-    ASSERT_EQ(takes.size(), 1U);
-    ASSERT_EQ(takes[0].files.size(), files.size());
-    EXPECT_GE(takes[0].samples, seconds * 48000 - 256);
+    const Take take = takeOf(vurl);
+    ASSERT_EQ(take.files.size(), files.size());
+    EXPECT_GE(take.samples, seconds * 48000 - 256);
     std::optional<int64_t> number;
     for (size_t i = 0; i < files.size(); ++i) {
-      SCOPED_TRACE(takes[0].files[i]);
-      const TakeFile file(takes[0].files[i]);
+      SCOPED_TRACE(take.files[i]);
+      const TakeFile file(take.files[i]);
       EXPECT_EQ(file.bits, bits);
-      EXPECT_EQ(file.frames, takes[0].samples);
-      EXPECT_EQ(std::filesystem::path(takes[0].files[i]).parent_path(),
+      EXPECT_EQ(file.frames, take.samples);
+      EXPECT_EQ(std::filesystem::path(take.files[i]).parent_path(),
                 i % 2 == 0 ? studio.home.takes() : std::filesystem::path(second_folder));
       const Heard heard = expectSequence(file, files[i], studio.feed->played());
       EXPECT_GE(heard.frames, (seconds - 2) * 48000);
@@ -125,14 +124,13 @@ TEST(JackTake, IsBitExactInAllChannelsAndFiles) {
 
 TEST(JackTake, GoesOnInTheNextFileWithoutLosingASample) {
   const Studio studio(8);
-  Program vurl = studio.record(6, {"maximum_file_size=2"});
+  Program vurl = studio.record(6, {"maximum_file_size=2", "filename_format=T%t"});
   ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
   const auto takes = takesIn(vurl.output());
   ASSERT_GE(takes.size(), 3U);
   TakeFile whole(takes[0].files.at(0));
   for (size_t i = 0; i < takes.size(); ++i) {
-    const std::string name = i == 0 ? "x.wav" : "x-nr" + std::to_string(i + 1) + ".wav";
-    ASSERT_EQ(takes[i].files, Words{studio.home.takes() / name});
+    ASSERT_EQ(takes[i].files, Words{studio.home.takes() / ("T" + std::to_string(i + 1) + ".wav")});
     EXPECT_TRUE(takes[i].reason.is_null()) << takes[i].reason;
     const TakeFile piece(takes[i].files[0]);
     EXPECT_EQ(piece.frames, takes[i].samples);
@@ -155,13 +153,12 @@ TEST(JackTake, IsCompleteWhenTheServerIsKilled) {
     const int64_t total = studio.killServer();
     EXPECT_EQ(vurl.wait(), 1);
     EXPECT_NE(vurl.errors().find(kDeviceGone), std::string::npos) << vurl.errors();
-    const auto takes = takesIn(vurl.output());
-    ASSERT_EQ(takes.size(), 1U);
-    EXPECT_EQ(takes[0].reason, kDeviceGone);
-    const TakeFile file(takes[0].files.at(0));
-    EXPECT_EQ(file.frames, takes[0].samples);
+    const Take take = takeOf(vurl);
+    EXPECT_EQ(take.reason, kDeviceGone);
+    const TakeFile file(take.files[0]);
+    EXPECT_EQ(file.frames, take.samples);
     expectSequence(file, firstChannels(8), total);
-    EXPECT_NE(printedBy({"sndfile-info", takes[0].files[0]}).find("Channels    : 8"), std::string::npos);
+    EXPECT_NE(printedBy({"sndfile-info", take.files[0]}).find("Channels    : 8"), std::string::npos);
   }
 }
 
@@ -173,9 +170,8 @@ TEST(JackTake, GoesOnWhenThePeriodChanges) {
     studio.feed->setPeriod(period);
   }
   EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
-  const auto takes = takesIn(vurl.output());
-  ASSERT_EQ(takes.size(), 1U);
-  const TakeFile file(takes[0].files.at(0));
+  const Take take = takeOf(vurl);
+  const TakeFile file(take.files[0]);
   EXPECT_GE(file.frames, 4 * 48000 - 512);
   EXPECT_GE(expectSequence(file, firstChannels(8), studio.feed->played()).frames, 2 * 48000);
 }

@@ -6,15 +6,17 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
 #include <sys/wait.h>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <spawn.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
@@ -28,6 +30,13 @@ inline constexpr bool kSlow = true; ///< everything takes longer: tests record l
 #else
 inline constexpr bool kSlow = false;
 #endif
+
+/// JACK servers are found by their sockets. Where the system allows it, these tests and all that they start have a
+/// network of their own, so that no server of somebody else ends a take.
+struct OwnNetwork final : testing::Environment {
+  void SetUp() override { static_cast<void>(unshare(CLONE_NEWNET)); }
+};
+inline const auto* const own_network = testing::AddGlobalTestEnvironment(new OwnNetwork);
 
 using Words = std::vector<std::string>;
 
@@ -46,14 +55,18 @@ inline bool eventually(const std::function<bool()>& condition) {
 /// A program that runs beside the test. Killed, if it must be, and reaped with this object.
 class Program {
 public:
-  /// Starts `words` with `variables` ("NAME=value") before the test's own environment.
+  /// Starts `words` with `variables` ("NAME=value") in place of the test's own of the same names.
   explicit Program(Words words, Words variables = {}) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     for (const int stream : {1, 2})
       posix_spawn_file_actions_addopen(&actions, stream, streamPath(stream).c_str(), O_WRONLY | O_CREAT, 0600);
-    for (char** variable = environ; *variable != nullptr; ++variable) variables.emplace_back(*variable);
+    for (char** own = environ; *own != nullptr; ++own) {
+      const std::string name(*own, std::strchr(*own, '=') + 1);
+      const auto replaced = [&](const std::string& variable) { return variable.starts_with(name); };
+      if (std::none_of(variables.begin(), variables.end(), replaced)) variables.emplace_back(*own);
+    }
     if (posix_spawnp(&pid, words[0].c_str(), &actions, nullptr, pointers(words).data(), pointers(variables).data()))
       pid = -1;
     posix_spawn_file_actions_destroy(&actions);
@@ -105,7 +118,8 @@ inline std::string printedBy(const Words& words) {
 struct Take {
   Words files;
   int64_t samples = 0;
-  nlohmann::json reason;
+  int64_t timestamp = 0;
+  nlohmann::json reason = {};
 };
 
 inline std::vector<Take> takesIn(const std::string& output) {
@@ -114,9 +128,16 @@ inline std::vector<Take> takesIn(const std::string& output) {
   for (std::string line; std::getline(lines, line);) {
     const auto json = nlohmann::json::parse(line, nullptr, false);
     EXPECT_FALSE(json.is_discarded()) << line;
-    if (!json.is_discarded()) takes.push_back({json["files"], json["samples"], json["reason"]});
+    if (!json.is_discarded()) takes.push_back({json["files"], json["samples"], json["timestamp"], json["reason"]});
   }
   return takes;
+}
+
+/// The one take that `program` has reported.
+inline Take takeOf(const Program& program) {
+  const auto takes = takesIn(program.output());
+  EXPECT_EQ(takes.size(), 1U) << program.errors();
+  return takes.empty() || takes[0].files.empty() ? Take{{"no file"}} : takes[0];
 }
 
 /// A user's home with a folder for takes, and the JACK server that this user's programs find first.
@@ -130,7 +151,7 @@ public:
   std::string file(const std::string& name) const { return folder.file(name); }
 
   /// `vurl record --json` on a device, with `settings` ("KEY=VALUE") and `options`, ready to be started. Files are
-  /// called "x" and the pieces of a take differ by their numbers, whatever the counters do.
+  /// called "x", whatever the counters do.
   Words recording(const std::string& device, const Words& settings, const Words& options = {}) const {
     Words words = {VURL_PROGRAM, "record", "--json", "--device", device, "--set", "filename_format=x"};
     for (const auto& setting : settings) words.insert(words.end(), {"--set", setting});
