@@ -49,15 +49,15 @@ std::string shownName(jack_client_t* client, const std::string& port_name) {
   char* const aliases[2] = {alias.data(), other_alias.data()};
   const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
   const bool has_alias = port != nullptr && jack_port_get_aliases(port, aliases) > 0;
-  const std::string name = has_alias ? alias.c_str() : port_name;
+  const std::string name = has_alias ? alias.substr(0, alias.find('\0')) : port_name;
   return name.substr(name.rfind(':') + 1);
 }
 
 bool isFree(jack_client_t* client, const std::string& port_name) {
   const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
   if (port == nullptr) return false;
-  const std::unique_ptr<const char*, FreeNames> connections(jack_port_get_all_connections(client, port));
-  return connections == nullptr || *connections.get() == nullptr;
+  const std::unique_ptr<const char*[], FreeNames> connections(jack_port_get_all_connections(client, port));
+  return connections == nullptr || connections[0] == nullptr;
 }
 
 /// The ports of one direction, and the buffers that they had in the present cycle.

@@ -37,8 +37,8 @@ PropertyValue ifAny(const std::vector<SourceDescription>& sources, PropertyValue
 }
 
 PropertyValue sourceIDs(const std::vector<SourceDescription>& sources) {
-  std::vector<uint32_t> ids;
-  for (const auto& source : sources) ids.push_back(source.id);
+  std::vector<uint32_t> ids(sources.size());
+  std::ranges::transform(sources, ids.begin(), &SourceDescription::id);
   return ifAny(sources, ids);
 }
 
