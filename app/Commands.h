@@ -17,8 +17,8 @@ constexpr int kExitUsage = 2;
 int runDevices(UserDefaults& defaults, bool json);
 
 struct RecordOptions {
-  std::string device;             ///< display name or an unambiguous part of it; empty for the stored device
-  std::optional<double> duration; ///< seconds, or until a signal or `q` ends the take
+  std::optional<std::string> device; ///< display name or an unambiguous part of it, or the stored device
+  std::optional<double> duration;    ///< seconds, or until a signal or `q` ends the take
   bool json = false;
 };
 

@@ -5,8 +5,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 
 namespace vurl {
@@ -33,6 +37,11 @@ std::string asJson(const FinishedTake& take) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+bool takesOutput(int descriptor) {
+  pollfd output{descriptor, POLLOUT, 0};
+  return poll(&output, 1, 0) == 1;
+}
+
 } // namespace
 
 ConsoleView::ConsoleView(bool as_json) : json(as_json), live(isatty(STDERR_FILENO) == 1) {}
@@ -56,10 +65,11 @@ void ConsoleView::showTakeLength(const std::string& timecode) {
 
 void ConsoleView::showRing(const RingPositions& positions) {
   backlog_percent = 100.0 * static_cast<double>(positions.device - positions.recording) / AudioRing::kRingSamples;
+  printResults(false);
 }
 
 void ConsoleView::showLiveLine() {
-  if (!live) return;
+  if (!live || !takesOutput(STDERR_FILENO)) return;
   std::fprintf(stderr, "\r%s  take %s  backlog %3.0f %%\x1b[K", current_time.c_str(), length.c_str(), backlog_percent);
   std::fflush(stderr);
   line_is_shown = true;
@@ -72,15 +82,35 @@ void ConsoleView::clearLiveLine() {
   line_is_shown = false;
 }
 
+/// Writes no more at a time than what poll() promised room for.
+void ConsoleView::printResults(bool wait) {
+  while (!results.empty() && (wait || takesOutput(STDOUT_FILENO))) {
+    const ssize_t written = write(STDOUT_FILENO, results.data(), std::min<size_t>(results.size(), PIPE_BUF));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      print_failed = true;
+      results.clear();
+      return;
+    }
+    results.erase(0, static_cast<size_t>(written));
+  }
+}
+
+bool ConsoleView::flush() {
+  clearLiveLine();
+  printResults(true);
+  return !print_failed;
+}
+
 void ConsoleView::takeFinished(const FinishedTake& take) {
   clearLiveLine();
   any_reason = any_reason || take.reason.has_value();
   if (json) {
-    std::printf("%s\n", asJson(take).c_str());
+    results += asJson(take) + "\n";
   } else {
-    for (const std::string& file : filesOf(take)) std::printf("%s\n", file.c_str());
+    for (const std::string& file : filesOf(take)) results += file + "\n";
   }
-  std::fflush(stdout);
+  printResults(false);
   if (!take.continues && when_finished) when_finished();
 }
 

@@ -18,6 +18,9 @@ public:
   /// Called after each take that no further piece follows.
   void setWhenFinished(std::function<void()> callback) { when_finished = std::move(callback); }
 
+  /// Prints what is left to print, waiting for whoever reads it. Returns whether all results could be printed.
+  bool flush();
+
   /// Whether a take has ended with a reason so far.
   bool harmed() const { return any_reason; }
 
@@ -37,11 +40,14 @@ public:
 private:
   void showLiveLine();
   void clearLiveLine();
+  void printResults(bool wait);
 
   const bool json;
   const bool live;
   std::function<void()> when_finished;
   bool any_reason = false;
+  bool print_failed = false;
+  std::string results; ///< not printed yet: a reader that stalls must not hold up the next piece of a take
   bool line_is_shown = false;
   std::string current_time = "--:--:--:--";
   std::string length = "00:00:00:00";

@@ -27,11 +27,13 @@ std::optional<size_t> findDevice(const std::vector<std::string>& names, const st
   std::vector<size_t> holding;
   for (size_t i = 0; i < names.size(); ++i) {
     if (lowered(names[i]) == lowered(wanted)) return i;
-    if (lowered(names[i]).find(lowered(wanted)) != std::string::npos) holding.push_back(i);
+    if (!wanted.empty() && lowered(names[i]).find(lowered(wanted)) != std::string::npos) holding.push_back(i);
   }
   if (holding.size() == 1) return holding[0];
+  std::vector<std::string> meant;
+  for (const size_t i : holding) meant.push_back(names[i]);
   reason = holding.empty() ? text("There is no device \"%@\". There are: %@.", wanted, listed(names))
-                           : text("More than one device is meant by \"%@\": %@.", wanted, listed(names));
+                           : text("More than one device is meant by \"%@\": %@.", wanted, listed(meant));
   return std::nullopt;
 }
 

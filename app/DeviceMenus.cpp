@@ -1,6 +1,7 @@
 // The device menus of the application controller: what the hardware offers, what of it is in use, and the end of a take
 // when it changes.
 #include "app/MainMenuControler.h"
+#include "hardware/GeneratorHardware.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 namespace vurl {
 namespace {
 
-const std::string kGeneratorName = "Vurl - Test Generator";
+const std::string kGeneratorName = GeneratorHardware::kDisplayName;
 
 std::vector<PopupMenu::Item> itemsOf(const std::map<uint32_t, std::string>& names) {
   std::vector<PopupMenu::Item> items;

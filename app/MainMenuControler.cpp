@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kRefreshInterval{100};
 constexpr int16_t kSubframes = 80;
+const std::string kAbort = "abort"; ///< the user's own reason, which is shown to nobody
 
 /// What the transport control shows in each engine state.
 struct StateDisplay {
@@ -69,7 +70,7 @@ void MainMenuControler::recStopPressed(int32_t command) {
   switch (command) {
   case REC: startRecording(false); break;
   case STOP: stopRecording(std::nullopt); break;
-  case ABORT: stopRecording("abort"); break;
+  case ABORT: stopRecording(kAbort); break;
   case PLAY: startPlayback(); break;
   case TOGGLE:
     if (output_file.state() == OutputFile::IDLE) {
@@ -96,33 +97,35 @@ void MainMenuControler::startRecording(bool continued) {
   }
   refreshDeviceSettings();
   next_piece = continued;
-  output_file.startWith();
+  if (!continued) pending_stop.reset();
+  output_file.startWith(continued);
+  if (continued && pending_stop) output_file.stopAt(pending_stop->border, pending_stop->reason);
 }
 
+/// The engine stops a take that runs. Between two pieces of a take the STOP waits for the next one; and a change at the
+/// hardware also ends a take that is just starting, for it would go on with what is no longer true.
 void MainMenuControler::stopRecording(const Reason& reason) {
   const OutputFile::State state = output_file.state();
-  if (state == OutputFile::RUNNING_RECORDING || isPlaying(state)) {
-    stop_to_repeat = reason;
-    output_file.stop(reason);
-    return;
-  }
-  const bool between_pieces = (state == OutputFile::STARTING_RECORDING && next_piece) ||
-                              ((state == OutputFile::STOPPING_RECORDING || state == OutputFile::FINISHED_RECORDING) &&
-                               output_file.restartIsPending());
-  if (between_pieces) stop_to_repeat = reason;
+  const bool from_hardware = reason && *reason != kAbort;
+  const bool starting =
+      state == OutputFile::STARTING_RECORDING && !pending_stop && (next_piece || from_hardware); // the first one counts
+  const bool between_pieces = output_file.restartIsPending() &&
+                              (state == OutputFile::STOPPING_RECORDING || state == OutputFile::FINISHED_RECORDING);
+  if (state == OutputFile::RUNNING_RECORDING || isPlaying(state) || starting) stopNow(reason);
+  if (between_pieces) pending_stop = Stop{reason, audio_ring.devicePosition()};
+}
+
+void MainMenuControler::stopNow(const Reason& reason) {
+  pending_stop = Stop{reason, audio_ring.devicePosition()};
+  output_file.stopAt(pending_stop->border, reason);
 }
 
 void MainMenuControler::stopWhenRunning() {
   if (output_file.state() == OutputFile::STARTING_RECORDING) {
-    stop_to_repeat = Reason();
+    stopNow(std::nullopt);
   } else {
     stopRecording(std::nullopt);
   }
-}
-
-/// A STOP that fell together with a break ended that piece only; the next one, once it runs, gets it again.
-void MainMenuControler::repeatStop() {
-  if (stop_to_repeat && output_file.state() == OutputFile::RUNNING_RECORDING) output_file.stop(*stop_to_repeat);
 }
 
 void MainMenuControler::startPlayback() {
@@ -139,15 +142,16 @@ void MainMenuControler::startPlayback() {
 
 void MainMenuControler::waitForIdle() {
   for (;;) {
-    repeatStop();
     const OutputFile::State state = output_file.state();
     if (state == OutputFile::IDLE || state == OutputFile::EXIT || state == OutputFile::GONE) break;
-    if (state == OutputFile::FINISHED_RECORDING || state == OutputFile::FINISHED_PLAYBACK) {
+    if (state == OutputFile::FINISHED_RECORDING && output_file.restartIsPending()) {
+      finishRecording();
+    } else if (state == OutputFile::FINISHED_RECORDING || state == OutputFile::FINISHED_PLAYBACK) {
       output_file.setState(OutputFile::IDLE);
     }
     pause();
   }
-  stop_to_repeat.reset();
+  pending_stop.reset();
 }
 
 // Refresh
@@ -163,7 +167,6 @@ void MainMenuControler::updateGUI() {
 }
 
 void MainMenuControler::updateStateGUI() {
-  repeatStop();
   const OutputFile::State state = output_file.state();
   if (const auto display = displayFor(state)) {
     view.showBusy(display->busy);
@@ -177,24 +180,26 @@ void MainMenuControler::finishRecording() {
   const Reason reason = output_file.reason();
   showReason(reason);
   increment(reason.has_value());
-  const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, output_file.restartIsPending()};
+  const bool continues = output_file.restart();
+  const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, continues};
   output_file.setState(OutputFile::IDLE);
-  view.takeFinished(take);
-  if (output_file.restart()) {
+  if (continues) {
     startRecording(true);
   } else {
-    stop_to_repeat.reset();
+    pending_stop.reset();
+    defaults.synchronize();
   }
+  view.takeFinished(take);
 }
 
 void MainMenuControler::finishPlayback() {
   showReason(output_file.reason());
   output_file.setState(OutputFile::IDLE);
-  stop_to_repeat.reset();
+  pending_stop.reset();
 }
 
 void MainMenuControler::showReason(const Reason& reason) {
-  if (reason && *reason != "abort") view.showAlert("Playback aborted.", *reason);
+  if (reason && *reason != kAbort) view.showAlert("Playback aborted.", *reason);
 }
 
 void MainMenuControler::updateRingBufferGUI() {

@@ -56,11 +56,11 @@ public:
   void stopRecording(const Reason& reason);
   void startPlayback();
 
-  /// STOP for callers that must not lose it (an end time, a signal): one that comes while a take is starting is
-  /// repeated once it runs.
+  /// STOP for callers that must not lose it (an end time, a signal): it holds for a take that is just starting, too.
   void stopWhenRunning();
 
-  /// Waits until the engine is idle, acknowledging a finished take without counters and alerts.
+  /// Waits until the engine is idle, acknowledging a finished take without counters and alerts. A take that was broken
+  /// for the next piece goes on in that piece first.
   void waitForIdle();
 
   // Refresh
@@ -111,7 +111,7 @@ private:
   void finishRecording();
   void finishPlayback();
   void showReason(const Reason& reason);
-  void repeatStop();
+  void stopNow(const Reason& reason);
   void refreshDeviceSettings();
   void fill(DeviceMenu which, std::vector<PopupMenu::Item> items);
   void selectInMenu(DeviceMenu which, int64_t tag);
@@ -128,11 +128,17 @@ private:
   MainWindowView& view;
   const std::function<void()> pause;
 
+  /// A STOP, kept until its take is over: if a break falls together with it, the next piece gets it again.
+  struct Stop {
+    Reason reason;
+    int64_t border; ///< device position when it was pressed
+  };
+
   std::array<PopupMenu, 4> menus; ///< by DeviceMenu
   RunLoop::Handle update_GUI_timer;
   uint32_t update_GUI_counter = 0;
-  bool next_piece = false;                  ///< the take in hand continues one that was broken
-  std::optional<Reason> stop_to_repeat;     ///< a STOP that a break or a start would otherwise swallow
+  bool next_piece = false; ///< the take in hand continues one that was broken
+  std::optional<Stop> pending_stop;
   std::optional<std::string> device_in_use; ///< display name of the selected device
 };
 

@@ -28,6 +28,7 @@ SettingMap standardValues() {
 PreferencesController::PreferencesController(UserDefaults& user_defaults) : defaults(user_defaults) {
   setupDefaults();
   if (defaults.isNew()) makeFirstFolder();
+  defaults.synchronize();
 }
 
 void PreferencesController::setupDefaults() {
@@ -46,7 +47,6 @@ void PreferencesController::makeFirstFolder() {
   std::error_code error;
   std::filesystem::create_directories(expandTilde(*folder), error);
   if (error) warn("The folder %s could not be made: %s.", expandTilde(*folder), error.message());
-  defaults.synchronize();
 }
 
 } // namespace vurl

@@ -5,6 +5,7 @@
 #include "app/Recorder.h"
 #include "app/TerminalKeys.h"
 #include "hardware/DeviceList.h"
+#include "platform/Log.h"
 #include "platform/PollRunLoop.h"
 
 #include <sys/signalfd.h>
@@ -15,11 +16,16 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <thread>
 
 namespace vurl {
 namespace {
 
 constexpr std::chrono::milliseconds kEndCheckInterval{20};
+constexpr std::chrono::seconds kPatienceWithADevice{10};
+constexpr std::chrono::seconds kPatienceAtTheEnd{5};
 
 /// Calls back on the main loop when the user or the system wants the program to end. Made before any thread is, so that
 /// none of them is interrupted.
@@ -31,13 +37,15 @@ public:
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    watch = run_loop.watch(descriptor, [this] {
-      signalfd_siginfo info{};
-      while (read(descriptor, &info, sizeof info) == sizeof info) {
-      }
-      came = true;
-      if (asked) asked();
-    });
+    if (descriptor < 0) pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // let them end the program at least
+    if (descriptor >= 0)
+      watch = run_loop.watch(descriptor, [this] {
+        signalfd_siginfo info{};
+        while (read(descriptor, &info, sizeof info) == sizeof info) {
+        }
+        came = true;
+        if (asked) asked();
+      });
   }
   ~EndSignals() { close(descriptor); }
   EndSignals(const EndSignals&) = delete;
@@ -63,17 +71,31 @@ public:
 
   int run() {
     std::string reason;
-    if (!options.device.empty() && !findWanted(reason)) return refuse(reason, kExitUsage);
-    Recorder recorder(defaults, run_loop, services, view);
-    choose(recorder);
-    recorder.start();
+    if (options.device && !findWanted(reason)) return refuse(reason, kExitUsage);
+    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, services, view);
+    choose(*recorder);
+    recorder->start();
     run_loop.drain();
-    if (!isSelected(recorder, reason)) return refuse(reason, kExitHarmed);
-    record(recorder);
-    return view.harmed() ? kExitHarmed : kExitFine;
+    if (!isSelected(*recorder, reason)) return refuse(reason, kExitHarmed);
+    record(*recorder);
+    recorder->controller.applicationWillTerminate();
+    const bool all_printed = view.flush();
+    const int exit_code = view.harmed() || !all_printed ? kExitHarmed : kExitFine;
+    endSoon(exit_code);
+    return exit_code;
   }
 
 private:
+  /// All is complete on disk and told. Letting go of the device waits for its server, which may hang; the program does
+  /// not wait with it.
+  static void endSoon(int exit_code) {
+    std::thread([exit_code] {
+      std::this_thread::sleep_for(kPatienceAtTheEnd);
+      warn("The device could not be released in time.");
+      std::_Exit(exit_code);
+    }).detach();
+  }
+
   static int refuse(const std::string& reason, int exit_code) {
     std::fprintf(stderr, "vurl: %s\n", reason.c_str());
     return exit_code;
@@ -83,10 +105,10 @@ private:
   bool findWanted(std::string& reason) {
     std::vector<std::string> names;
     for (const DeviceRow& row : describeDevices(services.model)) names.push_back(row.name);
-    if (std::find(names.begin(), names.end(), AudioServices::kGeneratorName) == names.end()) {
-      names.emplace_back(AudioServices::kGeneratorName);
+    if (std::find(names.begin(), names.end(), GeneratorHardware::kDisplayName) == names.end()) {
+      names.emplace_back(GeneratorHardware::kDisplayName);
     }
-    const auto index = findDevice(names, options.device, reason);
+    const auto index = findDevice(names, *options.device, reason);
     if (!index) return false;
     wanted = names[*index];
     return true;
@@ -95,7 +117,7 @@ private:
   /// Makes the device that was found the one to select. This comes before any device is opened: the ring must hold
   /// nothing but the sound of that one when the take reaches back into it.
   void choose(Recorder& recorder) {
-    if (wanted == AudioServices::kGeneratorName) {
+    if (wanted == GeneratorHardware::kDisplayName) {
       services.publishGeneratorForRun();
       defaults.setForRun(wanted, "selected_device"); // a test is no choice to remember
     } else if (!wanted.empty()) {
@@ -122,6 +144,9 @@ private:
     view.setWhenFinished([this] { run_loop.quit(); });
     const auto end_check = run_loop.every(kEndCheckInterval, [&] {
       if (timeIsUp(recorder)) ask_to_end();
+      if (options.duration && deviceStandsStill(recorder)) {
+        recorder.controller.stopRecording("The device has stopped delivering.");
+      }
     });
     recorder.controller.startRecording(false);
     signals.setAsked(ask_to_end);
@@ -143,6 +168,15 @@ private:
     return told_to_end;
   }
 
+  /// Whether nothing has arrived for so long that the wait for the end of a timed take makes no sense.
+  bool deviceStandsStill(const Recorder& recorder) {
+    const auto now = std::chrono::steady_clock::now();
+    const int64_t position = recorder.audio_ring.devicePosition();
+    if (position != last_position) last_progress = now;
+    last_position = position;
+    return now - last_progress > kPatienceWithADevice;
+  }
+
   UserDefaults& defaults;
   const RecordOptions& options;
   PollRunLoop run_loop;
@@ -152,6 +186,8 @@ private:
   std::string wanted;
   std::optional<int64_t> first_sample;
   bool told_to_end = false;
+  int64_t last_position = -1;
+  std::chrono::steady_clock::time_point last_progress;
 };
 
 } // namespace

@@ -19,9 +19,6 @@ namespace vurl {
 /// The audio services, publishing their devices into one model.
 class AudioServices {
 public:
-  /// The name under which the test generator is shown.
-  static constexpr const char* kGeneratorName = "Vurl - Test Generator";
-
   /// Finds the devices. The test generator is among them while the setting "show_generator" is on.
   AudioServices(UserDefaults& defaults, RunLoop& run_loop);
 

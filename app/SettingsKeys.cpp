@@ -1,6 +1,7 @@
 #include "app/SettingsKeys.h"
 
 #include "platform/Text.h"
+#include "timecode/ltc.h"
 
 #include <algorithm>
 #include <array>
@@ -15,8 +16,8 @@ constexpr int64_t kAnyInteger = 1000000000;
 
 constexpr std::array kKeys = {
     SettingKey{"nr_channels", integer, 0, 64, "ring channels recorded"},
-    SettingKey{"nr_files", integer, 0, 512, "files of a take"},
-    SettingKey{"nr_folders", integer, 0, 16, "destination folders; a take uses the first 8"},
+    SettingKey{"nr_files", integer, 1, 512, "files of a take"},
+    SettingKey{"nr_folders", integer, 1, 16, "destination folders; a take uses the first 8"},
     SettingKey{"input_for_channel%02i", integer, -1, kAnyInteger, "device input that feeds a channel, from 0"},
     SettingKey{"output_for_channel%02i", integer, -1, kAnyInteger, "device output that a channel feeds, from 0"},
     SettingKey{"channel%02i_in_file%03i", boolean, 0, 0, "whether a channel is recorded into a file"},
@@ -104,6 +105,8 @@ std::optional<bool> parseBoolean(std::string_view written) {
   return std::nullopt;
 }
 
+bool isFrameRate(int64_t code) { return code <= FRAME_RATE_59_94 || code == FRAME_RATE_23_976; }
+
 std::optional<int64_t> parseInteger(std::string_view written) {
   int64_t value = 0;
   const char* const end = written.data() + written.size();
@@ -132,9 +135,10 @@ std::optional<SettingValue> parseSetting(std::string_view key, std::string_view 
     return std::nullopt;
   }
   const auto value = parseInteger(written);
-  if (value && *value >= row->lowest && *value <= row->highest) return *value;
-  reason = text("The setting \"%@\" is a whole number from %qi to %qi, not \"%@\".", key, row->lowest, row->highest,
-                written);
+  const bool in_range = value && *value >= row->lowest && *value <= row->highest;
+  if (in_range && (key != "frame_rate" || isFrameRate(*value))) return *value;
+  reason = text("The setting \"%@\" (%@) is a whole number from %qi to %qi, not \"%@\".", key, row->meaning,
+                row->lowest, row->highest, written);
   return std::nullopt;
 }
 

@@ -17,6 +17,8 @@ TerminalKeys::TerminalKeys(RunLoop& run_loop, std::function<void(char)> callback
   if (!in_foreground || tcgetattr(STDIN_FILENO, &settings) < 0) return;
   saved = std::make_unique<Saved>(Saved{settings});
   settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+  settings.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not hold up a take
+  settings.c_cc[VSUSP] = _POSIX_VDISABLE;           // nor Ctrl-Z
   settings.c_cc[VMIN] = 0;
   settings.c_cc[VTIME] = 0;
   tcsetattr(STDIN_FILENO, TCSANOW, &settings);

@@ -72,7 +72,10 @@ void describe(CLI::App& app, Arguments& arguments) {
   devices->add_flag("--json", arguments.devices_json, "Print a JSON array");
 
   CLI::App* const record = app.add_subcommand("record", "Record a take; q or Ctrl-C ends it");
-  record->add_option("--device", arguments.record.device, "The device to record from: its name or a part of it")
+  record
+      ->add_option_function<std::string>(
+          "--device", [&arguments](const std::string& name) { arguments.record.device = name; },
+          "The device to record from: its name or a part of it")
       ->type_name("NAME");
   record->add_option("--duration", arguments.record.duration, "End this many seconds behind the take's first sample")
       ->type_name("SECONDS")
@@ -106,5 +109,8 @@ int main(int argc, char** argv) {
     return app.exit(error) == 0 ? kExitFine : kExitUsage;
   }
   prepareProcess();
-  return run(app, arguments);
+  const int exit_code = run(app, arguments);
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exit_code;
+  std::fprintf(stderr, "vurl: The results could not be printed.\n");
+  return exit_code == kExitFine ? kExitHarmed : exit_code;
 }

@@ -157,8 +157,7 @@ int64_t add_bwf_fact(uint8_t* buffer, int64_t offset, const MetaData& meta_data,
 
 int64_t add_bwf_bext(uint8_t* buffer, int64_t offset, const MetaData& meta_data, int32_t file_nr) {
   const std::string history = meta_data.bwfCodingHistoryForFile(file_nr);
-  const std::string whole_description = meta_data.bwfDescriptionForFile(file_nr);
-  const std::string description(firstBytes(whole_description, kDescriptionWidth));
+  const std::string description = meta_data.bwfDescriptionForFile(file_nr);
   int32_t cursor = addChunk(buffer, offset, "bext", kBextFixedSize + static_cast<int64_t>(history.size()) + 2);
   cursor = add_fixed_string(buffer, cursor, description.c_str(), kDescriptionWidth);
   cursor = add_fixed_string(buffer, cursor, meta_data.bwfOriginator().c_str(), 32);

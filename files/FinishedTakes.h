@@ -1,9 +1,9 @@
 // Who keeps the takes that ended well.
 #pragma once
 
-#include <memory>
-
 #include "metadata/MetaData.h"
+
+#include <memory>
 
 namespace vurl {
 

@@ -74,7 +74,7 @@ std::optional<MetaData> headerFitting(const MetaData& meta_data, int32_t file, s
     size = fitting.iXMLForFile(file).size();
   }
   warn("The header of file '%@' has no room for all texts, shortened in it: %@", fitting.filenameForFile(file),
-      joined(shortened));
+       joined(shortened));
   return fitting;
 }
 

@@ -11,8 +11,6 @@
 namespace vurl {
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
-
 uint64_t printed(const void* address) { return reinterpret_cast<uintptr_t>(address); }
 
 } // namespace
@@ -50,7 +48,7 @@ void OutputFile::processingPass() {
   switch (current) {
   case IDLE:
     audio_ring.applyWantedChannels();
-    audio_ring.idleRecord();
+    if (!keeps_position) audio_ring.idleRecord();
     break;
   case EXIT: publish(EXIT, GONE); break;
   case STARTING_RECORDING:
@@ -63,13 +61,14 @@ void OutputFile::processingPass() {
 
 OutputFile::State OutputFile::recordingPass(State current) {
   if (current == STARTING_RECORDING) {
-    stop_pressed.store(false, std::memory_order_release);
     audio_ring.applyWantedChannels();
-    audio_ring.idleRecord();
-    return setReason(openMovieForRecording()) ? FINISHED_RECORDING : RUNNING_RECORDING;
+    if (!keeps_position.exchange(false)) audio_ring.idleRecord();
+    if (setReason(openMovieForRecording())) return FINISHED_RECORDING;
+    return stop_pressed.load(std::memory_order_acquire) ? BORDER_RECORDING : RUNNING_RECORDING;
   }
   if (current != STOPPING_RECORDING) return addingToMovieForRecording();
-  audio_ring.idleRecord();
+  keeps_position.store(restartIsPending(), std::memory_order_release);
+  if (!keeps_position) audio_ring.idleRecord();
   const Reason error = closeMovieForRecording();
   if (!reasonIsHeld()) {
     setReason(error);
@@ -88,23 +87,25 @@ void OutputFile::publish(State before, State after) {
   }
 }
 
-void OutputFile::startWith() {
+void OutputFile::startWith(bool continued) {
   meta_data.reset();
   if (reason()) restart_flag.store(false, std::memory_order_release);
+  stop_pressed.store(false, std::memory_order_release);
+  if (!continued) keeps_position.store(false, std::memory_order_release);
   meta_data = std::make_shared<MetaData>(defaults, clock);
   setState(STARTING_RECORDING);
 }
 
-void OutputFile::stop(const Reason& why) {
+void OutputFile::stop(const Reason& why) { stopAt(audio_ring.devicePosition(), why); }
+
+/// A take that is just starting reads `stop_pressed` when its files are open, and again in its first pass.
+void OutputFile::stopAt(int64_t border, const Reason& why) {
   setReason(why);
-  stop_pressed.store(true, std::memory_order_release);
   int32_t expected = state();
-  if (expected == RUNNING_RECORDING) {
-    audio_ring.setBorderPosition(audio_ring.devicePosition());
-    current_state.compare_exchange_strong(expected, BORDER_RECORDING);
-  } else if (expected == RUNNING_PLAYBACK) {
-    current_state.compare_exchange_strong(expected, STOPPING_PLAYBACK);
-  }
+  if (expected == RUNNING_RECORDING || expected == STARTING_RECORDING) audio_ring.setBorderPosition(border);
+  stop_pressed.store(true, std::memory_order_release);
+  if (expected == RUNNING_RECORDING) current_state.compare_exchange_strong(expected, BORDER_RECORDING);
+  if (expected == RUNNING_PLAYBACK) current_state.compare_exchange_strong(expected, STOPPING_PLAYBACK);
 }
 
 void OutputFile::fileBreak() {
@@ -153,17 +154,13 @@ bool OutputFile::mustWait(State current, int64_t backlog) {
 }
 
 OutputFile::State OutputFile::addingToMovieForRecording() {
+  if (stop_pressed.load(std::memory_order_acquire)) publish(RUNNING_RECORDING, BORDER_RECORDING);
   for (;;) {
     const State current = state();
     const int64_t recorded = audio_ring.recordingPosition();
     if (current == BORDER_RECORDING && audio_ring.borderPosition() - recorded < kBlockLength) return STOPPING_RECORDING;
     if (current != RUNNING_RECORDING && current != BORDER_RECORDING) return current;
-    const int64_t backlog = audio_ring.devicePosition() - recorded;
-    if (mustWait(current, backlog)) return current;
-    if (static_cast<double>(backlog) > kRingFullLimit) {
-      setReason("Ring buffer full");
-      return STOPPING_RECORDING;
-    }
+    if (mustWait(current, audio_ring.devicePosition() - recorded)) return current;
     if (setReason(addToMovieForRecording()) || restartIsPending()) return STOPPING_RECORDING;
     if (someFileIsFull()) {
       restart_flag.store(true, std::memory_order_release);
@@ -181,9 +178,14 @@ bool OutputFile::someFileIsFull() const {
   return false;
 }
 
+bool OutputFile::ringIsFull() const {
+  return static_cast<double>(audio_ring.devicePosition() - audio_ring.recordingPosition()) > kRingFullLimit;
+}
+
 OutputFile::Reason OutputFile::addToMovieForRecording() {
   const auto depth = static_cast<uint32_t>(meta_data->bitDepth());
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    if (ringIsFull()) return "Ring buffer full"; // a write may have stalled since the last look
     const int32_t size = audio_ring.fillBuffer(block.data(), kBlockLength, meta_data->channelMaskForFile(file), depth);
     const int error = writeAll(file_layer, fds[static_cast<size_t>(file)], block.data(), static_cast<size_t>(size));
     if (error != 0) return text("Could not write samples to file, %s.", systemError(error));
@@ -200,8 +202,8 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
   updateUserData();
   updateSystemData();
   log("open movie, fds: %x", printed(tableAddress()));
-  if (meta_data->fileFormat() == MetaData::kCAF) return "This version does not write CAF files.";
-  warnOfSilentFiles();
+  if (Reason refusal = whyNotRecordable()) return refusal;
+  warnOfWhatIsMissing();
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     const std::string name = meta_data->filenameForFile(file);
     const int descriptor = file_layer.createExclusive(name);
@@ -211,15 +213,6 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
     if (Reason error = writeHeader(file)) return error;
   }
   return std::nullopt;
-}
-
-void OutputFile::warnOfSilentFiles() const {
-  if (meta_data->nrChannels() == 0) warn("The take has no channels: its files will hold no sound.");
-  for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
-    if (meta_data->nrChannels() > 0 && meta_data->nrTracksForFile(file) == 0) {
-      warn("No channel is routed into file %i of the take: it will hold no sound.", file + 1);
-    }
-  }
 }
 
 OutputFile::Reason OutputFile::writeHeader(int32_t file) {
@@ -270,72 +263,6 @@ void OutputFile::closeLeftOvers() {
     if (file_layer.close(descriptor) < 0) log("A file of the last take could not be closed, %s.", systemError(errno));
     descriptor = -1;
   }
-}
-
-/// Samples since midnight as a take stores them: a start before midnight belongs to the day before.
-uint64_t OutputFile::timeOfDay(int64_t samples) const {
-  if (samples < 0) samples += kSecondsPerDay * audio_ring.adjustedSampleRate();
-  return static_cast<uint64_t>(std::max<int64_t>(samples, 0));
-}
-
-void OutputFile::stampAtEnd() {
-  meta_data->setTimestamp(timeOfDay(audio_ring.timestampAtRecordingPosition() - nrSamples()));
-}
-
-void OutputFile::updateSystemData() {
-  nr_samples.store(0, std::memory_order_release);
-  start_position.store(audio_ring.recordingPosition(), std::memory_order_release);
-  meta_data->setNrSamples(0);
-  meta_data->setSampleOffset(kHeaderSize);
-  meta_data->setOriginationDate(clock().seconds);
-  meta_data->setTimestamp(timeOfDay(audio_ring.timestampAtRecordingPosition()));
-  meta_data->setOriginalSampleRate(audio_ring.sampleRate());
-  meta_data->setSampleRate(audio_ring.adjustedSampleRate());
-  meta_data->setMaximumFileSize(std::clamp<int64_t>(defaults.integerForKey("maximum_file_size"), 0, 1LL << 40) << 20);
-
-  const auto setting = [this](const char* key, int64_t low, int64_t high) {
-    return static_cast<int32_t>(std::clamp(defaults.integerForKey(key), low, high));
-  };
-  meta_data->setFrameRate(setting("frame_rate", 0, INT32_MAX));
-  meta_data->setNrChannels(static_cast<int32_t>(audio_ring.nrChannels())); // as wide as the ring's frames are
-  meta_data->setNrFiles(setting("nr_files", 0, kMaximumFiles));
-  meta_data->setNrFolders(setting("nr_folders", 0, INT32_MAX));
-  meta_data->setBitDepth(setting("bit_depth", 0, INT32_MAX));
-  meta_data->setFileFormat(setting("file_format", 0, INT32_MAX));
-  updateRouting(meta_data->nrChannels(), meta_data->nrFiles());
-}
-
-void OutputFile::updateRouting(int32_t nr_channels, int32_t nr_files) {
-  for (int32_t channel = 0; channel < nr_channels; ++channel) {
-    meta_data->setName(defaults.stringForKey(text("name_for_channel%02i", channel)), channel);
-    for (int32_t file = 0; file < nr_files; ++file) {
-      meta_data->setEnable(defaults.boolForKey(text("channel%02i_in_file%03i", channel, file)), channel, file);
-    }
-  }
-  for (int32_t folder = 0; folder < meta_data->nrFolders(); ++folder) {
-    meta_data->setPath(defaults.stringForKey(text("path_for_folder%02i", folder)), folder);
-  }
-  for (int32_t file = 0; file < nr_files; ++file) {
-    const int64_t folder = defaults.integerForKey(text("folder_for_file%03i", file));
-    if (folder >= meta_data->nrFolders()) {
-      warn("File %i is routed to folder %i, which the take does not have; it goes to folder %i.", file + 1, folder + 1,
-           meta_data->nrFolders());
-    }
-    meta_data->setFolder(static_cast<int32_t>(std::clamp<int64_t>(folder, 0, INT32_MAX)), file);
-    meta_data->setFilename(meta_data->filenameForFile(file), file);
-  }
-}
-
-void OutputFile::updateUserData() {
-  meta_data->setProject(defaults.stringForKey("project"));
-  meta_data->setScene(defaults.stringForKey("scene"));
-  meta_data->setSlate(defaults.stringForKey("slate"));
-  meta_data->setTake(defaults.stringForKey("take"));
-  meta_data->setRoll(defaults.stringForKey("roll"));
-  meta_data->setNote(defaults.stringForKey("note"));
-  meta_data->setCount(static_cast<int32_t>(std::clamp<int64_t>(defaults.integerForKey("count"), 0, INT32_MAX)));
-  meta_data->setContactInfo(defaults.stringForKey("contact_info"));
-  meta_data->setSessionNote(defaults.stringForKey("session_note"));
 }
 
 } // namespace vurl

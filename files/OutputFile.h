@@ -70,13 +70,18 @@ public:
   /// One pass of the state machine. Thread: processing (or a test without a thread).
   void processingPass();
 
-  /// Starts a new take on the next pass. A reason held from before is dropped, and with it a pending restart. The
-  /// state must be IDLE.
-  void startWith();
+  /// Starts a new take on the next pass. A reason held from before is dropped, and with it a pending restart. With
+  /// `continued` the take begins at the sample where the piece before it ended, however short the pre-record time is.
+  /// The state must be IDLE.
+  void startWith(bool continued = false);
 
   /// Ends the take at the device position of now. With `why`, that text becomes the take's reason: it is closed but
   /// kept out of the history. A playback that runs stops. Without effect on the state otherwise.
+  /// A take that is just starting stops as soon as its files are open.
   void stop(const Reason& why);
+
+  /// The same with the end at ring position `border`, where an earlier STOP was meant to end the take.
+  void stopAt(int64_t border, const Reason& why);
 
   /// Ends this take and asks for the next one at once, without a gap. Only while a take runs.
   void fileBreak();
@@ -122,7 +127,9 @@ private:
   void updateSystemData();
   void updateRouting(int32_t nr_channels, int32_t nr_files);
   void updateUserData();
-  void warnOfSilentFiles() const;
+  Reason whyNotRecordable() const;
+  void warnOfWhatIsMissing() const;
+  bool ringIsFull() const;
   void stampAtEnd();
   bool someFileIsFull() const;
   bool mustWait(State current, int64_t backlog);
@@ -142,6 +149,7 @@ private:
   std::atomic<int32_t> current_state{IDLE};
   std::atomic<bool> stop_pressed{false};
   std::atomic<bool> restart_flag{false};
+  std::atomic<bool> keeps_position{false}; ///< the next piece begins where the last one ended
   std::atomic<int64_t> nr_samples{0};
   std::atomic<int64_t> start_position{0};
   mutable std::mutex reason_mutex; ///< guards `held_reason`

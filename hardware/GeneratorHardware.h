@@ -20,6 +20,7 @@ class GeneratorCycle;
 
 class GeneratorHardware final : public AudioService {
 public:
+  static constexpr const char* kDisplayName = "Vurl - Test Generator"; ///< "manufacturer - name"
   static constexpr uint32_t kNrStreams = 8;
   static constexpr uint32_t kChannelsPerStream = 8; ///< interleaved in one buffer
   static constexpr uint32_t kNrChannels = kNrStreams * kChannelsPerStream;

@@ -85,7 +85,7 @@ public:
   /// Notifies that the device lost samples. Any thread but the I/O thread.
   void notifyOverload(AudioObjectID device);
 
-  /// What was last set; true at first.
+  /// What was last set; true at first. Only noted: nothing keeps the computer awake yet.
   bool sleepingIsAllowed() const { return sleeping_is_allowed != 0; }
 
   void AudioObjectShow(AudioObjectID object) const override;

@@ -25,7 +25,7 @@ public:
   /// Who is told of changes (not owned; nullptr for nobody).
   void setObserver(InputDeviceObserver* new_observer) { observer = new_observer; }
 
-  /// Binds the hardware to the main loop, watches the device list, forbids the computer to sleep, and tells the
+  /// Binds the hardware to the main loop, watches the device list, asks that the computer stay awake, and tells the
   /// observer of the devices there are. Once, when the observer is ready.
   void awake();
 

@@ -261,7 +261,7 @@ OSStatus JackClient::start(const IOProc& io) {
   connection->running.store(true);
   if (jack_activate(connection->client) != 0) {
     connection->running.store(false);
-    log("could not activate the JACK client");
+    warn("The JACK server does not let this program run: no sound will arrive.");
     return kAudioHardwareIllegalOperationError;
   }
   connection->connectPorts();

@@ -114,7 +114,14 @@ void JackHardware::clientGone(uint64_t generation) {
 void JackHardware::clientChanged(uint64_t generation) {
   if (generation != client_generation || !client) return;
   const auto found = std::ranges::find(servers, client_server, &Server::name);
-  if (found != servers.end()) model.update(found->device, describe(client_server));
+  if (found == servers.end()) return;
+  const DeviceDescription* const before = model.description(found->device);
+  const DeviceDescription now = describe(client_server);
+  if (is_running && before != nullptr && before->buffer_frame_size != now.buffer_frame_size) {
+    warn("The JACK server %@ has changed its buffers from %u to %u frames.", client_server, before->buffer_frame_size,
+         now.buffer_frame_size);
+  }
+  model.update(found->device, now);
 }
 
 JackHardware::Server* JackHardware::serverOf(AudioObjectID device) {
@@ -136,7 +143,7 @@ OSStatus JackHardware::start(AudioObjectID device, const IOProc& io) {
   if (server == nullptr) return kAudioHardwareBadDeviceError;
   if (is_running) return kAudioHardwareIllegalOperationError;
   if (!openClient(server->name)) {
-    log("could not connect to the JACK server %@", server->name);
+    warn("The JACK server %@ cannot be reached: no sound will arrive.", server->name);
     return kAudioHardwareBadDeviceError;
   }
   server->is_read = true;

@@ -24,7 +24,7 @@ public:
   static constexpr int32_t kMaximumChannels = 64;
   static constexpr int32_t kMaximumFiles = 512;
   static constexpr int32_t kMaximumFolders = 8;
-  static constexpr int32_t kCAF = 2; ///< fileFormat() of Core Audio Format files
+  static constexpr int32_t kCAF = 2; ///< fileFormat() of CAF files
   static constexpr int32_t kBWF = 3; ///< fileFormat() of Broadcast Wave files
 
   /// An empty take that starts now. `defaults` must outlive the record and its copies: the name formats are read from

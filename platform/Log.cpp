@@ -1,5 +1,6 @@
 #include "platform/Log.h"
 
+#include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -20,7 +21,10 @@ LogState& state() {
 }
 
 void toTerminal(std::string_view line) {
-  const std::string whole = "vurl: " + std::string(line) + "\n";
+  pollfd output{STDERR_FILENO, POLLOUT, 0};
+  if (poll(&output, 1, 0) != 1) return; // a terminal that takes nothing must not hold up the thread that logs
+  const char* const over_a_live_line = isatty(STDERR_FILENO) == 1 ? "\r\x1b[K" : "";
+  const std::string whole = over_a_live_line + ("vurl: " + std::string(line)) + "\n";
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, whole.data(), whole.size());
 }
 

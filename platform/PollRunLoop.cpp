@@ -106,7 +106,8 @@ bool PollRunLoop::runTimers() {
   bool any = false;
   for (const auto& timer : std::vector(timers->begin(), timers->end())) {
     if (timer->ended || timer->due > now) continue;
-    timer->due = std::max(timer->due + timer->interval, now);
+    timer->due += timer->interval;
+    if (timer->due <= now) timer->due = now + timer->interval;
     timer->work();
     any = true;
   }

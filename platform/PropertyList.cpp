@@ -18,6 +18,8 @@
 namespace vurl {
 namespace {
 
+constexpr size_t kLargestFile = size_t{64} * 1024 * 1024;
+
 using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
 using ParserContext = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
 
@@ -134,7 +136,7 @@ struct ValueWriter {
 
 std::optional<SettingMap> parsePropertyList(const std::string& document, std::string& reason) {
   const ParserContext context(xmlNewParserCtxt(), &xmlFreeParserCtxt);
-  if (context == nullptr || document.size() > size_t{64} * 1024 * 1024) {
+  if (context == nullptr || document.size() > kLargestFile) {
     reason = "it is too large";
     return std::nullopt;
   }
@@ -174,10 +176,13 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& r
   std::string bytes;
   char block[65536];
   ssize_t count = 0;
-  while ((count = read(descriptor, block, sizeof block)) > 0) bytes.append(block, static_cast<size_t>(count));
+  while (bytes.size() <= kLargestFile && (count = read(descriptor, block, sizeof block)) > 0) {
+    bytes.append(block, static_cast<size_t>(count));
+  }
   const int read_error = errno;
   close(descriptor);
   if (count < 0) return failed(read_error);
+  if (bytes.size() > kLargestFile) return failed(EFBIG);
   return bytes;
 }
 

@@ -137,6 +137,7 @@ void UserDefaults::load() {
     return;
   } else if (const auto aside = setAside(path)) {
     may_write = true;
+    dirty = true; // so that a file stands there again: this is not the first start
     load_warnings.push_back(text("The settings file %s could not be understood (%s). It is kept as %s; the program "
                                  "starts with its standard settings.",
                                  path, reason, *aside));

@@ -2,28 +2,26 @@
 #pragma once
 
 #include "app/MainMenuControler.h"
+#include "app/PreferencesController.h"
 #include "hardware/GeneratorHardware.h"
 #include "hardware/RingDelegate.h"
 #include "platform/PollRunLoop.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 
-#include <string>
-#include <vector>
+#include <gtest/gtest.h>
+
+#include <utility>
 
 namespace vurl {
 
 /// Keeps what it was shown.
 struct RecordingView final : MainWindowView {
-  std::vector<std::string> alerts;
   std::vector<FinishedTake> takes;
   std::array<PopupMenu, 4> menus;
-  std::array<PullMenu::Item, 3> pull_items;
-  std::vector<std::string> inputs;
-  std::string transport, current_time, length;
+  std::string transport, current_time, alerts;
   uint32_t buffer_size = 0;
-  double largest_buffer_size = 0;
-  RingPositions ring;
+  int64_t device_position = 0;
 
   void showTransport(TransportCommand segment, TransportColour colour) override {
     constexpr const char* kSegments[] = {"REC", "STOP", "ABORT", "PLAY"};
@@ -31,19 +29,15 @@ struct RecordingView final : MainWindowView {
     transport = std::string(kSegments[segment]) + " " + kColours[static_cast<int>(colour)] + (busy ? " busy" : "");
   }
   void showBusy(bool is_busy) override { busy = is_busy; }
-  void showAlert(const std::string& message, const std::string& informative_text) override {
-    alerts.push_back(message + " " + informative_text);
-  }
+  void showAlert(const std::string& message, const std::string& text) override { alerts += message + " " + text; }
   void showCurrentTime(const std::string& timecode, bool) override { current_time = timecode; }
-  void showTakeLength(const std::string& timecode) override { length = timecode; }
-  void showRing(const RingPositions& positions) override { ring = positions; }
+  void showTakeLength(const std::string&) override {}
+  void showRing(const RingPositions& positions) override { device_position = positions.device; }
   void showMenu(DeviceMenu which, const PopupMenu& menu) override { menus[static_cast<size_t>(which)] = menu; }
-  void showPullMenu(const std::array<PullMenu::Item, 3>& items) override { pull_items = items; }
-  void showBufferSizeRange(double, double highest) override { largest_buffer_size = highest; }
+  void showPullMenu(const std::array<PullMenu::Item, 3>&) override {}
+  void showBufferSizeRange(double, double) override {}
   void showBufferSize(uint32_t frames) override { buffer_size = frames; }
-  void showChannelNames(const std::vector<std::string>& names, const std::vector<std::string>&) override {
-    inputs = names;
-  }
+  void showChannelNames(const std::vector<std::string>&, const std::vector<std::string>&) override {}
   void takeFinished(const FinishedTake& take) override { takes.push_back(take); }
 
 private:
@@ -53,7 +47,7 @@ private:
 /// A device that a test plugs and pulls: stereo, at one rate, never delivering.
 class PlugDevice final : public AudioService {
 public:
-  explicit PlugDevice(HardwareModel& hardware) : model(hardware) {}
+  PlugDevice(HardwareModel& hardware, PollRunLoop& loop) : model(hardware), run_loop(loop) {}
   ~PlugDevice() override { pull(); }
 
   void plug(const std::string& name) {
@@ -63,24 +57,26 @@ public:
     description.inputs = {{"Line", 2}};
     description.nominal_sample_rates = {44100};
     description.nominal_sample_rate = 44100;
-    description.buffer_frame_size = 128;
     id = model.publish(*this, description);
+    run_loop.drain();
   }
   void pull() {
-    if (id != kAudioObjectUnknown) model.unpublish(id);
-    id = kAudioObjectUnknown;
+    if (id != kAudioObjectUnknown) model.unpublish(std::exchange(id, kAudioObjectUnknown));
+    run_loop.drain();
   }
   OSStatus start(AudioObjectID, const IOProc&) override { return 0; }
   void stop(AudioObjectID) override {}
 
 private:
   HardwareModel& model;
+  PollRunLoop& run_loop;
   AudioObjectID id = kAudioObjectUnknown;
 };
 
 struct ControllerRig {
-  explicit ControllerRig(const std::string& selected_device = "") {
-    defaults.setObject(selected_device, "selected_device");
+  ControllerRig() {
+    defaults.registerDefaults({{"path_for_folder00", folder.path.string()}, {"filename_format", std::string("T%t%C")}});
+    defaults.setInteger(SESSION, "time_source");
     generator.setPaced(false);
     generator.setPublished(true);
     show_generator = defaults.observe("show_generator",
@@ -90,41 +86,17 @@ struct ControllerRig {
     run_loop.drain();
   }
 
-  static SettingMap settings(const std::string& folder) {
-    using namespace std::string_literals;
-    return {{"nr_channels", int64_t{2}},
-            {"nr_files", int64_t{1}},
-            {"nr_folders", int64_t{1}},
-            {"path_for_folder00", folder},
-            {"bit_depth", int64_t{2}},
-            {"file_format", int64_t{3}},
-            {"channel00_in_file000", true},
-            {"channel01_in_file000", true},
-            {"filename_format", "T%t%C"s},
-            {"input_for_channel01", int64_t{1}},
-            {"pre_record_time", int64_t{10}},
-            {"time_source", int64_t{SESSION}},
-            {"frame_rate", int64_t{1}},
-            {"take", "1"s},
-            {"count", int64_t{1}},
-            {"increment_take", true},
-            {"show_generator", true}};
-  }
-
   /// Lets the device and the engine go on, as 0.1 s would.
   void engineGoesOn() {
     if (generator.device() != kAudioObjectUnknown) generator.step(19);
     output_file.processingPass();
-    // The engine's playback side, as far as the controller waits for it.
-    const OutputFile::State state = output_file.state();
-    if (state == OutputFile::STOPPING_PLAYBACK || state == OutputFile::BORDER_PLAYBACK) {
-      output_file.setState(OutputFile::FINISHED_PLAYBACK);
-    }
+    for (const auto playing_out : {OutputFile::STOPPING_PLAYBACK, OutputFile::BORDER_PLAYBACK})
+      if (output_file.state() == playing_out) output_file.setState(OutputFile::FINISHED_PLAYBACK);
   }
 
   /// `ticks` of the refresh timer with the engine going on in between.
   void time(int ticks) {
-    for (; ticks > 0; --ticks) {
+    while (ticks-- > 0) {
       engineGoesOn();
       run_loop.drain();
       controller.updateGUI();
@@ -134,11 +106,11 @@ struct ControllerRig {
   CapturedLog log;
   TemporaryFolder folder;
   UserDefaults defaults;
-  const bool registered = (defaults.registerDefaults(settings(folder.path.string())), true);
+  const PreferencesController preferences{defaults};
   PollRunLoop run_loop;
   HardwareModel model;
   GeneratorHardware generator{model, run_loop};
-  PlugDevice plug{model};
+  PlugDevice plug{model, run_loop};
   RecordingView view;
   AudioRing audio_ring{defaults, systemWallTime, nullptr};
   PosixFileLayer file_layer;

@@ -1,12 +1,9 @@
-#include "app/MainMenuControler.h"
-
 #include "tests/app/ControllerRig.h"
-
-#include <gtest/gtest.h>
 
 namespace vurl {
 namespace {
 
+using namespace std::string_literals;
 using enum OutputFile::State;
 
 class ControllerTest : public testing::Test, protected ControllerRig {
@@ -22,99 +19,100 @@ protected:
     ASSERT_EQ(output_file.state(), IDLE);
   }
   std::string counters() const {
-    return defaults.stringForKey("take") + "/" + defaults.stringForKey("slate") + "/" + defaults.stringForKey("roll") +
-           " " + defaults.stringForKey("count") + " '" + defaults.stringForKey("note") + "'";
+    std::string all;
+    for (const char* key : {"take", "slate", "roll", "count", "note"}) all += defaults.stringForKey(key) + "/";
+    return all;
+  }
+  /// What a menu shows as chosen.
+  std::string chosen(DeviceMenu which = DeviceMenu::device) const {
+    const PopupMenu& menu = view.menus[static_cast<size_t>(which)];
+    return menu.enabled ? menu.selectedItem()->title : "";
   }
 };
 
-TEST_F(ControllerTest, ATakeThatEndsNormallyMovesTheCountersOn) {
-  record(8);
-  controller.recStopPressed(STOP);
-  timeUntilIdle();
-  ASSERT_EQ(view.takes.size(), 1U);
-  EXPECT_EQ(view.takes[0].reason, std::nullopt);
-  EXPECT_EQ(view.takes[0].nr_files, 1);
-  EXPECT_FALSE(view.takes[0].continues);
-  EXPECT_EQ(view.takes[0].meta_data->filenameForFile(0), folder.file("T1.wav"));
-  EXPECT_EQ(defaults.stringForKey("take"), "2");
-  EXPECT_TRUE(view.alerts.empty());
-}
-
-TEST_F(ControllerTest, AReasonIsShownAndTheTakeKeepsItsNumber) {
-  record(8);
-  controller.processorOverload();
-  timeUntilIdle();
-  EXPECT_EQ(view.alerts, std::vector<std::string>{"Playback aborted. The processor was overloaded during recording."});
-  record(3);
-  controller.recStopPressed(ABORT);
-  timeUntilIdle();
-  EXPECT_EQ(view.alerts.size(), 1U) << "an abort is silent";
-  EXPECT_EQ(view.takes.at(1).meta_data->filenameForFile(0), folder.file("T1-2-nr2.wav"));
-  EXPECT_EQ(counters(), "1// 3 ''");
+TEST_F(ControllerTest, ATakeMovesTheCountersOnUnlessAReasonEndsIt) {
+  const std::string overload = "The processor was overloaded during recording.";
+  const std::tuple<void (*)(MainMenuControler&), OutputFile::Reason, const char*, const char*> cases[] = {
+      {[](auto& c) { c.recStopPressed(STOP); }, {}, "T1.wav", "2/1/1/1//"},
+      {[](auto& c) { c.processorOverload(); }, overload, "T2.wav", "2/1/1/2//"},
+      {[](auto& c) { c.recStopPressed(ABORT); }, "abort", "T2-2-nr2.wav", "2/1/1/3//"}};
+  for (const auto& [end, reason, name, after] : cases) {
+    record(8);
+    end(controller);
+    timeUntilIdle();
+    const auto& [meta_data, nr_files, told, continues] = view.takes.back();
+    EXPECT_EQ(told, reason);
+    EXPECT_TRUE(nr_files == 1 && !continues);
+    EXPECT_EQ(meta_data->filenameForFile(0), folder.file(name));
+    EXPECT_EQ(counters(), after);
+  }
+  EXPECT_EQ(view.alerts, "Playback aborted. " + overload) << "an abort is silent";
 }
 
 TEST_F(ControllerTest, CountersByTheirSwitches) {
-  const struct {
-    SettingMap before;
-    bool continued;
-    const char* after;
-  } cases[] = {
-      {{}, true, "12/3/b 6 'n'"},
-      {{}, false, "12/3/b 1 'n'"},
-      {{{"increment_take", true}}, false, "13/3/b 1 'n'"},
-      {{{"increment_slate", true}, {"increment_roll", true}}, false, "12/4/1 1 'n'"},
-      {{{"increment_take", true}, {"clear_note", true}}, true, "12/3/b 6 'n'"},
-      {{{"clear_note", true}}, false, "12/3/b 1 ''"},
-      {{{"increment_take", true}, {"take", std::string("7b")}}, false, "8/3/b 1 'n'"},
-      {{{"increment_take", true}, {"take", std::string("2147483647")}}, false, "-2147483648/3/b 1 'n'"},
-  };
-  for (const auto& c : cases) {
-    using namespace std::string_literals;
-    for (const char* key : {"increment_take", "increment_slate", "increment_roll", "clear_note"}) {
+  // clang-format off
+  const std::tuple<std::vector<const char*>, std::string, bool, const char*> cases[] = {
+      {{}, "12", true, "12/3/b/6/n/"}, {{}, "12", false, "12/3/b/1/n/"}, {{"clear_note"}, "12", false, "12/3/b/1//"},
+      {{"increment_take"}, "12", false, "13/3/b/1/n/"}, {{"increment_take"}, "7b", false, "8/3/b/1/n/"},
+      {{"increment_take"}, "2147483647", false, "-2147483648/3/b/1/n/"},
+      {{"increment_slate", "increment_roll"}, "12", false, "12/4/1/1/n/"},
+      {{"increment_take", "clear_note"}, "12", true, "12/3/b/6/n/"}};
+  // clang-format on
+  for (const auto& [switches, take, continued, after] : cases) {
+    for (const char* key : {"increment_take", "increment_slate", "increment_roll", "clear_note"})
       defaults.setBool(false, key);
-    }
-    defaults.setObject("12"s, "take");
-    defaults.setObject("3"s, "slate");
-    defaults.setObject("b"s, "roll");
-    defaults.setObject("n"s, "note");
+    for (const char* key : switches) defaults.setBool(true, key);
+    for (const auto& [key, value] : SettingMap{{"take", take}, {"slate", "3"s}, {"roll", "b"s}, {"note", "n"s}})
+      defaults.setObject(value, key);
     defaults.setInteger(5, "count");
-    for (const auto& [key, value] : c.before) defaults.setObject(value, key);
-    controller.increment(c.continued);
-    EXPECT_EQ(counters(), c.after);
+    controller.increment(continued);
+    EXPECT_EQ(counters(), after);
   }
-  controller.sceneChanged();
-  EXPECT_EQ(defaults.stringForKey("take"), "-2147483648");
-  defaults.setBool(true, "reset_take");
-  controller.sceneChanged();
-  EXPECT_EQ(defaults.stringForKey("take"), "1");
+  for (const bool reset : {false, true}) {
+    defaults.setBool(reset, "reset_take");
+    controller.sceneChanged();
+    EXPECT_EQ(defaults.stringForKey("take"), reset ? "1" : "12");
+  }
 }
 
 TEST_F(ControllerTest, ABreakGoesOnAtOnceAndAStopInItStops) {
   defaults.setBool(true, "new_take_on_rec");
   // A STOP at each moment of a break: while its piece is closed, finished, and while the next one starts.
-  for (const OutputFile::State moment :
-       {RUNNING_RECORDING, STOPPING_RECORDING, FINISHED_RECORDING, STARTING_RECORDING}) {
+  for (const auto moment : {RUNNING_RECORDING, STOPPING_RECORDING, FINISHED_RECORDING, STARTING_RECORDING}) {
     SCOPED_TRACE(static_cast<int>(moment));
     view.takes.clear();
     record(8);
     controller.recStopPressed(REC);
-    for (int i = 0; i < 40 && (output_file.state() != moment || !output_file.restartIsPending()); ++i) {
-      if (moment == STARTING_RECORDING && output_file.state() == moment) break;
-      if (output_file.state() == FINISHED_RECORDING) controller.updateStateGUI();
-      if (moment == STARTING_RECORDING && output_file.state() == moment) break;
-      engineGoesOn();
-    }
+    for (int i = 0; i < 80 && output_file.state() != moment; ++i)
+      output_file.state() == FINISHED_RECORDING ? controller.updateStateGUI() : engineGoesOn();
     ASSERT_EQ(output_file.state(), moment);
     controller.recStopPressed(STOP);
     timeUntilIdle();
     ASSERT_EQ(view.takes.size(), 2U);
-    EXPECT_TRUE(view.takes[0].continues);
-    EXPECT_FALSE(view.takes[1].continues);
-    EXPECT_EQ(view.takes[1].reason, std::nullopt);
-    EXPECT_TRUE(view.alerts.empty());
+    EXPECT_TRUE(view.takes[0].continues && !view.takes[1].continues && !view.takes[1].reason);
     time(4);
     EXPECT_EQ(output_file.state(), IDLE);
   }
+  EXPECT_TRUE(view.alerts.empty());
+}
+
+TEST_F(ControllerTest, PiecesShorterThanAPassJoinWithoutPreRecordAndEndWhereStopWasPressed) {
+  defaults.setInteger(64, "nr_channels");
+  defaults.setInteger(1, "maximum_file_size");
+  defaults.setInteger(0, "pre_record_time");
+  for (int channel = 0; channel < 64; ++channel) defaults.setBool(true, text("channel%02i_in_file000", channel));
+  controller.recStopPressed(REC);
+  engineGoesOn();
+  const int64_t first = output_file.startPosition();
+  time(20);
+  const int64_t border = audio_ring.devicePosition();
+  controller.stopWhenRunning();
+  timeUntilIdle();
+  int64_t recorded = 0;
+  for (const FinishedTake& take : view.takes) recorded += take.meta_data->nrSamples();
+  EXPECT_GT(view.takes.size(), 8U);
+  EXPECT_EQ(recorded, (border - first) / 256 * 256);
+  EXPECT_TRUE(view.alerts.empty());
 }
 
 TEST_F(ControllerTest, AStopThatMustNotBeLostWaitsForTheStart) {
@@ -123,9 +121,7 @@ TEST_F(ControllerTest, AStopThatMustNotBeLostWaitsForTheStart) {
   EXPECT_EQ(output_file.state(), STARTING_RECORDING);
   timeUntilIdle();
   EXPECT_EQ(view.takes.size(), 1U);
-  record(4); // and does not reach into the next take
-  time(6);
-  EXPECT_EQ(output_file.state(), RUNNING_RECORDING);
+  record(10); // and does not reach into the next take
 }
 
 TEST_F(ControllerTest, QuittingCompletesTheTakeWithoutCounters) {
@@ -134,95 +130,68 @@ TEST_F(ControllerTest, QuittingCompletesTheTakeWithoutCounters) {
     time(ticks);
     controller.applicationWillTerminate();
     EXPECT_EQ(output_file.state(), IDLE);
-    EXPECT_TRUE(std::filesystem::exists(folder.file("T1.wav")));
-    EXPECT_EQ(defaults.stringForKey("take"), "1");
-    std::filesystem::remove(folder.file("T1.wav"));
+    EXPECT_TRUE(std::filesystem::remove(folder.file("T1.wav")));
+    EXPECT_EQ(counters(), "1/1/1/1//");
   }
   EXPECT_GT(output_file.nrSamples(), 0);
 }
 
-TEST_F(ControllerTest, TheDisplaysFollowTheRing) {
-  defaults.setInteger(SESSION, "time_source");
-  defaults.setInteger(FRAME_RATE_25, "frame_rate");
+TEST_F(ControllerTest, ShowsTheDeviceInUseAndItsTime) {
+  EXPECT_EQ(chosen(), "Vurl - Test Generator");
+  for (const auto& [menu, size] : {std::pair{1U, 2U}, {2U, 6U}, {3U, 2U}})
+    EXPECT_EQ(view.menus[menu].items.size(), size);
   generator.step(48000 * 3 / 256);
-  controller.updateGUI();
-  EXPECT_EQ(view.ring.device, 48000 * 3 / 256 * 256);
-  controller.updateGUI();
+  for (int i = 0; i < 2; ++i) controller.updateGUI();
+  EXPECT_EQ(view.device_position, 48000 * 3 / 256 * 256);
   EXPECT_EQ(view.current_time, "00:00:02:24");
-  EXPECT_EQ(view.length, "00:00:00:00");
-}
-
-// The device menus
-
-const PopupMenu::Item* chosen(const PopupMenu& menu) { return menu.selectedItem(); }
-
-TEST_F(ControllerTest, TheMenusShowTheDeviceInUse) {
-  const auto& [device, data_source, sample_rate, clock_source] = view.menus;
-  EXPECT_EQ(chosen(device)->title, "Vurl - Test Generator");
-  EXPECT_EQ(data_source.items.size(), 2U);
-  EXPECT_EQ(chosen(sample_rate)->title, "48000 Hz");
-  EXPECT_EQ(sample_rate.items.size(), 6U);
-  EXPECT_EQ(clock_source.items.size(), 2U);
+  for (const int rate : {48000, 96000}) {
+    EXPECT_EQ(chosen(DeviceMenu::sample_rate), text("%i Hz", rate));
+    EXPECT_EQ(audio_ring.sampleRate(), rate);
+    EXPECT_TRUE(controller.choose(DeviceMenu::sample_rate, 96000));
+    EXPECT_FALSE(controller.choose(DeviceMenu::sample_rate, 12345));
+    run_loop.drain();
+  }
   EXPECT_EQ(view.buffer_size, 256U);
-  EXPECT_EQ(view.inputs.size(), 64U);
-  EXPECT_EQ(audio_ring.sampleRate(), 48000);
-
-  EXPECT_TRUE(controller.choose(DeviceMenu::sample_rate, 96000));
-  run_loop.drain();
-  EXPECT_EQ(chosen(sample_rate)->tag, 96000);
-  EXPECT_EQ(audio_ring.sampleRate(), 96000);
-  EXPECT_FALSE(controller.choose(DeviceMenu::sample_rate, 12345));
   controller.bufferFrameSizeChanged(1024);
   EXPECT_EQ(view.buffer_size, 1024U);
 }
 
-TEST_F(ControllerTest, ARealDeviceComesFirstAndTheUsersChoiceIsRemembered) {
+TEST_F(ControllerTest, RemembersTheUsersChoiceOnly) {
   plug.plug("A");
-  run_loop.drain();
-  EXPECT_EQ(chosen(view.menus[0])->title, "Plug - A");
+  EXPECT_EQ(chosen(), "Plug - A");
   EXPECT_EQ(view.menus[0].items.back().title, "Vurl - Test Generator");
   EXPECT_EQ(defaults.stringForKey("selected_device"), "") << "taken by itself, not chosen";
-  EXPECT_TRUE(defaults.boolForKey("show_generator"));
   EXPECT_FALSE(view.menus[1].enabled) << "it has no data sources";
-
   ASSERT_TRUE(controller.choose(DeviceMenu::device, view.menus[0].items[0].tag));
   run_loop.drain();
   EXPECT_EQ(defaults.stringForKey("selected_device"), "Plug - A");
-  EXPECT_FALSE(defaults.boolForKey("show_generator")) << "a real device was chosen: off for good";
-  EXPECT_EQ(view.menus[0].items.size(), 1U);
+  EXPECT_EQ(view.menus[0].items.size(), 1U) << "a real device was chosen: the generator is off for good";
 }
 
-TEST_F(ControllerTest, TheGeneratorNeverStepsInForAPulledDevice) {
+TEST_F(ControllerTest, NeverPutsTheGeneratorInPlaceOfAPulledDevice) {
   plug.plug("A");
-  run_loop.drain();
   record(2);
   plug.pull();
-  run_loop.drain();
   EXPECT_EQ(input_device.selectedDevice(), -1);
-  EXPECT_FALSE(view.menus[0].enabled);
+  EXPECT_EQ(chosen(), "");
   timeUntilIdle();
   EXPECT_EQ(view.takes.at(0).reason, "A device has been added or removed.");
   plug.plug("A");
-  run_loop.drain();
-  EXPECT_EQ(chosen(view.menus[0])->title, "Plug - A");
+  EXPECT_EQ(chosen(), "Plug - A");
 }
 
-TEST(Controller, AStoredDeviceIsTakenAgainWhenItComesBack) {
-  ControllerRig rig("Plug - B");
-  EXPECT_EQ(chosen(rig.view.menus[0])->title, "Vurl - Test Generator") << "the first there is";
-  PlugDevice other(rig.model);
+TEST_F(ControllerTest, TakesAStoredDeviceAgainWhenItComesBack) {
+  controller.rememberDevice("Plug - B");
+  PlugDevice other(model, run_loop);
   other.plug("A");
-  rig.plug.plug("B");
-  rig.run_loop.drain();
-  EXPECT_EQ(chosen(rig.view.menus[0])->title, "Plug - B");
-  EXPECT_EQ(rig.audio_ring.sampleRate(), 44100);
-  rig.plug.pull();
-  rig.run_loop.drain();
-  EXPECT_EQ(chosen(rig.view.menus[0])->title, "Plug - A");
-  EXPECT_EQ(rig.defaults.stringForKey("selected_device"), "Plug - B");
-  rig.plug.plug("B");
-  rig.run_loop.drain();
-  EXPECT_EQ(chosen(rig.view.menus[0])->title, "Plug - B");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(chosen(), "Plug - A");
+    plug.plug("B");
+    EXPECT_EQ(chosen(), "Plug - B");
+    EXPECT_EQ(audio_ring.sampleRate(), 44100);
+    plug.pull();
+  }
+  EXPECT_EQ(defaults.stringForKey("selected_device"), "Plug - B");
 }
 
 } // namespace

@@ -1,348 +1,245 @@
 #include "files/OutputFile.h"
 
 #include "files/BWFUtils.h"
-#include "tests/files/FaultyDisk.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/RingRig.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 namespace vurl {
-namespace {
 
+using enum OutputFile::State;
 constexpr int64_t kChannels = 4;
+constexpr int64_t kFirstPart = 14000, kItsBlocks = 54 * 256;
 
-struct Takes final : FinishedTakes {
-  std::vector<std::shared_ptr<const MetaData>> list;
-  void addMetaData(const std::shared_ptr<const MetaData>& meta_data) override { list.push_back(meta_data); }
+/// The computer's file system with faults on demand.
+struct FaultyDisk final : FileLayer {
+  int64_t bytes_left = INT64_MAX;      ///< the disk is full behind this many bytes
+  int seek_error = 0, close_error = 0; ///< errno of the next one
+  std::function<void()> while_writing; ///< runs in each write, for example lets time pass
+  PosixFileLayer disk;
+
+  int createExclusive(const std::string& path) override { return disk.createExclusive(path); }
+  ssize_t write(int descriptor, const void* bytes, size_t size) override {
+    if (while_writing) while_writing();
+    const auto fitting = std::min({static_cast<int64_t>(size), bytes_left, int64_t{50000}}); // many are short
+    bytes_left -= fitting;
+    return result(disk.write(descriptor, bytes, static_cast<size_t>(fitting)), fitting > 0 ? 0 : ENOSPC);
+  }
+  int64_t seek(int descriptor, int64_t offset) override {
+    return result(disk.seek(descriptor, offset), std::exchange(seek_error, 0));
+  }
+  int close(int descriptor) override {
+    return static_cast<int>(result(disk.close(descriptor), std::exchange(close_error, 0)));
+  }
+  static int64_t result(int64_t good, int error) { return error == 0 ? good : (errno = error, -1); }
 };
 
 /// An engine without a thread on a device of plain memory: the test says how samples and passes follow one another.
-class OutputFileTest : public testing::Test {
+/// The takes that record() starts are called take1, take2 and so on.
+class OutputFileTest : public testing::Test, public FinishedTakes {
 protected:
   OutputFileTest() {
-    set("nr_files", 1);
-    set("nr_folders", 1);
-    set("bit_depth", INTEGER24);
-    set("file_format", MetaData::kBWF);
-    set("pre_record_time", 10);
-    set("time_source", SESSION);
-    set("count", 1);
-    for (int channel = 0; channel < kChannels; ++channel) set(text("channel%02i_in_file000", channel), 1);
-    rig.defaults.setObject(folder.path.string(), "path_for_folder00");
-    rig.defaults.setObject(std::string("take%t"), "filename_format");
-    rig.defaults.setObject(std::string("1"), "take");
-    ring.setSampleRate(48000);
+    set({{"nr_files", 1}, {"nr_folders", 1}, {"bit_depth", INTEGER24}, {"file_format", MetaData::kBWF}, {"count", 1}});
+    set({{"path_for_folder00", folder.path.string()}});
+    set({{"pre_record_time", 10}, {"time_source", SESSION}, {"filename_format", "take%t"}, {"take", take}});
+    for (int channel = 0; channel < kChannels; ++channel) set({{text("channel%02i_in_file000", channel), 1}});
+    rig.ring->setSampleRate(48000);
   }
 
-  void set(const std::string& key, int64_t value) { rig.defaults.setInteger(value, key); }
-  void device(int64_t samples) {
-    for (; samples > 0; samples -= 512) rig.cycle(static_cast<uint32_t>(std::min<int64_t>(samples, 512)), {4});
+  void set(const SettingMap& settings) {
+    for (const auto& [key, value] : settings) rig.defaults.setObject(value, key);
   }
-  void pass(int times = 1) {
-    for (; times > 0; --times) engine.processingPass();
-  }
-  void record() {
+  void addMetaData(const std::shared_ptr<const MetaData>& meta_data) override { takes.push_back(meta_data); }
+  void device(int64_t samples) { rig.cycle(static_cast<uint32_t>(samples), {kChannels}); }
+  void pass() { engine.processingPass(); }
+  /// REC: the next take, up to its first pass; with samples, the second pass writes what may be written of them.
+  void record(int64_t samples = 0) {
+    engine.setState(IDLE);
+    set({{"take", ++take}});
     engine.startWith();
     pass();
+    device(samples);
+    if (samples > 0) pass();
   }
-  /// STOP, and time until the take is finished.
-  void finish() {
-    engine.stop({});
-    for (int i = 0; i < 100 && engine.state() != OutputFile::FINISHED_RECORDING; ++i) {
-      device(4800);
-      pass();
-    }
-    ASSERT_EQ(engine.state(), OutputFile::FINISHED_RECORDING);
+  /// Time until the take is finished, by STOP or by itself.
+  void finish(bool by_stop = true) {
+    if (by_stop) engine.stop({});
+    for (int i = 0; i < 100 && engine.state() != FINISHED_RECORDING; ++i, pass()) device(4800);
+    ASSERT_EQ(engine.state(), FINISHED_RECORDING);
   }
-  std::string path(const std::string& name) const { return folder.file(name); }
-  uint32_t headerNumber(const std::string& name, size_t at) const {
+
+  std::string path() const { return folder.file(text("take%i.wav", take)); }
+  static uint32_t headerNumber(const std::string& path, size_t at) {
     uint32_t number = 0;
-    const std::string bytes = fileBytes(path(name));
-    EXPECT_GE(bytes.size(), at + 4) << name;
-    if (bytes.size() >= at + 4) std::memcpy(&number, bytes.data() + at, 4);
+    fileBytes(path).copy(reinterpret_cast<char*>(&number), 4, at);
     return number;
   }
-  /// That the file holds `samples` frames of the ring from `first` on, and a header that says so.
-  void expectRecorded(const std::string& name, int64_t first, int64_t samples, int64_t channels = kChannels) {
-    const std::string bytes = fileBytes(path(name));
-    ASSERT_GE(static_cast<int64_t>(bytes.size()), kHeaderSize + samples * channels * 3) << name;
-    EXPECT_EQ(headerNumber(name, 131068), samples * channels * 3) << name;
-    EXPECT_EQ(headerNumber(name, 80), samples) << name;
-    for (int64_t i = 0; i < samples * channels; ++i) {
-      const auto* sample = reinterpret_cast<const uint8_t*>(bytes.data() + kHeaderSize + 3 * i);
-      uint8_t expected[3];
-      convertToSample24(expected, 0, model(static_cast<int32_t>(i % channels), first + i / channels));
-      ASSERT_EQ(std::memcmp(sample, expected, 3), 0) << name << ", sample " << i;
+  /// That the last take holds `samples` frames of the ring from `first` on, and a header that says so.
+  void expectRecorded(int64_t first, int64_t samples) {
+    std::string expected;
+    for (int64_t i = 0; i < samples * kChannels; ++i) {
+      const int32_t sample = model24(i % kChannels, first + i / kChannels);
+      expected.append(reinterpret_cast<const char*>(&sample), 3);
     }
+    EXPECT_EQ(headerNumber(path(), 80), samples);
+    EXPECT_EQ(headerNumber(path(), 131068), expected.size());
+    EXPECT_TRUE(fileBytes(path()).substr(kHeaderSize, expected.size()) == expected);
   }
 
   TemporaryFolder folder;
   CapturedLog log;
   RingRig rig{kChannels};
-  AudioRing& ring = *rig.ring;
   FaultyDisk disk;
-  Takes takes;
-  OutputFile engine{ring, rig.defaults, disk, &takes, [this] { return rig.now; }};
+  std::vector<std::shared_ptr<const MetaData>> takes;
+  int take = 0;
+  OutputFile engine{*rig.ring, rig.defaults, disk, this, [this] { return rig.now; }};
 };
 
-TEST_F(OutputFileTest, ATakeBeginsWithPreRecordAndEndsAtTheLastBlockBeforeTheBorder) {
+TEST_F(OutputFileTest, ATakeReachesFromPreRecordToTheLastBlockBeforeTheBorderInOneWidth) {
   device(30000);
-  pass();
   record();
-  EXPECT_EQ(engine.state(), OutputFile::RUNNING_RECORDING);
   pass();
-  EXPECT_EQ(ring.devicePosition() - ring.recordingPosition(), 30000 - 256 * 68) << "writes down to 12,800 waiting";
+  EXPECT_EQ(rig.ring->recordingPosition(), 256 * 68) << "writes down to 12,800 waiting";
+  set({{"nr_channels", 0}});
   device(1000);
   finish();
-  const int64_t length = 31000 / 256 * 256;
-  EXPECT_EQ(engine.nrSamples(), length);
-  EXPECT_EQ(engine.reason(), std::nullopt);
-  expectRecorded("take1.wav", 0, length);
-  ASSERT_EQ(takes.list.size(), 1U);
-  EXPECT_EQ(takes.list[0]->nrSamples(), length);
-  EXPECT_EQ(takes.list[0]->timestamp(), 0U);
-  EXPECT_EQ(disk.open_files, 0);
+  expectRecorded(0, 31000 / 256 * 256);
+  EXPECT_EQ(headerNumber(path(), 56), 1U | 4U << 16U) << "4 tracks of PCM";
+  EXPECT_EQ(takes.size(), 1U);
 }
 
 TEST_F(OutputFileTest, StampsBelongToTheDayBeforeWhenPreRecordReachesOverMidnight) {
-  set("time_source", TIME_OF_DAY);
-  set("pull", 1); // all time arithmetic runs at 47,952 samples a second
+  set({{"time_source", TIME_OF_DAY}, {"pull", 1}}); // all time arithmetic runs at 47,952 samples a second
+  const auto setClock = [this](int64_t seconds) {
+    rig.now = {seconds, 0, 0};
+    rig.ring->parseTODTime();
+  };
   device(480000);
-  rig.now = {2, 0, 0}; // two seconds past midnight
-  ring.parseTODTime();
+  setClock(2);
   record();
   finish();
-  EXPECT_EQ(takes.list.at(0)->timestamp(), static_cast<uint64_t>(86400LL * 47952 + 2 * 47952 - 47952 * 10));
-  EXPECT_EQ(takes.list[0]->sampleRate(), 47952);
-  EXPECT_EQ(takes.list[0]->originalSampleRate(), 48000);
-
-  engine.setState(OutputFile::IDLE);
-  rig.defaults.setObject(std::string("2"), "take");
-  set("stamp_at_end", 1);
-  device(100000);
+  EXPECT_EQ(takes.at(0)->timestamp(), uint64_t{47952} * (86400 + 2 - 10));
+  EXPECT_EQ(takes[0]->sampleRate(), 47952);
+  EXPECT_EQ(takes[0]->originalSampleRate(), 48000);
+  set({{"stamp_at_end", 1}});
   record();
-  const int64_t start = ring.recordingPosition();
-  rig.now = {3600, 0, 0};
-  ring.parseTODTime();
-  const int64_t moved = 3600 * 47952LL - ring.devicePosition();
+  setClock(3600);
+  const int64_t moved = 3600 * 47952 - rig.ring->devicePosition();
   finish();
-  EXPECT_EQ(takes.list.at(1)->timestamp(), static_cast<uint64_t>(start + moved));
+  EXPECT_EQ(takes.at(1)->timestamp(), static_cast<uint64_t>(engine.startPosition() + moved));
 }
 
 TEST_F(OutputFileTest, BreaksJoinWithoutAGap) {
-  set("maximum_file_size", 2);
+  constexpr int64_t kLength = 640 * 256; // blocks that fill 2 MB with the header
+  set({{"maximum_file_size", 2}});
   device(20000);
   record();
-  int64_t position = 0;
-  for (const char* take : {"1", "2", "3"}) {
-    while (engine.state() != OutputFile::FINISHED_RECORDING) {
-      device(4800);
-      pass();
-    }
-    EXPECT_TRUE(engine.restart());
-    EXPECT_FALSE(engine.restart());
-    EXPECT_EQ(engine.reason(), std::nullopt);
-    const int64_t length = ((2 << 20) - kHeaderSize + 256 * 12 - 1) / (256 * 12) * 256;
-    expectRecorded(text("take%s.wav", take), position, length);
-    position += length;
-    engine.setState(OutputFile::IDLE);
-    rig.defaults.setObject(text("%i", *take - '0' + 1), "take");
+  for (int i = 1; i <= 3; ++i) {
+    finish(false);
+    EXPECT_TRUE(engine.restart() && !engine.restart());
+    expectRecorded((i - 1) * kLength, kLength);
     device(4800);
     record();
-    EXPECT_EQ(engine.startPosition(), position);
+    EXPECT_EQ(engine.startPosition(), i * kLength);
   }
   engine.fileBreak();
-  device(14000);
-  pass(2);
-  EXPECT_EQ(engine.state(), OutputFile::FINISHED_RECORDING);
+  finish(false);
   EXPECT_TRUE(engine.restart());
-  EXPECT_EQ(takes.list.size(), 4U);
+  EXPECT_EQ(takes.size(), 4U);
 }
 
-TEST_F(OutputFileTest, AStalledDiskFillsTheRingAndTheTakeIsClosedWithItsReason) {
-  record();
-  device(14000);
+TEST_F(OutputFileTest, WhatHappensDuringAStepDecidesHowTheTakeEnds) {
+  set({{"pre_record_time", 0}});
   int writes = 0;
-  disk.while_writing = [&] {
-    if (++writes == 3) device(943719);
-  };
-  pass(2);
-  disk.while_writing = {};
-  EXPECT_EQ(engine.state(), OutputFile::FINISHED_RECORDING);
-  EXPECT_EQ(engine.reason(), "Ring buffer full");
-  EXPECT_EQ(engine.reason(), std::nullopt) << "told once";
-  EXPECT_TRUE(takes.list.empty());
-  expectRecorded("take1.wav", 0, 768);
-}
-
-TEST_F(OutputFileTest, StopDuringALongStepIsNotLost) {
-  record();
-  device(14000);
-  int64_t border = 0;
-  disk.while_writing = [&] {
-    if (border == 0) engine.stop({});
-    border = ring.borderPosition();
-  };
-  pass();
-  EXPECT_EQ(engine.state(), OutputFile::BORDER_RECORDING);
-  EXPECT_EQ(border, 14000);
-  disk.while_writing = {};
-  finish();
-  EXPECT_EQ(engine.nrSamples(), 14000 / 256 * 256);
-}
-
-TEST_F(OutputFileTest, AWriteErrorEndsATakeThatIsBeingStopped) {
-  record();
-  device(14000);
-  disk.while_writing = [&] {
-    engine.stop({});
-    if (disk.bytes_left > 100) disk.bytes_left = 100; // a short write: the reason is that of writing the rest
-  };
-  pass();
-  disk.while_writing = {};
-  disk.bytes_left = INT64_MAX;
-  EXPECT_EQ(engine.state(), OutputFile::STOPPING_RECORDING);
-  pass();
-  EXPECT_EQ(engine.reason(), "Could not write samples to file, No space left on device.");
-  expectRecorded("take1.wav", 0, 0);
-}
-
-TEST_F(OutputFileTest, ADeviceThatStandsStillDoesNotKeepTheTakeOpen) {
-  record();
-  device(14000);
-  pass();
-  engine.stop({});
-  pass(9);
-  EXPECT_EQ(engine.state(), OutputFile::BORDER_RECORDING);
-  pass(2);
-  EXPECT_EQ(engine.state(), OutputFile::FINISHED_RECORDING);
-  EXPECT_EQ(engine.reason(), std::nullopt);
-  EXPECT_TRUE(log.contains("The device has stopped delivering"));
-  expectRecorded("take1.wav", 0, 14000 / 256 * 256);
-  EXPECT_EQ(takes.list.size(), 1U);
-}
-
-TEST_F(OutputFileTest, FailuresAreTheTakesReason) {
-  const struct {
-    const char* what;
-    std::function<void()> fault;
-    const char* reason;
-  } cases[] = {
-      {"a file of that name", [this] { writeFile(path("take1.wav"), "precious"); },
-       "Could not open audio file '%@', File exists."},
-      {"a folder that is not there", [this] { std::filesystem::remove_all(folder.path); },
-       "Could not open audio file '%@', No such file or directory."},
-      {"a disk that is full at once", [this] { disk.bytes_left = 1000; }, "Could not write header."},
-      {"a file that cannot seek", [this] { disk.seek_error = EIO; }, "Could not seek to start of header."},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    std::filesystem::remove_all(folder.path);
-    std::filesystem::create_directories(folder.path);
-    c.fault();
+  const std::tuple<std::function<void()>, int64_t, OutputFile::State, OutputFile::Reason, int64_t> cases[] = {
+      {[this] { engine.stop({}); }, INT64_MAX, BORDER_RECORDING, {}, kItsBlocks},
+      {[this] { engine.stop("abort"); }, INT64_MAX, BORDER_RECORDING, "abort", kItsBlocks},
+      {[&] { device(++writes == 3 ? 943719 : 0); }, INT64_MAX, STOPPING_RECORDING, "Ring buffer full", 768},
+      {[this] { engine.stop({}); }, 4000, STOPPING_RECORDING,
+       "Could not write samples to file, No space left on device.", 256}};
+  for (const auto& [event, room, state, reason, length] : cases) {
     record();
-    EXPECT_EQ(engine.state(), OutputFile::FINISHED_RECORDING);
-    EXPECT_EQ(engine.reason(), text(c.reason, path("take1.wav")));
+    device(kFirstPart);
+    disk.while_writing = event;
+    disk.bytes_left = room;
+    pass();
+    EXPECT_EQ(engine.state(), state);
+    disk.while_writing = {};
     disk.bytes_left = INT64_MAX;
-    engine.setState(OutputFile::IDLE);
+    finish();
+    EXPECT_EQ(engine.reason(), reason);
+    EXPECT_EQ(engine.reason(), std::nullopt) << "told once";
+    expectRecorded(engine.startPosition(), length);
+    EXPECT_EQ(takes.size(), 1U) << "only the first ended well";
   }
-  EXPECT_TRUE(takes.list.empty());
-  EXPECT_EQ(disk.open_files, 1) << "left open by the failed open";
-  std::filesystem::create_directories(folder.path);
-  std::filesystem::remove(path("take1.wav"));
-  record();
-  EXPECT_EQ(disk.open_files, 1) << "and closed when the next take starts";
 }
 
-TEST_F(OutputFileTest, AFailingCloseIsToldAndTheOtherFilesAreStillCompleted) {
-  set("nr_files", 3);
-  for (const char* key : {"channel01_in_file001", "channel02_in_file001", "channel03_in_file002"}) set(key, 1);
+TEST_F(OutputFileTest, ATakeWithoutChannelsGoesOnUntilItsDeviceStandsStill) {
+  set({{"nr_channels", 0}});
+  record(kFirstPart);
+  engine.stop({});
+  for (int i = 0; i < 9; ++i) pass();
+  EXPECT_EQ(engine.state(), BORDER_RECORDING);
+  for (int i = 0; i < 2; ++i) pass();
+  EXPECT_EQ(engine.state(), FINISHED_RECORDING);
+  EXPECT_TRUE(log.contains("The take has no channels"));
+  EXPECT_TRUE(log.contains("The device has stopped delivering"));
+  EXPECT_EQ(headerNumber(path(), 80), kItsBlocks);
+  EXPECT_EQ(takes.size(), 1U);
+}
+
+TEST_F(OutputFileTest, AFailingOpenIsTheTakesReason) {
+  const auto nrOpen = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+  const auto nr_open = nrOpen();
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[this] { writeFile(folder.file("take1.wav"), ""); }, "Could not open audio file '%@', File exists."},
+      {[this] { remove_all(folder.path); }, "Could not open audio file '%@', No such file or directory."},
+      {[this] { disk.bytes_left = 1000; }, "Could not write header."},
+      {[this] { disk.seek_error = EIO; }, "Could not seek to start of header."}};
+  for (const auto& [fault, reason] : cases) {
+    create_directories(folder.path);
+    fault();
+    record();
+    EXPECT_EQ(engine.state(), FINISHED_RECORDING);
+    EXPECT_EQ(engine.reason(), text(reason, path()));
+    disk.bytes_left = INT64_MAX;
+  }
+  EXPECT_EQ(nrOpen(), nr_open + 1) << "left open by the failed open";
   record();
-  device(14000);
-  pass();
+  EXPECT_EQ(nrOpen(), nr_open + 1) << "and closed when the next take starts";
+  EXPECT_TRUE(takes.empty());
+}
+
+TEST_F(OutputFileTest, EveryFileIsCompletedInItsFolderWhenOneFailsToClose) {
+  set({{"nr_files", 3}, {"nr_folders", 12}, {"folder_for_file001", 9}, {"folder_for_file002", -5}});
+  set({{"channel02_in_file001", 1}, {"path_for_folder07", folder.file("last")}});
+  std::filesystem::create_directory(folder.file("last"));
+  record(kFirstPart);
   disk.close_error = EIO;
   finish();
   EXPECT_EQ(engine.reason(), "Could not close audio file, Input/output error.");
-  EXPECT_EQ(takes.list.size(), 1U) << "a take whose only fault is in the closing is kept";
-  EXPECT_EQ(disk.open_files, 0);
-  for (const char* name : {"take1-f01.wav", "take1-f02.wav", "take1-f03.wav"}) {
-    EXPECT_EQ(headerNumber(name, 80), engine.nrSamples()) << name;
+  EXPECT_EQ(takes.size(), 1U) << "a take whose only fault is in the closing is kept";
+  const std::pair<const char*, int> files[] = {{"take1-f01.wav", 12}, {"last/take1-f02.wav", 3}, {"take1-f03.wav", 0}};
+  for (const auto& [name, frame_size] : files) {
+    EXPECT_EQ(headerNumber(folder.file(name), 80), kItsBlocks) << name;
+    EXPECT_EQ(std::filesystem::file_size(folder.file(name)), kHeaderSize + kItsBlocks * frame_size) << name;
   }
-}
-
-TEST_F(OutputFileTest, AbortKeepsTheFilesButNotTheTake) {
-  record();
-  device(14000);
-  pass();
-  engine.stop("abort");
-  finish();
-  EXPECT_EQ(engine.reason(), "abort");
-  EXPECT_TRUE(takes.list.empty());
-  expectRecorded("take1.wav", 0, 14000 / 256 * 256);
-}
-
-TEST_F(OutputFileTest, AFramesWidthStandsFromHeaderToHeader) {
-  record();
-  device(14000);
-  set("nr_channels", 2);
-  pass();
-  device(14000);
-  finish();
-  expectRecorded("take1.wav", 0, 28000 / 256 * 256);
-  EXPECT_EQ(headerNumber("take1.wav", 56), 1U | 4U << 16U) << "4 tracks of PCM";
-  engine.setState(OutputFile::IDLE);
-  pass();
-  EXPECT_EQ(ring.nrChannels(), 2U);
-}
-
-TEST_F(OutputFileTest, RecordsWithoutChannelsAndFilesWithoutTracks) {
-  set("nr_files", 2);
-  record();
-  device(14000);
-  finish();
-  expectRecorded("take1-f01.wav", 0, engine.nrSamples());
-  EXPECT_EQ(fileBytes(path("take1-f02.wav")).size(), static_cast<size_t>(kHeaderSize));
-  EXPECT_TRUE(log.contains("No channel is routed into file 2"));
-  engine.setState(OutputFile::IDLE);
-  rig.defaults.setObject(std::string("2"), "take");
-  set("nr_channels", 0);
-  pass();
-  record();
-  device(14000);
-  finish();
-  EXPECT_GT(engine.nrSamples(), 0);
-  EXPECT_TRUE(log.contains("The take has no channels"));
-}
-
-TEST_F(OutputFileTest, WhatSettingsAskBeyondTheTakesLimitsGoesWhereTheUserWillFindIt) {
-  set("nr_files", 3);
-  set("nr_folders", 12);
-  rig.defaults.setObject(path("last"), "path_for_folder07");
-  std::filesystem::create_directory(path("last"));
-  set("folder_for_file001", 9);
-  set("folder_for_file002", -5);
-  record();
-  EXPECT_EQ(engine.state(), OutputFile::RUNNING_RECORDING);
-  EXPECT_TRUE(std::filesystem::exists(path("last/take1-f02.wav")));
-  EXPECT_TRUE(std::filesystem::exists(path("take1-f03.wav")));
   EXPECT_TRUE(log.contains("File 2 is routed to folder 10"));
+  EXPECT_TRUE(log.contains("No channel is routed into file 3"));
 }
 
 TEST_F(OutputFileTest, TheThreadRunsAndEnds) {
   engine.startThread(std::chrono::milliseconds(1));
   engine.startWith();
-  while (engine.state() != OutputFile::RUNNING_RECORDING) std::this_thread::yield();
+  while (engine.state() != RUNNING_RECORDING) std::this_thread::yield();
   device(20000);
   engine.stop({});
-  while (engine.state() != OutputFile::FINISHED_RECORDING) std::this_thread::yield();
+  while (engine.state() != FINISHED_RECORDING) std::this_thread::yield();
   engine.stopThread();
-  EXPECT_EQ(engine.state(), OutputFile::GONE);
-  expectRecorded("take1.wav", 0, 20000 / 256 * 256);
+  EXPECT_EQ(engine.state(), GONE);
+  expectRecorded(0, 20000 / 256 * 256);
 }
 
-} // namespace
 } // namespace vurl

@@ -1,148 +1,236 @@
-// What holds for every audio service, run on each.
+// What holds for every audio service, run on each; then what JACK has of its own.
+#include "engine/AudioRing.h"
 #include "hardware/DeviceList.h"
+#include "hardware/JackServerList.h"
+#include "hardware/RingDelegate.h"
+#include "platform/UserDefaults.h"
 #include "tests/hardware/ServiceRig.h"
+#include "tests/support/RealTimeGuard.cpp" // the interposed calls, once in this program
 
 #include <gtest/gtest.h>
+#include <jack/jack.h>
+#include <jack/transport.h>
 
 namespace vurl {
 namespace {
 
-struct ServiceCase {
-  const char* name;
-  std::unique_ptr<ServiceRig> (*make)();
-  bool has_rates; ///< more than one, to choose from
-  bool has_sources;
-};
+using Services = testing::Types<GeneratorRig, JackRig>;
+TYPED_TEST_SUITE(AudioServiceTest, Services);
 
-class AudioServiceTest : public testing::TestWithParam<ServiceCase> {
-protected:
-  void SetUp() override {
-    rig = GetParam().make();
-    rig->input_device.awake();
-    ASSERT_TRUE(rig->wait([&] { return rig->find(rig->name()) != 0; }));
-    device = rig->find(rig->name());
-    rig->run_loop.drain();
-    rig->observer.take();
-  }
-
-  void TearDown() override {
-    rig->input_device.unselectDevice();
-    EXPECT_STREQ(rig->delegate.fault.load(), nullptr);
-  }
-
-  void select() {
-    rig->input_device.setSelectedDevice(device);
-    ASSERT_TRUE(rig->waitForCycles(5));
-    rig->observer.take();
-  }
-
-  std::unique_ptr<ServiceRig> rig;
-  uint32_t device = 0;
-};
-
-TEST_P(AudioServiceTest, ListsItsDevice) {
-  const auto rows = describeDevices(rig->model);
-  const auto row = std::ranges::find(rows, device, &DeviceRow::id);
-  ASSERT_NE(row, rows.end());
-  EXPECT_EQ(row->nr_inputs, 64U);
-  EXPECT_EQ(row->nr_outputs, 64U);
-  EXPECT_EQ(row->sample_rate, 48000);
-  EXPECT_EQ(row->buffer_frame_size, 256U);
-}
-
-TEST_P(AudioServiceTest, RunsCyclesOfItsSizeAndNamesItsChannels) {
-  select();
-  EXPECT_EQ(rig->delegate.nr_channels, 64U);
-  EXPECT_EQ(rig->delegate.nr_frames, 256U);
-  for (const auto& names : {rig->input_device.inputs(), rig->input_device.outputs()}) {
+TYPED_TEST(AudioServiceTest, RunsWhatItLists) {
+  const auto rows = describeDevices(this->rig.model);
+  const auto row = std::ranges::find(rows, this->rig.device(), &DeviceRow::id);
+  ASSERT_TRUE(row != rows.end() && this->rig.select());
+  EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
+  EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
+  for (const auto& names : {this->rig.input_device.inputs(), this->rig.input_device.outputs()}) {
     ASSERT_EQ(names.size(), 64U);
-    for (size_t i = 0; i < names.size(); i++) EXPECT_EQ(names[i].find(std::to_string(i + 1) + " - "), 0U) << names[i];
+    for (size_t i = 0; i < 64; i++) EXPECT_TRUE(names[i].starts_with(std::to_string(i + 1) + " - ")) << names[i];
   }
 }
 
-TEST_P(AudioServiceTest, StopsForGoodAndStaysInTheList) {
+TYPED_TEST(AudioServiceTest, StopsForGoodAndStaysInTheList) {
   for (int i = 0; i < 10; i++) {
-    select();
-    rig->input_device.unselectDevice();
-    EXPECT_FALSE(rig->delegate.is_inside);
-    const int count = rig->delegate.nr_cycles;
-    rig->runFor(std::chrono::milliseconds(20));
-    EXPECT_EQ(rig->delegate.nr_cycles, count);
-    EXPECT_FALSE(rig->observer.has("updateDevices"));
-    EXPECT_EQ(rig->find(rig->name()), device);
+    ASSERT_TRUE(this->rig.select());
+    this->rig.input_device.unselectDevice();
+    const int count = this->rig.delegate.nr_cycles;
+    this->rig.runFor(std::chrono::milliseconds(20));
+    EXPECT_EQ(this->rig.delegate.nr_cycles, count);
+    EXPECT_FALSE(this->rig.observer.has("updateDevices"));
   }
 }
 
-TEST_P(AudioServiceTest, FollowsTheBufferSizeWithinItsRange) {
-  select();
-  struct Sizes final : AudioObjectDelegate {
-    void bufferFrameSizeChanged() override { nr_changes++; }
-    int nr_changes = 0;
-  } sizes;
-  AudioObjectDelegate* const client_data = &sizes;
-  const AudioObjectPropertyAddress address{kAudioDevicePropertyBufferFrameSize, kAudioObjectPropertyScopeGlobal};
-  rig->model.AudioObjectAddPropertyListener(device, address, audioObjectListener, client_data);
-  for (const uint32_t frames : {512U, 64U, 256U}) {
-    sizes.nr_changes = 0;
-    rig->input_device.setBufferFrameSize(frames);
-    EXPECT_EQ(rig->input_device.bufferFrameSize(), frames);
-    EXPECT_TRUE(rig->wait([&] { return rig->delegate.nr_frames == frames; }));
-    EXPECT_TRUE(rig->wait([&] { return sizes.nr_changes > 0; }));
+TYPED_TEST(AudioServiceTest, FollowsWhatIsSetWithinItsChoices) {
+  auto& device = this->rig.input_device;
+  ASSERT_TRUE(this->rig.select());
+  const auto range = device.bufferFrameSizeRange().value_or(AudioValueRange{});
+  const auto below = static_cast<uint32_t>(range.mMinimum) - 1, above = static_cast<uint32_t>(range.mMaximum) + 1;
+  for (const auto& [asked, frames] : {std::pair{512U, 512U}, {64U, 64U}, {256U, 256U}, {below, 256U}, {above, 256U}}) {
+    device.setBufferFrameSize(asked);
+    EXPECT_EQ(device.bufferFrameSize(), frames);
+    EXPECT_TRUE(this->rig.waitForCycles(5));
+    EXPECT_EQ(this->rig.delegate.nr_frames, frames);
   }
-  const auto range = rig->input_device.bufferFrameSizeRange();
-  ASSERT_TRUE(range);
-  for (const double frames : {range->mMinimum - 1, range->mMaximum + 1}) {
-    rig->input_device.setBufferFrameSize(static_cast<uint32_t>(frames));
-    EXPECT_EQ(rig->input_device.bufferFrameSize(), 256U);
-  }
-  EXPECT_TRUE(rig->waitForCycles(5));
-  rig->model.AudioObjectRemovePropertyListener(device, address, audioObjectListener, client_data);
-}
-
-TEST_P(AudioServiceTest, FollowsTheRatesItHas) {
-  select();
-  const auto rates = rig->input_device.sampleRates();
-  EXPECT_EQ(rates.size() > 1, GetParam().has_rates);
+  auto rates = device.sampleRates();
+  EXPECT_EQ(rates.size(), TypeParam::kHasChoices ? 6U : 1U);
   for (const int32_t rate : rates) {
-    const bool changes = rate != rig->input_device.sampleRate();
-    rig->observer.take();
-    rig->input_device.setSampleRate(rate);
-    EXPECT_EQ(rig->input_device.sampleRate(), rate);
-    EXPECT_TRUE(!changes || rig->wait([&] { return rig->observer.has("updateSampleRate"); }));
-    EXPECT_TRUE(rig->waitForCycles(2));
+    const bool changes = rate != device.sampleRate();
+    this->rig.observer.take();
+    device.setSampleRate(rate);
+    EXPECT_EQ(device.sampleRate(), rate);
+    EXPECT_TRUE(!changes || this->rig.wait([&] { return this->rig.observer.has("updateSampleRate"); }));
+    EXPECT_TRUE(this->rig.waitForCycles(2));
   }
-  const int32_t before = rig->input_device.sampleRate();
-  rig->input_device.setSampleRate(12345);
-  EXPECT_EQ(rig->input_device.sampleRate(), before);
+  device.setSampleRate(12345);
+  EXPECT_EQ(device.sampleRate(), rates.back());
+  EXPECT_EQ(device.dataSources().size() + device.clockSources().size(), TypeParam::kHasChoices ? 4U : 0U);
+  for (const int id : {2, 1, 3}) { // there is no third one
+    device.setDataSource(static_cast<uint32_t>(id));
+    device.setClockSource(static_cast<uint32_t>(id));
+    EXPECT_EQ(device.dataSource(), !TypeParam::kHasChoices ? -1 : id == 3 ? 1 : id);
+    EXPECT_EQ(device.clockSource(), device.dataSource());
+  }
+  this->rig.run_loop.drain();
+  for (const auto* message : {"updateDataSource", "updateClockSource"})
+    EXPECT_EQ(this->rig.observer.has(message), TypeParam::kHasChoices);
 }
 
-TEST_P(AudioServiceTest, FollowsTheSourcesItHas) {
-  select();
-  const auto data_sources = rig->input_device.dataSources();
-  const auto clock_sources = rig->input_device.clockSources();
-  EXPECT_EQ(!data_sources.empty(), GetParam().has_sources);
-  EXPECT_EQ(!clock_sources.empty(), GetParam().has_sources);
-  for (const auto& [id, name] : data_sources) {
-    rig->input_device.setDataSource(id);
-    EXPECT_EQ(rig->input_device.dataSource(), static_cast<int32_t>(id)) << name;
+TYPED_TEST(AudioServiceTest, RunsTheRingWithoutAnyCallThatMayWait) {
+  UserDefaults defaults;
+  defaults.registerDefaults({{"nr_channels", int64_t{64}}, {"monitoring", true}, {"frame_rate", int64_t{1}}});
+  AudioRing ring(defaults, systemWallTime, nullptr);
+  RingDelegate ring_delegate(ring);
+  GuardedDelegate guard(ring_delegate);
+  InputDevice device(this->rig.model, this->rig.run_loop, guard);
+  for (const int64_t source : {1, 2, 4, 5}) { // times of which the cycle has to take care
+    defaults.setInteger(source, "time_source");
+    device.setSelectedDevice(this->rig.device());
+    device.setClockSource(GeneratorHardware::kExternal);
+    EXPECT_TRUE(this->rig.wait([&, last = guard.nr_cycles + 30] { return guard.nr_cycles >= last; }));
   }
-  for (const auto& [id, name] : clock_sources) {
-    rig->input_device.setClockSource(id);
-    EXPECT_EQ(rig->input_device.clockSource(), static_cast<int32_t>(id)) << name;
-  }
-  if (GetParam().has_sources) {
-    EXPECT_TRUE(rig->wait([&] { return rig->observer.has("updateDataSource"); }));
-    EXPECT_TRUE(rig->wait([&] { return rig->observer.has("updateClockSource"); }));
+  device.unselectDevice();
+  EXPECT_EQ(ring.devicePosition(), int64_t{guard.nr_cycles} * 256);
+}
+
+TEST(RealTimeGuardDeathTest, Bites) {
+  if (!kRealTimeGuardWorks) GTEST_SKIP() << "sanitizers interpose the same calls";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  static std::string* volatile escaped = nullptr;
+  static std::mutex mutex;
+  // clang-format off
+  const std::pair<void (*)(), const char*> cases[] = {
+      {[] { escaped = new std::string; }, "malloc"}, {[] { std::free(std::exchange(escaped, nullptr)); }, "free"},
+      {[] { mutex.lock(); }, "pthread_mutex_lock"}, {[] { syslog(LOG_DEBUG, "test"); }, "syslog"},
+      {[] { (void)!::write(STDERR_FILENO, "", 0); }, "write"}};
+  // clang-format on
+  for (const auto& [deed, message] : cases) {
+    CountingDelegate bad;
+    bad.in_cycle = [deed = deed](auto&, auto&) { deed(); };
+    GuardedDelegate guard(bad);
+    EXPECT_DEATH(guard.ioCycleForDevice(0, {}, {}, {}, {}, {}, nullptr), message);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Services, AudioServiceTest,
-    testing::Values(
-        ServiceCase{"Generator", []() -> std::unique_ptr<ServiceRig> { return std::make_unique<GeneratorRig>(); }, true,
-                    true},
-        ServiceCase{"Jack", []() -> std::unique_ptr<ServiceRig> { return std::make_unique<JackRig>(); }, false, false}),
-    [](const auto& service) { return service.param.name; });
+TEST(JackServerList, KnowsServersByTheirListeningSockets) {
+  // clang-format off
+  const struct { std::string flags, path, name; } cases[] = {
+      {"00010000", "/dev/shm/jack_default_1000_0", "default"}, {"00010000", "/dev/shm/jack_my_2_1000_0", "my_2"},
+      {"00000000", "/dev/shm/jack_default_1000_0", ""}, // a connection
+      {"00010000", "/dev/shm/jack_default_1001_0", ""}, {"00010000", "/dev/shm/jack_default_11000_0", ""}, // of others
+      {"00010000", "/dev/shm/jack__1000_0", ""}, {"00010000", "/dev/shm/jack_1000_0", ""},
+      {"00010000", "/dev/jack_a_1000_0/socket", ""}, {"00010000", "", ""}};
+  // clang-format on
+  for (const auto& [flags, path, name] : cases) {
+    std::istringstream table("Num RefCount\nffff9c1d: 00000002 00000000 " + flags + " 0001 01 21405 " + path + "\n");
+    const auto names = jackServersIn(table, 1000);
+    EXPECT_EQ(names.empty() ? "" : names[0], name) << path;
+  }
+}
+
+/// Another program on the server, in this process.
+auto makePeer(const JackServer& server) {
+  const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+  auto* const peer = jack_client_open("peer", options, nullptr, server.name().c_str());
+  jack_set_process_callback(
+      peer, [](jack_nframes_t, void*) { return 0; }, nullptr);
+  return std::unique_ptr<jack_client_t, int (*)(jack_client_t*)>(peer, jack_client_close);
+}
+
+TEST_F(JackTest, SharesTheServerWithAnotherProgram) {
+  const auto peer = makePeer(rig.server);
+  ASSERT_NE(peer, nullptr);
+  const auto connects = [&](const std::string& from, const std::string& to) {
+    return jack_port_connected_to(jack_port_by_name(peer.get(), from.c_str()), to.c_str()) != 0;
+  };
+  jack_port_register(peer.get(), "out", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
+  jack_port_register(peer.get(), "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
+  ASSERT_EQ(jack_activate(peer.get()), 0);
+  ASSERT_EQ(jack_connect(peer.get(), "peer:out", "system:playback_2"), 0);
+  ASSERT_EQ(jack_connect(peer.get(), "system:capture_2", "peer:in"), 0);
+  rig.jack->setFrameRate(FRAME_RATE_30);
+  ASSERT_TRUE(rig.select());
+  for (const std::string number : {"1", "2", "64"}) {
+    EXPECT_TRUE(connects("system:capture_" + number, "vurl-recorder:in_" + number));
+    EXPECT_EQ(connects("vurl-recorder:out_" + number, "system:playback_" + number), number != "2");
+  }
+  ASSERT_EQ(jack_set_buffer_size(peer.get(), 1024), 0);
+  EXPECT_TRUE(rig.wait([&] { return rig.delegate.nr_frames == 1024 && rig.input_device.bufferFrameSize() == 1024; }));
+  rig.input_device.setBufferFrameSize(700);
+  EXPECT_EQ(rig.input_device.bufferFrameSize(), 512U);
+  const auto& time = rig.delegate.last_time;
+  rig.input_device.unselectDevice();
+  EXPECT_NE(time.mFlags & kAudioTimeStampWordClockTimeValid, 0U);
+  EXPECT_EQ(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U);
+  jack_transport_locate(peer.get(), 48000 * 60 * 61);
+  jack_transport_start(peer.get());
+  ASSERT_TRUE(rig.select() && rig.waitForCycles(50));
+  rig.input_device.unselectDevice();
+  ASSERT_NE(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U);
+  EXPECT_EQ(time.mSMPTETime.mHours * 60 + time.mSMPTETime.mMinutes, 61);
+  EXPECT_EQ(time.mSMPTETime.mType, uint32_t{FRAME_RATE_30});
+  EXPECT_EQ(static_cast<double>(time.mWordClockTime), time.mSampleTime);
+}
+
+TEST_F(JackTest, OneServerAtATimeButAllInTheList) {
+  JackServer other;
+  other.start(44100, 128, 2);
+  const auto other_name = "JACK - " + other.name();
+  ASSERT_TRUE(rig.select());
+  ASSERT_TRUE(rig.wait([&] { return rig.find(other_name) != 0; })); // found while the first one runs
+  for (int i = 0; i < 6; i++) {
+    const bool first = i % 2 == 1;
+    rig.input_device.setSelectedDevice(rig.find(first ? rig.name() : other_name));
+    EXPECT_EQ(rig.input_device.sampleRate(), first ? 48000 : 44100);
+    EXPECT_EQ(rig.input_device.inputs().size(), first ? 64U : 8U);
+    EXPECT_TRUE(rig.wait([&] { return rig.delegate.nr_frames == (first ? 256U : 128U); }));
+    EXPECT_EQ(rig.delegate.nr_channels, first ? 64U : 8U);
+  }
+  other.stop();
+  EXPECT_TRUE(rig.wait([&] { return rig.find(other_name) == 0; }));
+  EXPECT_TRUE(rig.waitForCycles(3));
+}
+
+// A late server that hands over every sample in the end is no overload; one that does not wait for a late client is.
+TEST_F(JackTest, AnOverloadIsWhereSamplesAreMissing) {
+  static std::atomic<int> nr_xruns = 0;
+  {
+    const auto peer = makePeer(rig.server);
+    jack_set_xrun_callback(
+        peer.get(), [](void*) { return nr_xruns++, 0; }, nullptr);
+    ASSERT_EQ(jack_activate(peer.get()), 0);
+    ASSERT_TRUE(rig.select());
+    rig.server.signal(SIGSTOP);
+    rig.runFor(std::chrono::milliseconds(300));
+    rig.server.signal(SIGCONT);
+    EXPECT_TRUE(rig.wait([&] { return nr_xruns > 0; }));
+    rig.runFor(std::chrono::milliseconds(300));
+    EXPECT_FALSE(rig.delegate.has_gap || rig.observer.has("processorOverload"));
+  }
+  JackServer impatient;
+  impatient.start(48000, 256, 8, false);
+  rig.input_device.unselectDevice();
+  ASSERT_TRUE(rig.wait([&] { return rig.find("JACK - " + impatient.name()) != 0; }));
+  rig.delegate.in_cycle = sleepOnce(200);
+  rig.input_device.setSelectedDevice(rig.find("JACK - " + impatient.name()));
+  EXPECT_TRUE(rig.wait([&] { return rig.delegate.has_gap && rig.observer.has("processorOverload"); }));
+  rig.input_device.unselectDevice();
+}
+
+TEST_F(JackTest, SurvivesAServerThatIsKilledAndFindsItAgain) {
+  for (int i = 0; i < 10; i++) {
+    ASSERT_TRUE(i % 3 == 2 || rig.select()); // with the client merely open, or with cycles
+    rig.observer.take();
+    rig.server.kill();
+    ASSERT_TRUE(rig.wait([&] { return rig.device() == 0 && rig.observer.has("updateDevices"); })) << i;
+    rig.input_device.unselectDevice();
+    const int count = rig.delegate.nr_cycles;
+    rig.observer.take();
+    rig.server.start();
+    ASSERT_TRUE(rig.wait([&] { return rig.device() != 0 && rig.observer.has("updateDevices"); })) << i;
+    EXPECT_EQ(rig.delegate.nr_cycles, count);
+  }
+  ASSERT_TRUE(rig.select());
+}
 
 } // namespace
 } // namespace vurl

@@ -1,221 +1,172 @@
-#include "hardware/HardwareModel.h"
-
-#include "hardware/AudioSystemObject.h"
+// The model and the test generator: what its device does, and how its changes are told.
 #include "hardware/DeviceList.h"
-#include "platform/PollRunLoop.h"
-#include "tests/hardware/FakeHardware.h"
+#include "tests/hardware/ServiceRig.h"
 #include "tests/support/CapturedLog.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <thread>
+#include <array>
+#include <cmath>
 
 namespace vurl {
 namespace {
 
 constexpr uint32_t kGlobal = kAudioObjectPropertyScopeGlobal;
-constexpr uint32_t kInput = kAudioDevicePropertyScopeInput;
 using Lines = std::vector<std::string>;
 
-class FakeService final : public AudioService {
-public:
-  OSStatus start(AudioObjectID, const IOProc&) override { return nr_starts++, start_status; }
-  void stop(AudioObjectID) override { nr_stops++; }
-  OSStatus setBufferFrameSize(AudioObjectID device, uint32_t frames) override {
-    auto description = *model->description(device);
-    description.buffer_frame_size = frames;
-    model->update(device, description);
-    return 0;
-  }
-  HardwareModel* model = nullptr;
-  OSStatus start_status = 0;
-  int nr_starts = 0;
-  int nr_stops = 0;
-};
-
-/// Notes every call as "SELECTOR SCOPE, SELECTOR SCOPE", and does something in it when asked.
+/// Notes every call as the selectors in it, and does something in it when asked.
 struct Ear {
   Lines calls;
   std::function<void()> then;
-
   static OSStatus hear(AudioObjectID, uint32_t count, const AudioObjectPropertyAddress* addresses, void* self) {
     auto& ear = *static_cast<Ear*>(self);
-    std::string call;
-    for (uint32_t i = 0; i < count; i++)
-      call += (i > 0 ? ", " : "") + fourCharText(addresses[i].mSelector) + " " + fourCharText(addresses[i].mScope);
-    ear.calls.push_back(call);
+    ear.calls.emplace_back();
+    for (uint32_t i = 0; i < count; i++) ear.calls.back() += fourCharText(addresses[i].mSelector) + " ";
     if (ear.then) ear.then();
     return 0;
   }
 };
 
-class HardwareModelTest : public testing::Test {
-protected:
-  HardwareModelTest() {
-    service.model = model.get();
-    RunLoop* const loop = &run_loop;
-    model->AudioObjectSetPropertyData(kAudioObjectSystemObject, {kAudioHardwarePropertyRunLoop, kGlobal}, sizeof loop,
-                                      &loop);
-    description.manufacturer = "Maker";
-    description.name = "Box";
-    description.inputs = {{"Analog", 2}, {"", 1}};
-    description.outputs = {{"Out", 4}};
-    description.nominal_sample_rates = {44100, 48000};
-    description.nominal_sample_rate = 48000;
-    description.buffer_frame_size_range = {16, 4096};
-    description.buffer_frame_size = 256;
-    description.clock_sources = {{3, "Internal"}, {5, "Word clock"}};
-    description.clock_source = 5;
-    device = model->publish(service, description);
-    run_loop.drain();
-  }
-
-  void listen(Ear& ear, AudioObjectID object, uint32_t selector, uint32_t scope) {
-    EXPECT_EQ(model->AudioObjectAddPropertyListener(object, {selector, scope}, Ear::hear, &ear), 0);
-  }
-  void unlisten(Ear& ear, AudioObjectID object, uint32_t selector, uint32_t scope) {
-    EXPECT_EQ(model->AudioObjectRemovePropertyListener(object, {selector, scope}, Ear::hear, &ear), 0);
-  }
-
-  PollRunLoop run_loop;
-  FakeService service;
-  std::unique_ptr<HardwareModel> model = std::make_unique<HardwareModel>();
-  DeviceDescription description;
-  AudioObjectID device = 0;
-};
-
-TEST_F(HardwareModelTest, TellsWhatADeviceConsistsOf) {
-  auto rows = describeDevices(*model);
-  ASSERT_EQ(rows.size(), 1U);
-  EXPECT_EQ(rows[0].name, "Maker - Box");
-  EXPECT_EQ(rows[0].nr_inputs, 3U);
-  EXPECT_EQ(rows[0].nr_outputs, 4U);
-  const AudioDevice box(*model, device);
-  EXPECT_EQ(box.availableNominalSampleRates(), (std::vector<AudioValueRange>{{44100, 44100}, {48000, 48000}}));
-  EXPECT_EQ(box.bufferFrameSizeRange(), (AudioValueRange{16, 4096}));
-  EXPECT_EQ(box.clockSources(), (std::vector<uint32_t>{3, 5}));
-  EXPECT_EQ(box.clockSource(), 5U);
-  EXPECT_EQ(box.clockSourceNameForID(3), "Internal");
-  EXPECT_EQ(box.streamsForScope(kInput).at(0)->name(), "Analog");
-  EXPECT_EQ(box.streamsForScope(kInput).at(1)->name(), std::nullopt);
-  EXPECT_TRUE(box.dataSources().empty());
-  EXPECT_EQ(box.dataSource(), 0xFFFFFFFF);
-  EXPECT_TRUE(model->sleepingIsAllowed());
-  AudioSystemObject(*model).setSleepingIsAllowed(false);
-  EXPECT_FALSE(model->sleepingIsAllowed());
-}
-
-TEST_F(HardwareModelTest, RefusesWithTheRightStatus) {
-  double number = 0;
-  uint32_t size = sizeof number;
-  const AudioObjectPropertyAddress rate{kAudioDevicePropertyNominalSampleRate, kGlobal};
-  const AudioObjectPropertyAddress shape{kAudioDevicePropertyStreamConfiguration, kInput};
-  EXPECT_EQ(model->AudioObjectGetPropertyData(99, rate, size, &number), kAudioHardwareBadObjectError);
-  EXPECT_EQ(model->AudioObjectGetPropertyData(device, {fourCharCode("none"), kGlobal}, size, &number),
-            kAudioHardwareUnknownPropertyError);
-  EXPECT_EQ(model->AudioObjectGetPropertyData(device, shape, size, &number), kAudioHardwareBadPropertySizeError);
-  EXPECT_EQ(model->AudioObjectSetPropertyData(device, rate, 4, &number), kAudioHardwareBadPropertySizeError);
-  EXPECT_EQ(model->AudioObjectSetPropertyData(device, rate, 8, &number), kAudioHardwareIllegalOperationError);
-  EXPECT_EQ(model->AudioObjectSetPropertyData(device, {kAudioObjectPropertyName, kGlobal}, 8, &number),
-            kAudioHardwareIllegalOperationError);
-  EXPECT_EQ(model->AudioDeviceStart(device, audioDeviceIOProc), kAudioHardwareBadDeviceError);
-  size = 4;
-  EXPECT_EQ(model->AudioObjectGetPropertyData(device, rate, size, &number), kAudioHardwareBadPropertySizeError);
-}
-
-TEST_F(HardwareModelTest, NotifiesAllThatDiffersInOneCallForEachListener) {
-  Ear rates, everything, sources, other_object;
-  listen(rates, device, kAudioDevicePropertyNominalSampleRate, kGlobal);
-  listen(rates, device, kAudioDevicePropertyBufferFrameSize, kGlobal);
-  listen(rates, device, kAudioDevicePropertyBufferFrameSizeRange, kGlobal);
-  listen(everything, device, kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard);
-  listen(sources, device, kAudioDevicePropertyClockSource, kGlobal); // it lives on the input side
-  listen(other_object, kAudioObjectSystemObject, kAudioObjectPropertySelectorWildcard, kGlobal);
+TEST(HardwareModelTest, TellsEachListenerOfAChangeInOneCall) {
+  GeneratorRig rig;
+  Ear rates, everything, source;
+  const AudioObjectID device = rig.generator.device();
+  AudioSystemObject(rig.model).setRunLoop(&rig.run_loop);
+  const auto listen = [&](Ear& ear, uint32_t selector, uint32_t scope = kGlobal) {
+    EXPECT_EQ(rig.model.AudioObjectAddPropertyListener(device, {selector, scope}, Ear::hear, &ear), 0);
+  };
+  listen(rates, kAudioDevicePropertyNominalSampleRate);
+  listen(rates, kAudioDevicePropertyBufferFrameSize);
+  listen(everything, kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard);
+  listen(source, kAudioDevicePropertyClockSource); // it lives on the input side
+  auto description = *rig.model.description(device);
   description.nominal_sample_rate = 44100;
   description.buffer_frame_size = 64;
-  description.clock_source = 3;
-  model->update(device, description);
+  description.clock_source = 2;
+  for (int i = 0; i < 2; i++) rig.model.update(device, description); // the second one changes nothing
   EXPECT_TRUE(rates.calls.empty());
-  run_loop.drain();
-  EXPECT_EQ(rates.calls, Lines{"nsrt glob, fsiz glob"});
-  EXPECT_EQ(everything.calls, Lines{"nsrt glob, csrc inpt, csrc glob, fsiz glob"});
-  EXPECT_EQ(sources.calls, Lines{"csrc glob"});
-  model->update(device, description);
-  run_loop.drain();
-  EXPECT_EQ(rates.calls.size(), 1U);
-  description.inputs.push_back({"More", 8});
-  model->update(device, description);
-  run_loop.drain();
-  EXPECT_EQ(everything.calls.back(), "stm# inpt, stm# glob, slay inpt, slay glob");
-  const uint32_t frames = 128;
-  model->AudioObjectSetPropertyData(device, {kAudioDevicePropertyBufferFrameSize, kGlobal}, 4, &frames);
-  run_loop.drain();
-  EXPECT_EQ(rates.calls.back(), "fsiz glob");
-  EXPECT_TRUE(other_object.calls.empty());
+  rig.run_loop.drain();
+  EXPECT_EQ(rates.calls, Lines{"nsrt fsiz "});
+  EXPECT_EQ(everything.calls, Lines{"nsrt csrc csrc fsiz "});
+  EXPECT_EQ(source.calls, Lines{"csrc "});
+  description.inputs.pop_back();
+  rig.model.update(device, description);
+  rig.run_loop.drain();
+  EXPECT_EQ(everything.calls.back(), "stm# stm# slay slay ");
 }
 
-TEST_F(HardwareModelTest, RemovedListenersHearNothingMore) {
+TEST(HardwareModelTest, NamesChannelsOverAllStreamsAndTellsWholeRates) {
+  GeneratorRig rig;
+  const AudioObjectID device = rig.generator.device();
+  rig.input_device.setSelectedDevice(device);
+  auto description = *rig.model.description(device);
+  description.inputs = {{"Analog", 2}, {"", 1}, {"Silent", 0}, {"Tail", 2}};
+  description.outputs = {{"", 1}};
+  description.nominal_sample_rate = 44100.9;
+  description.nominal_sample_rates = {96000, 8000.5};
+  rig.model.update(device, description);
+  EXPECT_EQ(rig.input_device.inputs(),
+            (Lines{"1 - Analog 1", "2 - Analog 2", "3 - Input 1", "4 - Tail 1", "5 - Tail 2"}));
+  EXPECT_EQ(rig.input_device.outputs(), Lines{"1 - Output 1"});
+  EXPECT_EQ(rig.input_device.sampleRate(), 44100);
+  EXPECT_EQ(rig.input_device.sampleRates(), (std::vector<int32_t>{96000, 8000}));
+}
+
+TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   Ear first, second;
-  const uint32_t over = kAudioDeviceProcessorOverload;
-  listen(first, device, over, kGlobal);
-  listen(second, device, over, kGlobal);
-  model->notifyOverload(device);
-  unlisten(first, device, over, kGlobal);
-  run_loop.drain(); // removed after the change, before its delivery
-  EXPECT_EQ(first.calls.size(), 0U);
-  EXPECT_EQ(second.calls.size(), 1U);
-  listen(first, device, over, kGlobal);
-  second.then = [&] { unlisten(first, device, over, kGlobal); };
-  model->notifyOverload(device);
-  run_loop.drain(); // removed by another listener of the same delivery
-  EXPECT_EQ(first.calls.size(), 0U);
-  second.then = [&] { model.reset(); };
-  listen(first, device, over, kGlobal);
-  std::thread([&] { model->notifyOverload(device); }).join();
-  model->notifyOverload(device);
-  run_loop.drain(); // the model goes with its first delivery
+  PollRunLoop run_loop;
+  auto model = std::make_unique<HardwareModel>();
+  AudioSystemObject(*model).setRunLoop(&run_loop);
+  const AudioObjectID object = kAudioObjectSystemObject;
+  const AudioObjectPropertyAddress over{kAudioDeviceProcessorOverload, kGlobal};
+  const auto removeFirst = [&] { model->AudioObjectRemovePropertyListener(object, over, Ear::hear, &first); };
+  const auto happen = [&] {
+    for (Ear* ear : {&first, &second}) model->AudioObjectAddPropertyListener(object, over, Ear::hear, ear);
+    std::thread([&] { model->notifyOverload(object); }).join();
+  };
+  happen();
+  removeFirst(); // after the change, before its delivery
+  run_loop.drain();
+  second.then = removeFirst; // by another listener of the same delivery
+  happen();
+  run_loop.drain();
+  second.then = [&] { model.reset(); }; // the model goes with its first delivery
+  happen();
+  model->notifyOverload(object);
+  run_loop.drain();
   EXPECT_EQ(second.calls.size(), 3U);
   EXPECT_EQ(first.calls.size(), 0U);
 }
 
-TEST_F(HardwareModelTest, ListsDevicesInOrderAndTellsOfNoneTwice) {
-  Ear ear;
-  listen(ear, kAudioObjectSystemObject, kAudioHardwarePropertyDevices, kGlobal);
-  description.sort_order = 5;
-  const auto last = model->publish(service, description);
-  description.sort_order = -1;
-  const auto first = model->publish(service, description);
-  std::vector<AudioObjectID> ids;
-  for (const auto& row : describeDevices(*model)) ids.push_back(row.id);
-  EXPECT_EQ(ids, (std::vector<AudioObjectID>{first, device, last}));
-  run_loop.drain();
-  EXPECT_EQ(ear.calls, (Lines{"dev# glob", "dev# glob"}));
-  model->unpublish(last);
-  model->unpublish(last);
-  run_loop.drain();
-  EXPECT_EQ(ear.calls.size(), 3U);
+TEST_F(GeneratorTest, PlaysTonesOrItsOutputsWithoutASeam) {
+  std::array<std::vector<float>, 64> tape;
+  rig.delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
+    for (size_t i = 0; i < inputs.mNumberBuffers; i++)
+      for (size_t k = 0; k < samplesOf(inputs.mBuffers[i]).size(); k++) {
+        tape[i * 8 + k % 8].push_back(samplesOf(inputs.mBuffers[i])[k]);
+        samplesOf(outputs.mBuffers[i])[k] = static_cast<float>(i * 8 + k % 8 + 1);
+      }
+  };
+  rig.generator.setPaced(false);
+  rig.input_device.setSelectedDevice(rig.device());
+  rig.input_device.setSampleRate(96000);
+  rig.input_device.setBufferFrameSize(1000);
+  rig.generator.step(100);
+  rig.input_device.setDataSource(GeneratorHardware::kLoopBack);
+  rig.generator.step(1);
+  for (const size_t channel : {0U, 1U, 8U, 63U}) {
+    const auto& samples = tape[channel];
+    ASSERT_EQ(samples.size(), 101000U);
+    for (size_t n = 0; n < 100000; n++) { // -20 dBFS, 100 Hz and its multiples
+      const double phase = 100.0 * static_cast<double>((channel + 1) * n) / 96000;
+      ASSERT_NEAR(samples[n], 0.1 * std::sin(2 * M_PI * phase), 1e-6) << channel << " at " << n;
+    }
+    for (size_t n = 100000; n < 101000; n++) ASSERT_EQ(samples[n], static_cast<float>(channel + 1));
+  }
 }
 
-TEST_F(HardwareModelTest, ADeviceThatGoesIsStoppedAndLeavesQuietly) {
-  const CapturedLog log;
-  AudioObjectDelegate nobody;
-  {
-    AudioDevice box(*model, device);
-    box.setDelegate(&nobody);
-    EXPECT_EQ(model->AudioDeviceAddIOProc(device, audioDeviceIOProc, &box), 0);
-    EXPECT_EQ(model->AudioDeviceAddIOProc(device, audioDeviceIOProc, &box), kAudioHardwareIllegalOperationError);
-    EXPECT_EQ(model->AudioDeviceStart(device, audioDeviceIOProc), 0);
-    EXPECT_EQ(model->AudioDeviceStart(device, audioDeviceIOProc), 0);
-    EXPECT_EQ(service.nr_starts, 1);
-    model->unpublish(device);
-    EXPECT_EQ(service.nr_stops, 1);
+TEST_F(GeneratorTest, TheExternalClockBringsTimecode) {
+  const auto& time = rig.delegate.last_time;
+  rig.generator.setPaced(false);
+  rig.generator.setFrameRate(FRAME_RATE_24);
+  rig.input_device.setSelectedDevice(rig.device());
+  rig.generator.step(1);
+  EXPECT_EQ(time.mFlags & (kAudioTimeStampWordClockTimeValid | kAudioTimeStampSMPTETimeValid), 0U);
+  rig.input_device.setClockSource(GeneratorHardware::kExternal);
+  rig.input_device.setBufferFrameSize(4000);
+  rig.generator.step(13); // the last one begins 256 + 48,000 samples after the start
+  EXPECT_EQ(time.mSampleTime, 48256);
+  EXPECT_EQ(time.mWordClockTime, 172'848'256U);
+  EXPECT_NE(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U);
+  EXPECT_EQ(time.mSMPTETime.mHours * 3600 + time.mSMPTETime.mSeconds, 3601);
+  EXPECT_EQ(time.mSMPTETime.mFrames * 80 + time.mSMPTETime.mSubframes, 10); // 256 samples, of which 25 are a subframe
+}
+
+TEST_F(GeneratorTest, CatchesUpForASecondAndTellsOfMore) {
+  for (const int delay : {300, 1500}) {
+    rig.delegate.in_cycle = sleepOnce(delay);
+    rig.input_device.setSelectedDevice(rig.device());
+    ASSERT_TRUE(rig.waitForCycles(60));
+    rig.runFor(std::chrono::milliseconds(200));
+    EXPECT_EQ(rig.observer.has("processorOverload"), delay > 1000);
+    EXPECT_EQ(rig.delegate.has_gap, delay > 1000);
   }
-  EXPECT_EQ(service.nr_stops, 1);
-  EXPECT_EQ(log.lines(), Lines{});
-  AudioDevice gone(*model, device);
-  gone.setDelegate(&nobody);
-  EXPECT_EQ(log.lines().size(), 8U);
+}
+
+TEST_F(GeneratorTest, IsListedLastAndLeavesQuietlyWhileItRuns) {
+  const CapturedLog log;
+  ASSERT_TRUE(rig.select());
+  const auto other = rig.model.publish(rig.generator, {});
+  EXPECT_EQ(describeDevices(rig.model).at(0).id, other);
+  rig.run_loop.drain();
+  rig.observer.take();
+  rig.generator.setPublished(false);
+  const int count = rig.delegate.nr_cycles;
+  rig.runFor(std::chrono::milliseconds(30));
+  EXPECT_EQ(rig.delegate.nr_cycles, count);
+  EXPECT_EQ(rig.observer.take(), std::vector<std::string>{"updateDevices"});
+  rig.input_device.unselectDevice();
+  EXPECT_TRUE(log.lines().empty());
 }
 
 } // namespace

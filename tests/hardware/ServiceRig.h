@@ -1,20 +1,104 @@
-// What the tests of an audio service share: a main loop, the model, an input device, and waiting on the main loop.
+// What the tests of audio services share: an I/O delegate that looks for faults in what a service hands over, an
+// observer that notes its messages, a rig of the model, an input device and a service on a main loop, and the fixture
+// around it.
 #pragma once
 
 #include "hardware/GeneratorHardware.h"
 #include "hardware/InputDevice.h"
 #include "hardware/JackHardware.h"
 #include "platform/PollRunLoop.h"
-#include "tests/hardware/CountingDelegate.h"
-#include "tests/hardware/NotingObserver.h"
 #include "tests/support/JackServer.h"
 
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <span>
+#include <thread>
+#include <utility>
 
 namespace vurl {
+
+inline std::string fourCharText(uint32_t code) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(code >> shift & 0xFF);
+  return text;
+}
+
+inline auto buffersOf(const AudioBufferList& list) { return std::span(list.mBuffers, list.mNumberBuffers); }
+
+inline auto samplesOf(const AudioBuffer& buffer) {
+  return std::span(static_cast<float*>(buffer.mData), buffer.mDataByteSize / sizeof(float));
+}
+
+/// Counts cycles, and looks for faults in what a service hands over.
+class CountingDelegate final : public AudioIODelegate {
+public:
+  OSStatus ioCycleForDevice(uint32_t device, const AudioTimeStamp&, const AudioBufferList& inputs,
+                            const AudioTimeStamp& time, const AudioBufferList& outputs, const AudioTimeStamp&,
+                            void*) noexcept override {
+    uint32_t frames = 0;
+    const uint32_t channels = countChannels(inputs, frames);
+    if (countChannels(outputs, frames) != channels) fault = "inputs and outputs differ in number";
+    for (const auto& buffer : buffersOf(outputs))
+      for (float& sample : samplesOf(buffer)) // left behind, so that one not cleared before the next cycle is seen
+        if (std::exchange(sample, 0.25F) != 0.0F) fault = "output not cleared";
+    const double passed = time.mSampleTime - last_time.mSampleTime;
+    if ((time.mFlags & kAudioTimeStampSampleTimeValid) == 0) fault = "no sample time";
+    if (device == last_device && passed <= 0) fault = "sample time does not grow";
+    if (device == last_device && passed != nr_frames) has_gap = true;
+    last_device = device;
+    last_time = time;
+    nr_frames = frames;
+    nr_channels = channels;
+    if (in_cycle) in_cycle(inputs, outputs);
+    nr_cycles = nr_cycles + 1;
+    return 0;
+  }
+
+  std::atomic<int> nr_cycles = 0;
+  std::atomic<uint32_t> nr_frames = 0;   ///< of the last cycle
+  std::atomic<uint32_t> nr_channels = 0; ///< of the last cycle
+  std::atomic<bool> has_gap = false;     ///< samples were missing between two cycles
+  std::atomic<const char*> fault = nullptr;
+  AudioTimeStamp last_time; ///< read it while no cycle runs
+  std::function<void(const AudioBufferList& inputs, const AudioBufferList& outputs)> in_cycle;
+
+private:
+  uint32_t countChannels(const AudioBufferList& list, uint32_t& frames) {
+    uint32_t channels = 0;
+    for (const auto& buffer : buffersOf(list)) {
+      const auto length = static_cast<uint32_t>(samplesOf(buffer).size() / buffer.mNumberChannels);
+      if (std::exchange(frames, length) != length && channels > 0) fault = "buffers differ in length";
+      channels += buffer.mNumberChannels;
+    }
+    return channels;
+  }
+  uint32_t last_device = 0;
+};
+
+class NotingObserver final : public InputDeviceObserver {
+public:
+  void updateDevices() override { note("updateDevices"); }
+  void updateSampleRates() override { note("updateSampleRates"); }
+  void updateSampleRate() override { note("updateSampleRate"); }
+  void updateClockSources() override { note("updateClockSources"); }
+  void updateClockSource() override { note("updateClockSource"); }
+  void updateDataSources() override { note("updateDataSources"); }
+  void updateDataSource() override { note("updateDataSource"); }
+  void updateBufferFrameSizeRange() override { note("updateBufferFrameSizeRange"); }
+  void updateBufferFrameSize() override { note("updateBufferFrameSize"); }
+  void updateChannels() override { note("updateChannels"); }
+  void processorOverload() override { note("processorOverload"); }
+
+  /// The messages since the last call, in order.
+  std::vector<std::string> take() { return std::exchange(messages, {}); }
+
+  bool has(const std::string& message) const { return std::ranges::count(messages, message) > 0; }
+
+private:
+  void note(const char* message) { messages.emplace_back(message); }
+  std::vector<std::string> messages;
+};
 
 class ServiceRig {
 public:
@@ -22,30 +106,34 @@ public:
   virtual ~ServiceRig() = default;
 
   /// Runs the main loop until `done`, at most 20 seconds; returns whether it was done.
-  bool wait(const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!done()) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      run_loop.runOnce(std::chrono::milliseconds(10));
-    }
-    return true;
+  bool wait(const std::function<bool()>& done, std::chrono::milliseconds patience = std::chrono::seconds(20)) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!done() && std::chrono::steady_clock::now() < deadline) run_loop.runOnce(std::chrono::milliseconds(5));
+    return done();
   }
-
   void runFor(std::chrono::milliseconds time) {
-    const auto end = std::chrono::steady_clock::now() + time;
-    while (std::chrono::steady_clock::now() < end) run_loop.runOnce(std::chrono::milliseconds(5));
+    wait([] { return false; }, time);
   }
-
   bool waitForCycles(int count) {
-    const int before = delegate.nr_cycles;
-    return wait([&] { return delegate.nr_cycles >= before + count; });
+    return wait([this, last = delegate.nr_cycles + count] { return delegate.nr_cycles >= last; });
   }
 
   /// The id of the device of this name, 0 when it is not listed.
-  uint32_t find(const std::string& name) const {
-    for (const auto& [id, device_name] : input_device.devices())
-      if (device_name == name) return id;
+  uint32_t find(const std::string& device_name) const {
+    for (const auto& [id, listed] : input_device.devices())
+      if (listed == device_name) return id;
     return 0;
+  }
+
+  /// The id of the service's own device.
+  uint32_t device() const { return find(name()); }
+
+  /// Selects the service's device; whether that brings cycles.
+  bool select() {
+    input_device.setSelectedDevice(device());
+    const bool runs = waitForCycles(5);
+    observer.take();
+    return runs;
   }
 
   /// What the service's device is called.
@@ -62,6 +150,7 @@ class GeneratorRig final : public ServiceRig {
 public:
   GeneratorRig() { generator.setPublished(true); }
   std::string name() const override { return "Vurl - Test Generator"; }
+  static constexpr bool kHasChoices = true; ///< of rates, data and clock sources
   GeneratorHardware generator{model, run_loop};
 };
 
@@ -72,21 +161,42 @@ public:
     server.start();
     jack = std::make_unique<JackHardware>(model, run_loop, ownServers);
   }
-  ~JackRig() override {
-    input_device.unselectDevice();
-    jack.reset();
-  }
   std::string name() const override { return "JACK - " + server.name(); }
+  static constexpr bool kHasChoices = false;
 
   /// The servers of this test program: those of others, which may run at the same time, are left alone.
   static std::vector<std::string> ownServers() {
     auto names = runningJackServers();
-    std::erase_if(names, [](const auto& name) { return name.rfind(JackServer::namePrefix(), 0) != 0; });
+    std::erase_if(names, [](const auto& name) { return !name.starts_with(JackServer::namePrefix()); });
     return names;
   }
 
   JackServer server;
   std::unique_ptr<JackHardware> jack;
 };
+
+template <typename Rig>
+class AudioServiceTest : public testing::Test {
+protected:
+  void SetUp() override {
+    rig.input_device.awake();
+    ASSERT_TRUE(rig.wait([&] { return rig.device() != 0; }));
+    rig.run_loop.drain();
+  }
+  void TearDown() override {
+    rig.input_device.unselectDevice();
+    EXPECT_STREQ(rig.delegate.fault.load(), nullptr);
+  }
+  Rig rig;
+};
+using GeneratorTest = AudioServiceTest<GeneratorRig>;
+using JackTest = AudioServiceTest<JackRig>;
+
+/// Makes the next cycle late.
+inline auto sleepOnce(int milliseconds) {
+  return [milliseconds](auto&, auto&) mutable {
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::exchange(milliseconds, 0)));
+  };
+}
 
 } // namespace vurl

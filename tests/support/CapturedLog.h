@@ -19,8 +19,6 @@ public:
     });
   }
   ~CapturedLog() { Log::setSink(std::move(before)); }
-  CapturedLog(const CapturedLog&) = delete;
-  CapturedLog& operator=(const CapturedLog&) = delete;
 
   std::vector<std::string> lines() const {
     const std::lock_guard lock(mutex);
@@ -33,7 +31,7 @@ public:
   }
 
 private:
-  mutable std::mutex mutex;
+  mutable std::mutex mutex; ///< also keeps the object from being copied
   std::vector<std::string> collected;
   Log::Sink before;
 };

@@ -1,5 +1,6 @@
 // A private JACK server without a sound card, for one test: started and ended by its process id, under a name that no
-// other test has.
+// other test has. The system has room for eight servers, and a server gives its place back only when it ends in good
+// order or one of the same name takes it over; so that is how each of these ends, even when the test program crashes.
 #pragma once
 
 #include <sys/prctl.h>
@@ -8,22 +9,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace vurl {
 
+/// It has a name from the beginning; start() starts it.
 class JackServer {
 public:
-  /// Prepares a name; start() starts the server.
-  JackServer() {
-    static int count = 0;
-    server_name = namePrefix() + std::to_string(++count);
-  }
+  JackServer() = default;
   ~JackServer() { stop(); }
   JackServer(const JackServer&) = delete;
   JackServer& operator=(const JackServer&) = delete;
@@ -37,51 +32,52 @@ public:
   /// for its clients (as at first) is late with them; another one goes on without those that are late.
   void start(int rate = 48000, int frames = 256, int channels = 64, bool waits_for_clients = true) {
     setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
-    std::vector<std::string> words = {"jackd", "-r", "-n", server_name};
-    if (waits_for_clients) words.emplace_back("-S");
-    words.insert(words.end(), {"-d", "dummy"});
-    for (const auto& [option, value] : {std::pair{"-r", rate}, {"-p", frames}, {"-C", channels}, {"-P", channels}})
-      words.insert(words.end(), {option, std::to_string(value)});
-    std::vector<char*> arguments;
-    for (auto& word : words) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
+    const std::string r = std::to_string(rate), p = std::to_string(frames), c = std::to_string(channels);
+    holds_place = false;
     pid = fork();
-    if (pid == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      const int null = open("/dev/null", O_RDWR);
-      for (int descriptor = 0; descriptor < 3; descriptor++) dup2(null, descriptor);
-      execvp(arguments[0], arguments.data());
-      _exit(127);
-    }
+    if (pid != 0) return;
+    // A SIGTERM that comes before the server can take it stays pending until then.
+    sigset_t later;
+    sigemptyset(&later);
+    sigaddset(&later, SIGTERM);
+    sigprocmask(SIG_BLOCK, &later, nullptr);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    const int null = open("/dev/null", O_RDWR);
+    for (int descriptor = 0; descriptor < 3; descriptor++) dup2(null, descriptor);
+    execlp("jackd", "jackd", "-r", waits_for_clients ? "-S" : "-r", "-n", server_name.c_str(), "-d", "dummy", "-r",
+           r.c_str(), "-p", p.c_str(), "-C", c.c_str(), "-P", c.c_str(), nullptr);
+    _exit(127);
   }
 
   void signal(int number) const {
     if (pid > 0) ::kill(pid, number);
   }
 
-  /// Ends the server at once, without its doing, and waits until it is gone.
-  void kill() { end(SIGKILL); }
+  /// Ends the server at once, without its doing, and waits until it is gone. start() may follow.
+  void kill() {
+    signal(SIGKILL);
+    reap(0);
+    holds_place = true;
+  }
 
-  /// Ends the server in good order, or at once when it takes more than five seconds.
+  /// Ends the server in good order, or at once when it takes more than ten seconds. One that was killed is started
+  /// again for that.
   void stop() {
+    if (holds_place) start();
     signal(SIGTERM);
-    for (int i = 0; i < 500 && pid > 0; i++) {
-      if (waitpid(pid, nullptr, WNOHANG) == pid) pid = -1;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    end(SIGKILL);
+    for (int i = 0; i < 1000 && pid > 0; i++, reap(WNOHANG)) usleep(10'000);
+    if (pid > 0) kill();
   }
 
 private:
-  void end(int number) {
-    if (pid <= 0) return;
-    ::kill(pid, number);
-    waitpid(pid, nullptr, 0);
-    pid = -1;
+  void reap(int options) {
+    if (pid > 0 && waitpid(pid, nullptr, options) == pid) pid = -1;
   }
 
-  std::string server_name;
+  static inline int count = 0;
+  const std::string server_name = namePrefix() + std::to_string(++count);
   pid_t pid = -1;
+  bool holds_place = false; ///< in the system's list, although killed
 };
 
 } // namespace vurl

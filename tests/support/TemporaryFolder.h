@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 namespace vurl {
@@ -14,15 +13,14 @@ class TemporaryFolder {
 public:
   TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "vurl-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    if (mkdtemp(name.data()) == nullptr) throw std::filesystem::filesystem_error(name, {});
     path = name;
   }
   ~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
   }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  TemporaryFolder(TemporaryFolder&&) = delete;
 
   std::string file(const std::string& name) const { return (path / name).string(); }
 
@@ -31,9 +29,8 @@ public:
 
 /// All bytes of a file; empty when it cannot be read.
 inline std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream bytes;
-  bytes << in.rdbuf();
+  bytes << std::ifstream(path, std::ios::binary).rdbuf();
   return bytes.str();
 }
 

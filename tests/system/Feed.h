@@ -8,9 +8,6 @@
 #include <jack/jack.h>
 
 #include <atomic>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace vurl {
 
@@ -18,20 +15,12 @@ class Feed {
 public:
   /// Waits for the server.
   Feed(const std::string& server, uint32_t nr_channels) {
-    const auto quiet = [](const char*) {};
-    jack_set_error_function(quiet);
-    jack_set_info_function(quiet);
+    jack_set_error_function([](const char*) {});
     const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
-    const bool opened = eventually([&] {
-      client = jack_client_open("feed", options, nullptr, server.c_str());
-      return client != nullptr;
-    });
-    EXPECT_TRUE(opened);
-    if (!opened) return;
-    for (uint32_t i = 1; i <= nr_channels; ++i) {
-      const std::string name = "out_" + std::to_string(i);
-      ports.push_back(jack_port_register(client, name.c_str(), JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0));
-    }
+    EXPECT_TRUE(eventually([&] { return (client = jack_client_open("feed", options, nullptr, server.c_str())); }));
+    for (uint32_t i = 1; client != nullptr && i <= nr_channels; ++i)
+      ports.push_back(
+          jack_port_register(client, text("out_%i", i).c_str(), JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0));
     jack_set_process_callback(client, play, this);
     jack_on_shutdown(
         client, [](void* self) { static_cast<Feed*>(self)->ends = true; }, this);
@@ -40,11 +29,10 @@ public:
   }
   ~Feed() {
     ends = true;
-    if (connecting.joinable()) connecting.join();
+    connecting.join();
     if (client != nullptr) jack_client_close(client);
   }
-  Feed(const Feed&) = delete;
-  Feed& operator=(const Feed&) = delete;
+  Feed(Feed&&) = delete;
 
   /// How much of each channel has been played.
   int64_t played() const { return number; }
@@ -65,14 +53,11 @@ private:
 
   /// Connects what is not connected, again and again: recorders come and go, and take no connection before they run.
   void connect() {
-    while (!ends) {
+    for (; !ends; sleepFor(5)) {
       for (size_t i = 0; i < ports.size() && !ends; ++i) {
-        const std::string input = "vurl-recorder:in_" + std::to_string(i + 1);
-        if (jack_port_by_name(client, input.c_str()) == nullptr) break;
-        if (jack_port_connected_to(ports[i], input.c_str()) != 0) continue;
-        if (jack_connect(client, jack_port_name(ports[i]), input.c_str()) != 0) break;
+        if (jack_port_connected(ports[i]) > 0) continue;
+        if (jack_connect(client, jack_port_name(ports[i]), text("vurl-recorder:in_%i", i + 1).c_str()) != 0) break;
       }
-      sleepFor(5);
     }
   }
 

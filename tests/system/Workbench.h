@@ -2,25 +2,22 @@
 // in which vurl finds its settings and leaves its takes. TakeFile.h looks into what was recorded. Thread: main.
 #pragma once
 
+#include "platform/Text.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <fcntl.h>
 #include <sched.h>
-#include <spawn.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace vurl {
@@ -33,10 +30,7 @@ inline constexpr bool kSlow = false;
 
 /// JACK servers are found by their sockets. Where the system allows it, these tests and all that they start have a
 /// network of their own, so that no server of somebody else ends a take.
-struct OwnNetwork final : testing::Environment {
-  void SetUp() override { static_cast<void>(unshare(CLONE_NEWNET)); }
-};
-inline const auto* const own_network = testing::AddGlobalTestEnvironment(new OwnNetwork);
+inline const bool kHasOwnNetwork = unshare(CLONE_NEWNET) == 0;
 
 using Words = std::vector<std::string>;
 
@@ -44,39 +38,37 @@ inline void sleepFor(int milliseconds) { std::this_thread::sleep_for(std::chrono
 
 /// Whether `condition` comes true within a patience that no test should ever need.
 inline bool eventually(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    sleepFor(2);
-  }
-  return true;
+  int patience = 15000;
+  while (!condition() && --patience > 0) sleepFor(2);
+  return patience > 0;
+}
+
+inline void expectParts(const std::string& whole, const Words& parts) {
+  for (const auto& part : parts) EXPECT_NE(whole.find(part), std::string::npos) << part << " in\n" << whole;
 }
 
 /// A program that runs beside the test. Killed, if it must be, and reaped with this object.
 class Program {
 public:
-  /// Starts `words` with `variables` ("NAME=value") in place of the test's own of the same names.
-  explicit Program(Words words, Words variables = {}) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    for (const int stream : {1, 2})
-      posix_spawn_file_actions_addopen(&actions, stream, streamPath(stream).c_str(), O_WRONLY | O_CREAT, 0600);
-    for (char** own = environ; *own != nullptr; ++own) {
-      const std::string name(*own, std::strchr(*own, '=') + 1);
-      const auto replaced = [&](const std::string& variable) { return variable.starts_with(name); };
-      if (std::none_of(variables.begin(), variables.end(), replaced)) variables.emplace_back(*own);
-    }
-    if (posix_spawnp(&pid, words[0].c_str(), &actions, nullptr, pointers(words).data(), pointers(variables).data()))
-      pid = -1;
-    posix_spawn_file_actions_destroy(&actions);
+  explicit Program(Words words) {
+    const Words files = {"/dev/null", streams.file("1"), streams.file("2")};
+    std::vector<char*> arguments;
+    for (auto& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    pid = fork();
+    if (pid != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (const int number : {SIGINT, SIGHUP}) std::signal(number, SIG_DFL); // ignored when tests run in the background
+    for (int stream = 0; stream < 3; ++stream)
+      dup2(open(files[static_cast<size_t>(stream)].c_str(), O_RDWR | O_CREAT, 0600), stream);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
   }
   ~Program() {
     signal(SIGKILL);
     if (pid > 0) waitpid(pid, nullptr, 0);
   }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
+  Program(Program&&) = delete;
 
   void signal(int number) const {
     if (pid > 0) kill(pid, number);
@@ -84,60 +76,45 @@ public:
 
   /// Waits for the end. The exit code; 128 and the signal's number if one ended it; -1 if it never ends.
   int wait() {
-    if (pid <= 0) return -1;
     int status = 0;
-    if (!eventually([&] { return waitpid(pid, &status, WNOHANG) == pid; })) return -1;
+    if (pid <= 0 || !eventually([&] { return waitpid(pid, &status, WNOHANG) == pid; })) return -1;
     pid = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
 
-  std::string output() const { return fileBytes(streamPath(1)); }
-  std::string errors() const { return fileBytes(streamPath(2)); }
+  std::string output() const { return fileBytes(streams.file("1")); }
+  std::string errors() const { return fileBytes(streams.file("2")); }
 
 private:
-  static std::vector<char*> pointers(Words& words) {
-    std::vector<char*> result;
-    for (auto& word : words) result.push_back(word.data());
-    result.push_back(nullptr);
-    return result;
-  }
-  std::string streamPath(int stream) const { return streams.file(std::to_string(stream)); }
-
   TemporaryFolder streams;
   pid_t pid = -1;
 };
 
-/// What `words` print; a failure of the test when they fail.
+/// What `words` print, blanks in a row made one; a failure of the test when they fail.
 inline std::string printedBy(const Words& words) {
   Program program(words);
   EXPECT_EQ(program.wait(), 0) << words[0] << ": " << program.errors();
-  return program.output();
+  std::string printed = program.output();
+  const auto both_blank = [](char one, char next) { return one == ' ' && next == ' '; };
+  printed.erase(std::unique(printed.begin(), printed.end(), both_blank), printed.end());
+  return printed;
 }
 
-/// A finished take, or piece of one, as vurl reports it.
-struct Take {
-  Words files;
-  int64_t samples = 0;
-  int64_t timestamp = 0;
-  nlohmann::json reason = {};
-};
+/// What vurl reports of each finished take, or piece of one: "files", "samples", "timestamp", "reason".
+using Take = nlohmann::json;
 
-inline std::vector<Take> takesIn(const std::string& output) {
+inline std::vector<Take> takesOf(const Program& program) {
   std::vector<Take> takes;
-  std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) {
-    const auto json = nlohmann::json::parse(line, nullptr, false);
-    EXPECT_FALSE(json.is_discarded()) << line;
-    if (!json.is_discarded()) takes.push_back({json["files"], json["samples"], json["timestamp"], json["reason"]});
-  }
+  std::istringstream lines(program.output());
+  for (std::string line; std::getline(lines, line);) takes.push_back(Take::parse(line));
   return takes;
 }
 
 /// The one take that `program` has reported.
 inline Take takeOf(const Program& program) {
-  const auto takes = takesIn(program.output());
+  const auto takes = takesOf(program);
   EXPECT_EQ(takes.size(), 1U) << program.errors();
-  return takes.empty() || takes[0].files.empty() ? Take{{"no file"}} : takes[0];
+  return takes.at(0);
 }
 
 /// A user's home with a folder for takes, and the JACK server that this user's programs find first.
@@ -149,19 +126,25 @@ public:
 
   std::filesystem::path takes() const { return folder.path / "Recordings"; }
   std::string file(const std::string& name) const { return folder.file(name); }
+  /// What the settings file holds.
+  std::string settings() const { return fileBytes(file("vurl-recorder/settings.plist")); }
 
-  /// `vurl record --json` on a device, with `settings` ("KEY=VALUE") and `options`, ready to be started. Files are
-  /// called "x", whatever the counters do.
-  Words recording(const std::string& device, const Words& settings, const Words& options = {}) const {
-    Words words = {VURL_PROGRAM, "record", "--json", "--device", device, "--set", "filename_format=x"};
+  /// `vurl record --json` with `settings` ("KEY=VALUE") and `options`, ready to be started by this user. Files are
+  /// called "x" unless a setting says otherwise.
+  Words recording(const Words& settings, const Words& options) const {
+    Words words = {"env",
+                   "HOME=" + folder.path.string(),
+                   "XDG_CONFIG_HOME=" + folder.path.string(),
+                   "JACK_DEFAULT_SERVER=" + jack_server,
+                   "JACK_NO_AUDIO_RESERVATION=1",
+                   VURL_PROGRAM,
+                   "record",
+                   "--json",
+                   "--set",
+                   "filename_format=x"};
     for (const auto& setting : settings) words.insert(words.end(), {"--set", setting});
     words.insert(words.end(), options.begin(), options.end());
     return words;
-  }
-
-  Words environment() const {
-    return {"HOME=" + folder.path.string(), "XDG_CONFIG_HOME=" + file("config"), "JACK_DEFAULT_SERVER=" + jack_server,
-            "JACK_NO_AUDIO_RESERVATION=1"};
   }
 
   Words takeFiles() const {
@@ -172,11 +155,8 @@ public:
 
   /// Waits until a take's file has `size` bytes on disk.
   bool hasGrownTo(const std::string& name, uintmax_t size) const {
-    return eventually([&] {
-      std::error_code error;
-      const uintmax_t now = std::filesystem::file_size(takes() / name, error);
-      return !error && now >= size;
-    });
+    const auto path = takes() / name;
+    return eventually([&] { return std::filesystem::exists(path) && std::filesystem::file_size(path) >= size; });
   }
 
 private:
