@@ -2,9 +2,9 @@
 #include "files/BWFUtils.h"
 #include "platform/Text.h"
 
-#include <array>
-
 #include <benchmark/benchmark.h>
+
+#include <array>
 
 namespace {
 

@@ -2,9 +2,9 @@
 // 32-bit floats, full scale at 1.0; a buffer holds one channel, or several interleaved.
 #pragma once
 
-#include <cstdint>
-
 #include "timecode/ltc.h"
+
+#include <cstdint>
 
 namespace vurl {
 

@@ -130,20 +130,27 @@ struct JackClient::Connection {
 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
 
-// The library ends its thread by cancelling it at any instruction, when a server hangs even within a cycle. That must
-// not hit the code below, which no unwinding may leave; so it waits until the cycle is done. This function itself is
-// not noexcept, since the unwinding begins in its last call.
-int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) {
+// The library ends its threads by cancelling them at any instruction, when a server hangs even within a cycle. That
+// must not hit our code, which no unwinding may leave; so it waits until `work` is done. This function itself is not
+// noexcept, since the unwinding begins in its last call.
+template <typename Work>
+static void withoutCancellation(Work work) {
   int cancel_state = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
-  auto& connection = *static_cast<Connection*>(self);
-  connection.in_cycle.store(true);
-  if (connection.running.load())
-    connection.cycle(nr_frames);
-  else
-    connection.outputs.fetchSilent(nr_frames);
-  connection.in_cycle.store(false);
+  work();
   pthread_setcancelstate(cancel_state, nullptr);
+}
+
+int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) {
+  withoutCancellation([&] {
+    auto& connection = *static_cast<Connection*>(self);
+    connection.in_cycle.store(true);
+    if (connection.running.load())
+      connection.cycle(nr_frames);
+    else
+      connection.outputs.fetchSilent(nr_frames);
+    connection.in_cycle.store(false);
+  });
   return 0;
 }
 
@@ -193,7 +200,7 @@ void JackClient::Connection::addTransportTime(AudioTimeStamp& stamp) const noexc
 
 void JackClient::Connection::setCallbacks() {
   const auto changed = [](jack_nframes_t, void* self) {
-    static_cast<Connection*>(self)->events.changed();
+    withoutCancellation([self] { static_cast<Connection*>(self)->events.changed(); });
     return 0;
   };
   jack_set_process_callback(client, process, this);
@@ -202,8 +209,10 @@ void JackClient::Connection::setCallbacks() {
   jack_on_info_shutdown(
       client,
       [](jack_status_t, const char* reason, void* self) {
-        log("JACK server gone, %@.", reason);
-        static_cast<Connection*>(self)->events.shut_down();
+        withoutCancellation([&] {
+          log("JACK server gone, %@.", reason);
+          static_cast<Connection*>(self)->events.shut_down();
+        });
       },
       this);
 }

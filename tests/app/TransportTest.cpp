@@ -69,7 +69,7 @@ TEST(Transport, EveryChangeAtTheHardwareInEveryState) {
     SCOPED_TRACE(reason);
     inEveryState([update = update, reason = std::string(reason)](ControllerRig& rig, State state) {
       (rig.controller.*update)();
-      // A take that is just starting hears it too, and ends when it runs.
+      // A take that is just starting hears it too, and ends at once when it runs.
       const bool stops = !reason.empty() && (canBeStopped(state) || state == STARTING_RECORDING);
       EXPECT_EQ(rig.output_file.state(), stops ? after(state, STOP) : state);
       const auto told = rig.output_file.reason();
