@@ -142,15 +142,13 @@ TEST_F(GeneratorTest, TheExternalClockBringsTimecode) {
   EXPECT_EQ(time.mSMPTETime.mFrames * 80 + time.mSMPTETime.mSubframes, 10); // 256 samples, of which 25 are a subframe
 }
 
-TEST_F(GeneratorTest, CatchesUpForASecondAndTellsOfMore) {
-  for (const int delay : {300, 1500}) {
-    rig.delegate.in_cycle = sleepOnce(delay);
-    rig.input_device.setSelectedDevice(rig.device());
-    ASSERT_TRUE(rig.waitForCycles(60));
-    rig.runFor(std::chrono::milliseconds(200));
-    EXPECT_EQ(rig.observer.has("processorOverload"), delay > 1000);
-    EXPECT_EQ(rig.delegate.has_gap, delay > 1000);
-  }
+TEST_F(GeneratorTest, TellsOfSamplesLostWhenItIsHeldUpForMoreThanASecond) {
+  rig.delegate.in_cycle = sleepOnce(1500);
+  rig.input_device.setSelectedDevice(rig.device());
+  ASSERT_TRUE(rig.waitForCycles(60));
+  rig.runFor(std::chrono::milliseconds(200));
+  EXPECT_TRUE(rig.observer.has("processorOverload"));
+  EXPECT_TRUE(rig.delegate.has_gap);
 }
 
 TEST_F(GeneratorTest, IsListedLastAndLeavesQuietlyWhileItRuns) {
