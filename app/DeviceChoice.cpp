@@ -30,8 +30,8 @@ std::optional<size_t> findDevice(const std::vector<std::string>& names, const st
     if (!wanted.empty() && lowered(names[i]).find(lowered(wanted)) != std::string::npos) holding.push_back(i);
   }
   if (holding.size() == 1) return holding[0];
-  std::vector<std::string> meant;
-  for (const size_t i : holding) meant.push_back(names[i]);
+  std::vector<std::string> meant(holding.size());
+  std::transform(holding.begin(), holding.end(), meant.begin(), [&](size_t i) { return names[i]; });
   reason = holding.empty() ? text("There is no device \"%@\". There are: %@.", wanted, listed(names))
                            : text("More than one device is meant by \"%@\": %@.", wanted, listed(meant));
   return std::nullopt;
