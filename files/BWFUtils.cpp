@@ -250,8 +250,7 @@ void get_bwf_fact(const uint8_t* buffer, int64_t offset, MetaData& meta_data) {
 int32_t get_bwf_ixml(const uint8_t* buffer, int64_t offset, MetaData& meta_data, uint32_t chunk_size) {
   try {
     const char* const body = reinterpret_cast<const char*>(buffer) + offset;
-    meta_data.setIXMLDocument({body, strnlen(body, chunk_size)});
-    return 0;
+    return meta_data.setIXML({body, chunk_size});
   } catch (const std::bad_alloc&) {
     log("Could not allocate tmp");
     return -1;

@@ -44,8 +44,8 @@ void get_bwf_fmt(const uint8_t* buffer, int64_t offset, MetaData& meta_data);
 /// is taken as it stands.
 void get_bwf_fact(const uint8_t* buffer, int64_t offset, MetaData& meta_data);
 
-/// Keeps the iXML chunk's body of `chunk_size` bytes as meta_data.ixmlDocument(), up to a zero byte, and returns 0; -1
-/// and a log line when memory runs out. What the document tells is for the import to read.
+/// Hands the iXML chunk's body of `chunk_size` bytes to MetaData::setIXML() and returns its result; -1 and a log line
+/// when memory runs out.
 int32_t get_bwf_ixml(const uint8_t* buffer, int64_t offset, MetaData& meta_data, uint32_t chunk_size);
 
 } // namespace vurl

@@ -113,6 +113,13 @@ public:
   /// Files of this take that have been made, from the first on. Threads: as for metaData().
   int32_t nrOpenedFiles() const { return nr_opened_files; }
 
+  /// Fills `meta_data`, a fresh record, from the header of the take file `filename`, RIFF or RF64; the file becomes its
+  /// file 0, and until the header tells better the file's modification time is the origination date. Returns the file's
+  /// place in its take, 0 to 511; -1, and a log line, for a file that cannot be read, is no regular file, has another
+  /// format (CAF is written only), or a header that get_bwf() refuses. Any thread but the I/O thread; waits for the
+  /// disk, but not for a pipe or a device.
+  static int32_t readHeader(const std::string& filename, MetaData& meta_data);
+
   /// The record of the take; it belongs to the processing thread except in IDLE and FINISHED_RECORDING. May be null.
   std::shared_ptr<const MetaData> metaData() const { return meta_data; }
 

@@ -17,6 +17,8 @@
 
 namespace vurl {
 
+class XmlDocument;
+
 /// Channels count from 0 to 63, files from 0 to 511, folders from 0 to 7. A number outside these reads as a neutral
 /// value (0, no channels, an empty text), and writing there changes nothing. Texts are UTF-8.
 class MetaData {
@@ -201,6 +203,17 @@ public:
   /// The whole iXML 1.5 document of `file` without a prologue, with 2048 blanks behind, or 2049 for an even length in
   /// bytes. Texts stand in it as the user wrote them, markup characters too.
   std::string iXMLForFile(int32_t file) const;
+
+  /// Fills the record from an iXML document (iXML 1.5 and earlier, also other recorders'), keeps it as ixmlDocument(),
+  /// and returns which file of the take it is from, 0 to 511. The document ends at its first zero byte. What it tells
+  /// of tracks becomes file 0; rates, sample format, length and name are the file header's to tell, and nrChannels()
+  /// must have been set before. There is no failure: a text that is missing becomes "error", a number 0, the frame rate
+  /// and the origination date stay as they are; so does a whole document that is not well-formed, with a log line. A
+  /// number out of its range is limited to it; a track without a channel index is left out.
+  int32_t setIXML(const std::string& document);
+
+  /// The string value of the first node that `xpath` selects in `document`; "error" when there is none.
+  static std::string getValueWithXMLPath(const XmlDocument& document, const std::string& xpath);
 
 private:
   struct Token;
