@@ -1,7 +1,7 @@
 #include "files/BWFUtils.h"
 
+#include "files/HeaderFields.h"
 #include "files/HeaderTexts.h"
-#include "files/utils.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -50,19 +50,8 @@ uint64_t riffSize(const MetaData& meta_data, int32_t file_nr) {
   return static_cast<uint64_t>(meta_data.fileSizeForFile(file_nr)) - 8;
 }
 
-/// The field writers' offset.
-int32_t fieldOffset(int64_t offset) { return static_cast<int32_t>(offset); }
-
-int32_t addIdentifier(uint8_t* buffer, int64_t offset, const char* identifier) {
-  return add_fixed_string(buffer, fieldOffset(offset), identifier, 4);
-}
-
 int32_t addChunk(uint8_t* buffer, int64_t offset, const char* identifier, int64_t size) {
   return add_uint32_le(buffer, addIdentifier(buffer, offset, identifier), static_cast<uint32_t>(size));
-}
-
-int32_t addText(uint8_t* buffer, int32_t offset, const std::string& string) {
-  return add_fixed_string(buffer, offset, string.c_str(), static_cast<int32_t>(string.size()));
 }
 
 struct Chunk {

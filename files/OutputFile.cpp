@@ -2,6 +2,7 @@
 
 #include "engine/SampleFormat.h"
 #include "files/BWFUtils.h"
+#include "files/CAFUtils.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -218,6 +219,7 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
 OutputFile::Reason OutputFile::writeHeader(int32_t file) {
   std::array<uint8_t, kHeaderSize> area{};
   if (meta_data->fileFormat() == MetaData::kBWF) add_bwf(area.data(), 0, *meta_data, file);
+  if (meta_data->fileFormat() == MetaData::kCAF) add_caf(area.data(), 0, *meta_data, file);
   const int descriptor = fds[static_cast<size_t>(file)];
   if (file_layer.seek(descriptor, 0) < 0) return text("Could not seek to start of header.", systemError(errno));
   const int error = writeAll(file_layer, descriptor, area.data(), area.size());

@@ -27,7 +27,6 @@ void OutputFile::stampAtEnd() {
 
 /// A reason when the take's record cannot become files where the user will find them.
 OutputFile::Reason OutputFile::whyNotRecordable() const {
-  if (meta_data->fileFormat() == MetaData::kCAF) return "This version does not write CAF files.";
   if (meta_data->nrFiles() == 0) return "The take has no files.";
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (meta_data->pathForFolder(meta_data->folderForFile(file)).empty()) {
