@@ -4,17 +4,13 @@
 #include "files/HeaderTexts.h"
 #include "platform/Text.h"
 #include "tests/metadata/SampleTake.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/CapturedLog.h"
 
 #include <random>
 #include <vector>
 
 namespace vurl {
-
-/// The low bytes of `value`, least significant first as in this machine, and the other way round.
-std::string le(uint64_t value, size_t size = 4) { return {reinterpret_cast<const char*>(&value), size}; }
-std::string be(uint32_t value) { return le(__builtin_bswap32(value)); }
-std::string field(const std::string& value, size_t width) { return value + std::string(width - value.size(), '\0'); }
 
 /// What differs from rate to rate. The sample take starts at sample 5,000,000,123 and has 5,965,229 of them, at 95,904.
 struct Rate {
