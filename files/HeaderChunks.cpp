@@ -113,7 +113,7 @@ public:
         return text("Chunk '%@' at byte %qi runs past the end of the file", chunk.identifier, position);
       }
       if (chunk.identifier == "ds64" && !readLargeSize(body, chunk.size)) return file.whyNot();
-      position = body + chunk.size + padding(body + chunk.size);
+      position = body + chunk.size + padding(body, chunk.size);
     }
     return {};
   }
@@ -152,10 +152,10 @@ private:
   }
 
   /// The bytes between a chunk's end and the next one's identifier, which never begins with a zero byte.
-  int64_t padding(int64_t end) {
+  int64_t padding(int64_t body, int64_t size) {
     std::array<uint8_t, 1> next{1};
-    const bool may_be_padded = !layout.is_caf && end % 2 != 0 && end < file.size();
-    return may_be_padded && file.read(next, end) && next[0] == 0 ? 1 : 0;
+    const bool may_be_padded = !layout.is_caf && size % 2 != 0 && body + size < file.size();
+    return may_be_padded && file.read(next, body + size) && next[0] == 0 ? 1 : 0;
   }
 
   ReadFile& file;
