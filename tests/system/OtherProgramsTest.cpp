@@ -1,14 +1,17 @@
 // Takes read by programs that know nothing of the recorder: all must find in a file what vurl reported of it.
+#include "files/BWFUtils.h"
 #include "tests/system/Workbench.h"
 
 namespace vurl {
 
+/// Bit depth, bits, channels, and what one of the programs calls that.
+constexpr std::tuple<int, int, int, const char*> kEncodings[] = {{1, 16, 1, "16-bit Signed Integer PCM"},
+                                                                 {2, 24, 2, "24-bit Signed Integer PCM"},
+                                                                 {3, 32, 8, "32-bit Floating Point PCM"}};
+
 TEST(OtherPrograms, FindWhatVurlReported) {
   const Home home;
-  const std::tuple<int, int, int, const char*> cases[] = {{1, 16, 1, "16-bit Signed Integer PCM"},
-                                                          {2, 24, 2, "24-bit Signed Integer PCM"},
-                                                          {3, 32, 8, "32-bit Floating Point PCM"}};
-  for (const auto& [depth, bits, channels, encoding] : cases) {
+  for (const auto& [depth, bits, channels, encoding] : kEncodings) {
     SCOPED_TRACE(encoding);
     const std::string name = text("g%i", depth);
     const Words settings = {"project=Night & <Day>",
@@ -46,6 +49,54 @@ TEST(OtherPrograms, FindWhatVurlReported) {
       expectParts(printed, told);
       if (program.size() > 2) expectParts(printed, description);
     }
+  }
+}
+
+TEST(OtherPrograms, CountTheFourBytesOfEditsInACAFFileAsSamples) {
+  const Home home;
+  for (const auto& [depth, bits, channels, encoding] : kEncodings) {
+    SCOPED_TRACE(encoding);
+    Program vurl(home.recording({"file_format=2", text("filename_format=c%i", depth), text("bit_depth=%i", depth),
+                                 text("nr_channels=%i", channels)},
+                                {"--device", "generator", "--duration", "0.7"}));
+    ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
+    const Take take = takeOf(vurl);
+    const std::string path = take["files"][0];
+    EXPECT_TRUE(path.ends_with(".caf"));
+    const int64_t samples = take["samples"], frame_size = channels * bits / 8;
+    EXPECT_EQ(static_cast<int64_t>(std::filesystem::file_size(path)), kHeaderSize + samples * frame_size);
+    const int64_t counted = samples - (frame_size < 4 ? 2 : 1);
+    // clang-format off
+    expectParts(printedBy({"sndfile-info", path}), {"Sample Rate : 48000\n", text("Channels : %i\n", channels),
+                text("Bits / channel : %i\n", bits), text("Frames : %qi\n", counted)});
+    expectParts(printedBy({"soxi", path}), {"Sample Rate : 48000\n", text("Channels : %i\n", channels),
+                text(" = %qi samples ", counted), text("Sample Encoding: %@\n", encoding)});
+    expectParts(printedBy({"ffprobe", "-v", "error", "-show_streams", path}), {"sample_rate=48000\n",
+                text("channels=%i\n", channels), text("bits_per_sample=%i\n", bits), text("nb_frames=%qi\n", counted)});
+    // clang-format on
+  }
+}
+
+TEST(OtherPrograms, OpenAFileOfMoreThanFourGigabytes) {
+  const TemporaryFolder folder;
+  const UserDefaults defaults;
+  for (const auto& [depth, channels, samples] :
+       {std::tuple{INTEGER16, 1, 2300000000LL}, {INTEGER24, 2, 800000000LL}, {FLOAT32, 8, 134200000LL}}) {
+    MetaData take(defaults);
+    take.setSampleOffset(kHeaderSize);
+    take.setSampleRate(48000);
+    take.setBitDepth(static_cast<int32_t>(depth));
+    take.setNrFiles(1);
+    take.setNrChannels(channels);
+    for (int32_t channel = 0; channel < channels; ++channel) take.setEnable(true, channel, 0);
+    take.setNrSamples(samples);
+    std::string header(kHeaderSize, '\0');
+    add_bwf(reinterpret_cast<uint8_t*>(header.data()), 0, take, 0);
+    const std::string path = folder.file("large.wav");
+    writeFile(path, header);
+    std::filesystem::resize_file(path, static_cast<uintmax_t>(take.fileSizeForFile(0))); // takes no room on disk
+    expectParts(printedBy({"sndfile-info", path}), {"RF64\n", text("Frames : %qi\n", samples)});
+    expectParts(printedBy({"ffprobe", "-v", "error", "-show_streams", path}), {text("duration_ts=%qi\n", samples)});
   }
 }
 
