@@ -74,7 +74,7 @@ std::optional<XmlDocument> XmlDocument::parse(const std::string& text, std::stri
     return std::nullopt;
   }
   XmlDocument document;
-  document.parsed = std::make_unique<Parsed>(std::move(tree));
+  document.parsed = std::make_unique<Parsed>(Parsed{std::move(tree)});
   return document;
 }
 
