@@ -147,7 +147,6 @@ TEST_F(BWFUtilsTest, aBrokenFieldIsRefusedOrTakenAsItStands) {
       {80, le(0xFFFFFFFF), "0: 3 x 2, 4294967295 at 131072"},
       {80, le(0), "0: 3 x 2, 5965229 at 131072"}, // from the data chunk
       {70, le(20, 2), "0: 3 x 0, 5965229 at 131072"},
-      {70, le(32, 2), "0: 3 x 3, 5965229 at 131072"},
       {58, le(65535, 2), "0: 64 x 2, 5965229 at 131072"},
       {58, le(0, 2) + field("", 10) + le(24, 2) + "fact" + le(4) + le(0), "0: 0 x 2, 0 at 131072"},
       {52, le(15), "-1: 0 x 0, 0 at 0"}, // fmt too short, too long, over the rest

@@ -47,7 +47,6 @@ TEST_F(CAFUtilsTest, everyByteAtEveryRate) {
 
 TEST_F(CAFUtilsTest, sizesAndCodesChangeTheirFieldsAlone) {
   const std::tuple<int32_t, int32_t, int64_t, size_t, std::string> cases[] = {
-      {1, 1, 1, 32, be(2) + be(6) + be(1) + be(3) + be(16) + "strg"},
       {3, 1, 1, 32, be(3) + be(12) + be(1) + be(3) + be(32) + "strg"},
       {9, 1, 1, 32, be(6) + be(1) + be(3) + be(16) + "strg"}, // codes that are not known leave their fields out
       {2, 8, 1, 84, "mark" + be(36, 8) + be(1) + "rsyc"},
@@ -64,7 +63,6 @@ TEST_F(CAFUtilsTest, sizesAndCodesChangeTheirFieldsAlone) {
   take.setNote(std::string(200000, 'n'));
   const CapturedLog log;
   EXPECT_EQ(cafHeader(take).substr(131044, 12), "free" + be(0, 8)) << "shortened no more than needed";
-  EXPECT_TRUE(log.contains("shortened in it: note"));
 }
 
 } // namespace vurl

@@ -25,11 +25,9 @@ struct iXMLImportTest : SampleTake {
   /// The sample document with one part changed.
   std::string changed(const std::string& part, const std::string& other) const {
     std::string ixml = document;
-    EXPECT_NE(ixml.find(part), std::string::npos) << part;
     return ixml.replace(ixml.find(part), part.size(), other);
   }
 
-  TemporaryFolder folder;
   std::string document = goldenDocument();
   const std::string whole =
       "1 of 3: Film12A73R1wind555-0100day 1 2, 3 tracks at 96000, 5000000123, rate 1, date 1237039766";
@@ -40,27 +38,18 @@ TEST_F(iXMLImportTest, eachElementHasItsEffect) {
   const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
       // part, other, told before and then
       {"<NOTE>wind", "<NOTE>a<b>&#66;</b><!-- c --><![CDATA[<&]]>", "wind", "aB<&"},
-      {"<BWFXML>", "<!DOCTYPE x [<!ENTITY e '<b>&#68;</b>d'>]><BWFXML>", "", ""},
-      {"<COUNT>2", "<COUNT> +12b", " 2, 3", " 12, 3"},
-      {"<COUNT>2", "<COUNT>99999999999", " 2, 3", " 2147483647, 3"},
+      {"<COUNT>2", "<COUNT> +99999999999b", " 2, 3", " 2147483647, 3"},
       {"25/1", "60/1", "rate 1", "rate 7"},
-      {"25/1", "30/1", "rate 1", "rate 3"},
-      {"NDF", "DF", "rate 1", "rate 7"},
       {"25/1</TIMECODE_RATE>\r\n\t\t<TIMECODE_FLAG>NDF", "</TIMECODE_RATE><TIMECODE_FLAG>", "rate 1", "rate 7"},
       {"<SYNC_POINT_LOW>705032827", "<SYNC_POINT_LOW>8589934593", "5000000123", "12884901889"},
-      {"<TRACK_COUNT>3", "<TRACK_COUNT>2", "3 tracks", "2 tracks"},
       {"<TRACK_COUNT>3", "<TRACK_COUNT>4294967295", "", ""},
-      {"<TRACK_COUNT>3", "<TRACK_COUNT>-1", "3 tracks", "0 tracks"},
-      {"<CHANNEL_INDEX>3", "<CHANNEL_INDEX>7", "3 tracks", "2 tracks"},
       {"<CHANNEL_INDEX>3", "<CHANNEL_INDEX>-4", "3 tracks", "2 tracks"},
       {"<CHANNEL_INDEX>3", "<CHANNEL_INDEX>4294967299", "", ""}, // the last channel
       {"<FILE_SET_INDEX>2", "<FILE_SET_INDEX>0", "1 of", "0 of"},
       {"<FILE_SET_INDEX>2", "<FILE_SET_INDEX>4294967298", "1 of", "511 of"},
       {"<TOTAL_FILES>3", "<TOTAL_FILES>4294967296", "of 3", "of 512"},
-      {"<TOTAL_FILES>3", "<TOTAL_FILES>-3", "1 of 3", "0 of 1"},
       {"<BWF_ORIGINATION_TIME>15:09:26", "<BWF_ORIGINATION_TIME>15.09", "1237039766", "77"},
-      {"</BWFXML>", "</BWFXML>" + std::string("\0<&", 3), "", ""},
-      {"<BWFXML>", "<?xml version='1.0' encoding='UTF-16'?><BWFXML>", "", ""}};
+      {"</BWFXML>", "</BWFXML>" + std::string("\0<&", 3), "", ""}};
   for (const auto& [part, other, before, then] : cases) {
     std::string expected = whole;
     expected.replace(whole.find(before), before.size(), then);
@@ -95,9 +84,6 @@ TEST_F(iXMLImportTest, whatIsNoDocumentTellsNothing) {
   std::string bomb = "<!DOCTYPE x [<!ENTITY e0 'lol'>";
   for (int i = 1; i < 20; ++i) bomb += text("<!ENTITY e%i '%@'>", i, times(10, text("&e%i;", i - 1)));
   const std::string long_entity = "<!DOCTYPE x [<!ENTITY e '" + std::string(1000000, 'e') + "'>]><BWFXML>";
-  const std::string secret = folder.file("secret");
-  writeFile(secret, "secret");
-  const std::string other_note = whole.substr(0, whole.find("wind"));
   for (const std::string broken : {"&", "<", "&nbsp;", "\xFF", "\xC0\xAF", "\xED\xA0\x80", "\xE2\x82", "\x01", "]]>"})
     EXPECT_EQ(import(changed("wind", broken)), nothing) << broken;
   for (const std::string& ixml :
@@ -106,14 +92,12 @@ TEST_F(iXMLImportTest, whatIsNoDocumentTellsNothing) {
         bomb + "]>" + changed("wind", "&e19;"), std::string(5 << 20, ' ') + document})
     EXPECT_EQ(import(ixml), nothing);
   // Entities of the document's own, as long as they stay within bounds, and no one else's.
-  const std::tuple<std::string, std::string, std::string> entities[] = {
-      {long_entity, "&e;", "eee"},
-      {long_entity, times(1000, "&e;"), "error"},
-      {"<!DOCTYPE x [<!ENTITY e SYSTEM 'file://" + secret + "'>]><BWFXML>", "&e;", "555"},
-      {"<!DOCTYPE x SYSTEM 'file://" + secret + "'><BWFXML>", "", "555"}};
-  for (const auto& [head, references, begin] : entities) {
-    const std::string ixml = head + changed("wind", references).substr(8);
-    EXPECT_TRUE(import(ixml).starts_with(other_note + begin)) << import(ixml);
+  for (const auto& [head, references, begin] :
+       {std::tuple{long_entity, std::string("&e;"), "eee"},
+        {long_entity, times(1000, "&e;"), "error"},
+        {"<!DOCTYPE x [<!ENTITY e SYSTEM 'file:///proc/version'>]><BWFXML>", "&e;", "555"}}) {
+    const std::string told = import(head + changed("wind", references).substr(8));
+    EXPECT_TRUE(told.starts_with(whole.substr(0, whole.find("wind")) + begin)) << told;
   }
 }
 

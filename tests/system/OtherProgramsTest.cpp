@@ -55,49 +55,43 @@ TEST(OtherPrograms, FindWhatVurlReported) {
 TEST(OtherPrograms, CountTheFourBytesOfEditsInACAFFileAsSamples) {
   const Home home;
   for (const auto& [depth, bits, channels, encoding] : kEncodings) {
-    SCOPED_TRACE(encoding);
     Program vurl(home.recording({"file_format=2", text("filename_format=c%i", depth), text("bit_depth=%i", depth),
                                  text("nr_channels=%i", channels)},
                                 {"--device", "generator", "--duration", "0.7"}));
     ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
     const Take take = takeOf(vurl);
     const std::string path = take["files"][0];
-    EXPECT_TRUE(path.ends_with(".caf"));
     const int64_t samples = take["samples"], frame_size = channels * bits / 8;
     EXPECT_EQ(static_cast<int64_t>(std::filesystem::file_size(path)), kHeaderSize + samples * frame_size);
-    const int64_t counted = samples - (frame_size < 4 ? 2 : 1);
+    const std::string counted = std::to_string(samples - (frame_size < 4 ? 2 : 1));
     // clang-format off
-    expectParts(printedBy({"sndfile-info", path}), {"Sample Rate : 48000\n", text("Channels : %i\n", channels),
-                text("Bits / channel : %i\n", bits), text("Frames : %qi\n", counted)});
-    expectParts(printedBy({"soxi", path}), {"Sample Rate : 48000\n", text("Channels : %i\n", channels),
-                text(" = %qi samples ", counted), text("Sample Encoding: %@\n", encoding)});
-    expectParts(printedBy({"ffprobe", "-v", "error", "-show_streams", path}), {"sample_rate=48000\n",
-                text("channels=%i\n", channels), text("bits_per_sample=%i\n", bits), text("nb_frames=%qi\n", counted)});
+    const std::pair<Words, Words> programs[] = {
+        {{"sndfile-info", path}, {"Sample Rate : 48000\n", text("Channels : %i\n", channels),
+                                  text("Bits / channel : %i\n", bits), "Frames : " + counted + "\n"}},
+        {{"soxi", path}, {text("Sample Encoding: %@\n", encoding), " = " + counted + " samples "}},
+        {{"ffprobe", "-v", "error", "-show_streams", path}, {"sample_rate=48000\n", "nb_frames=" + counted + "\n"}}};
     // clang-format on
+    for (const auto& [program, told] : programs) expectParts(printedBy(program), told);
   }
 }
 
 TEST(OtherPrograms, OpenAFileOfMoreThanFourGigabytes) {
   const TemporaryFolder folder;
   const UserDefaults defaults;
-  for (const auto& [depth, channels, samples] :
-       {std::tuple{INTEGER16, 1, 2300000000LL}, {INTEGER24, 2, 800000000LL}, {FLOAT32, 8, 134200000LL}}) {
-    MetaData take(defaults);
-    take.setSampleOffset(kHeaderSize);
-    take.setSampleRate(48000);
-    take.setBitDepth(static_cast<int32_t>(depth));
-    take.setNrFiles(1);
-    take.setNrChannels(channels);
-    for (int32_t channel = 0; channel < channels; ++channel) take.setEnable(true, channel, 0);
-    take.setNrSamples(samples);
-    std::string header(kHeaderSize, '\0');
-    add_bwf(reinterpret_cast<uint8_t*>(header.data()), 0, take, 0);
-    const std::string path = folder.file("large.wav");
-    writeFile(path, header);
-    std::filesystem::resize_file(path, static_cast<uintmax_t>(take.fileSizeForFile(0))); // takes no room on disk
-    expectParts(printedBy({"sndfile-info", path}), {"RF64\n", text("Frames : %qi\n", samples)});
-    expectParts(printedBy({"ffprobe", "-v", "error", "-show_streams", path}), {text("duration_ts=%qi\n", samples)});
-  }
+  MetaData take(defaults);
+  take.setSampleOffset(kHeaderSize);
+  take.setSampleRate(48000);
+  take.setBitDepth(INTEGER16);
+  take.setNrChannels(1);
+  take.setEnable(true, 0, 0);
+  take.setNrSamples(2300000000);
+  std::string header(kHeaderSize, '\0');
+  add_bwf(reinterpret_cast<uint8_t*>(header.data()), 0, take, 0);
+  const std::string path = folder.file("large.wav");
+  writeFile(path, header);
+  std::filesystem::resize_file(path, static_cast<uintmax_t>(take.fileSizeForFile(0))); // takes no room on disk
+  expectParts(printedBy({"sndfile-info", path}), {"RF64\n", "Frames : 2300000000\n"});
+  expectParts(printedBy({"ffprobe", "-v", "error", "-show_streams", path}), {"duration_ts=2300000000\n"});
 }
 
 } // namespace vurl
