@@ -25,9 +25,8 @@ void keepSilent(void* /*context*/, xmlError* /*error*/) {}
 std::string parserReason(const xmlParserCtxt* context) {
   const xmlError& error = context->lastError;
   if (error.message == nullptr) return "it is no XML document";
-  std::string message = error.message;
-  while (!message.empty() && message.back() == '\n') message.pop_back();
-  return text("line %i: %s", error.line, message);
+  const std::string_view message = error.message; // its further lines tell of bytes
+  return text("line %i: %@", error.line, message.substr(0, message.find('\n')));
 }
 
 /// Appends the text under `node` to `value`, that of internal entities included. False once more than `budget` bytes
