@@ -154,26 +154,34 @@ public:
 
   /// The time at ring position `position`, in samples at the adjusted rate: since midnight for sources that know the
   /// day, and negative for a position before midnight. With ZERO and SESSION it also renews the offset that later
-  /// sources start from. Thread: main or processing.
+  /// sources start from: a source that has told nothing yet goes on from the one before. Thread: main or processing.
   int64_t timestampAt(uint64_t position) noexcept;
   int64_t timestampAtDevicePosition() noexcept { return timestampAt(static_cast<uint64_t>(devicePosition())); }
   int64_t timestampAtRecordingPosition() noexcept { return timestampAt(static_cast<uint64_t>(recordingPosition())); }
 
-  /// Whether the time source tells the time at present. Any thread.
+  /// Whether the time source tells the time at present: a device by its last cycle, LTC while its last readings were
+  /// good for the most part. What one source told never counts as another's lock. Any thread.
   bool timecodeLock() const noexcept;
 
   /// With TIME_OF_DAY, sets the time of the device position to the computer's local time of day; otherwise does
   /// nothing. From then on the device's clock alone counts. Thread: main; after every change at the device.
   void parseTODTime();
 
+  /// With LTC, reads the timecode before the device position from one ring channel; otherwise does nothing. While
+  /// nothing is locked each call tries the next channel. There is no lock until 192,000 samples of input lie behind
+  /// the last playback. Thread: main; a few times a second.
+  void parseLTCTime() noexcept;
+
 private:
   /// All that the I/O thread touches. Its rules: plain acquire loads and release stores, no read-modify-write; each
-  /// field has one writing thread, by which they are grouped (`timestamp` alone has more: whole values, the last one
-  /// stands). Cells have no order of their own: whoever has read or written some stores its position afterwards, and
-  /// whoever is to touch them next loads that position first.
+  /// field has one writing thread, by which they are grouped. Cells have no order of their own: whoever has read or
+  /// written some stores its position afterwards, and whoever is to touch them next loads that position first.
   struct Shared {
     // I/O thread
     alignas(64) std::atomic<int64_t> device_position{0};
+    std::atomic<int64_t> device_timestamp{0};     ///< as `timestamp`, by the device's own clock
+    std::atomic<int8_t> device_source{ZERO};      ///< which source `device_timestamp` is from; ZERO when from none
+    std::atomic<int8_t> device_lock_source{ZERO}; ///< which source the last cycle told; ZERO when none
 
     // processing thread; a buffer is stored before a count that includes it
     alignas(64) std::atomic<int64_t> recording_position{0};
@@ -187,10 +195,6 @@ private:
     std::atomic<int32_t> adjusted_sample_rate{0};
     std::atomic<int8_t> time_source{ZERO};
     std::atomic<bool> monitoring{false};
-
-    // several
-    std::atomic<int64_t> timestamp{0};
-    std::atomic<int32_t> timecode_lock{0};
   };
   static_assert(std::atomic<int64_t>::is_always_lock_free && std::atomic<int32_t>::is_always_lock_free &&
                 std::atomic<float*>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
@@ -203,6 +207,9 @@ private:
   void observe(const std::string& key, void (AudioRing::*load)());
   void bind(const char* key, void (AudioRing::*load)());
   int32_t setting(const std::string& key) const;
+  void parseCATime(const AudioTimeStamp& input_time) noexcept;
+  int64_t timeOffset() const noexcept;
+  void renewTimestamp(int8_t source, int64_t offset) noexcept;
   void loadNrChannels();
   void loadMonitoring();
   void loadTimeSource();
@@ -221,6 +228,12 @@ private:
   std::atomic<int32_t> pull_code{0};
   std::atomic<int32_t> sample_rate{0};
   std::atomic<int32_t> frame_rate{0};
+
+  /// Time = position + `timestamp`, unless the device tells it. Set by the main thread; for ZERO and SESSION by the
+  /// processing thread too, see renewTimestamp().
+  std::atomic<int64_t> timestamp{0};
+  std::atomic<int32_t> timecode_lock{0}; ///< confidence in the LTC, 0 to 5. Written by the main thread.
+  uint32_t timecode_channel_nr = 0;      ///< channel searched for LTC. Main thread.
   std::vector<UserDefaults::ObservationHandle> observations; ///< last: ends first
 };
 

@@ -80,8 +80,9 @@ void addOut(const float* cells, const Lane& lane, uint32_t done, uint32_t count)
 
 } // namespace
 
-OSStatus AudioRing::ioCycle(const AudioBufferList& input_data, const AudioTimeStamp&,
+OSStatus AudioRing::ioCycle(const AudioBufferList& input_data, const AudioTimeStamp& input_time,
                             const AudioBufferList& output_data, const AudioTimeStamp&) noexcept {
+  parseCATime(input_time);
   // The cells that this cycle overwrites were last read before the recording position passed them, those that it plays
   // were written before the playback position did: both are loaded ahead of any cell.
   (void)recordingPosition();

@@ -10,14 +10,6 @@ namespace {
 /// so that no input overflows.
 __extension__ using Wide = __int128;
 
-struct Rate {
-  uint32_t type;
-  int64_t frames;    ///< nominal frames in a second of the label; 0: labels without frames
-  int64_t numerator; ///< real rate = numerator / denominator frames a second
-  int64_t denominator;
-  bool drop; ///< labels skip frames 0 and 1 of most minutes
-};
-
 // The true rate of 30 drop is 30, not 29.97: a label dialect for equipment that runs free of colour video.
 constexpr std::array<Rate, 9> kRates{{
     {FRAME_RATE_24, 24, 24, 1, false},
@@ -31,12 +23,6 @@ constexpr std::array<Rate, 9> kRates{{
     {FRAME_RATE_23_976, 24, 24000, 1001, false},
 }};
 constexpr Rate kWholeSeconds{0, 0, 1, 1, false};
-
-const Rate& rateOf(uint32_t type) noexcept {
-  const auto* const found =
-      std::find_if(kRates.begin(), kRates.end(), [type](const Rate& rate) { return rate.type == type; });
-  return found == kRates.end() ? kWholeSeconds : *found;
-}
 
 int64_t narrow(Wide value) noexcept { return static_cast<int64_t>(value); }
 
@@ -56,6 +42,12 @@ int64_t labelNumber(const SMPTETime& smpte_time, const Rate& rate) noexcept {
 int64_t droppedBefore(int64_t fpd_drop) noexcept { return 2 * (fpd_drop / 1800 - fpd_drop / 18000); }
 
 } // namespace
+
+const Rate& rateOf(uint32_t type) noexcept {
+  const auto* const found =
+      std::find_if(kRates.begin(), kRates.end(), [type](const Rate& rate) { return rate.type == type; });
+  return found == kRates.end() ? kWholeSeconds : *found;
+}
 
 int64_t drop_to_nodrop(int64_t fpd_drop) noexcept { return narrow(Wide{fpd_drop} - droppedBefore(fpd_drop)); }
 

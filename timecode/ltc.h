@@ -20,6 +20,18 @@ enum FrameRate : uint32_t {
   FRAME_RATE_23_976 = 123,
 };
 
+/// What a frame-rate code stands for.
+struct Rate {
+  uint32_t type;
+  int64_t frames;    ///< nominal frames in a second of the label; 0: labels without frames
+  int64_t numerator; ///< real rate = numerator / denominator frames a second
+  int64_t denominator;
+  bool drop; ///< labels skip frames 0 and 1 of most minutes
+};
+
+/// The facts of FrameRate code `type`; of any other code, those of labels that count whole seconds.
+const Rate& rateOf(uint32_t type) noexcept;
+
 /// A timecode label.
 struct SMPTETime {
   int16_t mSubframes = 0;

@@ -51,6 +51,12 @@ struct RingRig {
     return out;
   }
 
+  /// One cycle on a device with one input that carries `samples`.
+  void feed(Samples samples, const AudioTimeStamp& time = {}) {
+    AudioBuffer buffer{1, static_cast<uint32_t>(samples.size() * sizeof(float)), samples.data()};
+    ring->ioCycle({1, &buffer}, time, {}, {});
+  }
+
   /// `n` samples of one ring channel from the recording position on.
   Samples recorded(int32_t channel, uint32_t n) const {
     ChannelMask mask = 0;

@@ -1,0 +1,167 @@
+// The six time sources, and above all LTC: libltc's signal through the ring, against libltc's own reading of it.
+#include "tests/support/LibLTC.h"
+#include "tests/support/RingRig.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <random>
+
+namespace vurl {
+namespace {
+
+constexpr size_t kLength = 210000;
+
+/// A ring of four channels, of which `channel` hears what is fed; the others are silent.
+struct LTCRig : RingRig {
+  LTCRig(int32_t frame_rate, int32_t sample_rate, int channel = 2) : RingRig(4) {
+    for (int i = 0; i < 4; ++i) route(i, i == channel ? 0 : -1, -1);
+    defaults.setInteger(frame_rate, "frame_rate");
+    defaults.setInteger(LTC, "time_source");
+    ring->setSampleRate(sample_rate);
+  }
+  /// Calls until there is a lock, at most `most`; one more than that when there is none.
+  int ticks(int most) {
+    for (int tick = 1; tick <= most; ++tick) {
+      ring->parseLTCTime();
+      if (ring->timecodeLock()) return tick;
+    }
+    return most + 1;
+  }
+};
+
+TEST(TimeSources, LTCAgreesWithLibltcAtEveryRate) {
+  // clang-format off
+  const std::tuple<int32_t, double, bool> rates[] = {
+      {FRAME_RATE_24, 24, false}, {FRAME_RATE_25, 25, false}, {FRAME_RATE_30, 30, false},
+      {FRAME_RATE_29_97, 30000.0 / 1001, false}, {FRAME_RATE_29_97_DROP, 30000.0 / 1001, true},
+      {FRAME_RATE_23_976, 24000.0 / 1001, false}};
+  // clang-format on
+  for (const auto& [code, fps, drop] : rates) {
+    for (const int32_t sample_rate : {44100, 48000, 96000}) {
+      LTCRig rig(code, sample_rate);
+      const auto signal = libltcSignal(fps, drop, sample_rate, kLength + 2 * static_cast<size_t>(sample_rate));
+      rig.feed(signal);
+      EXPECT_LE(rig.ticks(6), 6) << fps << " at " << sample_rate;
+      const int64_t off = distance(libltcReadings(signal, code, sample_rate), rig.ring->timestampAt(0));
+      EXPECT_LE(off, 4) << fps << " at " << sample_rate;
+    }
+  }
+}
+
+TEST(TimeSources, LTCOfAnyQualityIsReadRightOrNotAtAll) {
+  constexpr int32_t kRate = 48000;
+  const Samples clean = libltcSignal(25, false, kRate, 2 * kLength);
+  std::mt19937 random(1);
+  const auto noise = [&random] { return std::uniform_real_distribution<float>(-1, 1)(random); };
+  const auto each = [&clean](const std::function<float(float)>& change) {
+    Samples changed;
+    for (const float sample : clean) changed.push_back(change(sample));
+    return changed;
+  };
+  Samples half_speed, double_speed(clean), jumping(clean.begin() + 96000, clean.end());
+  for (const float sample : clean) half_speed.insert(half_speed.end(), 2, sample);
+  for (size_t i = 0; i < clean.size() / 2; ++i) double_speed[i] = clean[2 * i];
+  double_speed.resize(clean.size() / 2);
+  jumping.insert(jumping.end(), clean.begin(), clean.begin() + 40000);
+  const Samples backwards(clean.rbegin(), clean.rend());
+  constexpr float kInfinity = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
+  // clang-format off
+  const std::tuple<const char*, Samples, int32_t, bool> cases[] = {
+      {"clean", clean, FRAME_RATE_25, true}, {"another rate set", clean, FRAME_RATE_30, true},
+      {"a rate without frames", clean, 99, true}, {"half speed", half_speed, FRAME_RATE_25, true},
+      {"double speed", double_speed, FRAME_RATE_25, true}, {"jumping", jumping, FRAME_RATE_25, true},
+      {"very low", each([](float x) { return x * 1e-30F; }), FRAME_RATE_25, true},
+      {"far too high", each([](float x) { return x * 1e30F; }), FRAME_RATE_25, true},
+      {"infinite", each([](float x) { return x * kInfinity; }), FRAME_RATE_25, true},
+      {"some DC", each([](float x) { return x + 0.3F; }), FRAME_RATE_25, true},
+      {"noisy", each([&](float x) { return x + 0.5F * noise(); }), FRAME_RATE_25, true},
+      {"all DC", each([](float x) { return x + 1; }), FRAME_RATE_25, false},
+      {"drowned", each([&](float x) { return x + 4 * noise(); }), FRAME_RATE_25, false},
+      {"noise", each([&](float) { return noise(); }), FRAME_RATE_25, false},
+      {"no numbers", each([](float) { return kNaN; }), FRAME_RATE_25, false},
+      {"backwards", backwards, FRAME_RATE_25, false}};
+  // clang-format on
+  for (const auto& [name, signal, frame_rate, readable] : cases) {
+    LTCRig rig(frame_rate, kRate);
+    rig.feed(signal);
+    EXPECT_EQ(rig.ticks(6) <= 6, readable) << name;
+    if (!readable) continue;
+    // libltc wants levels between -1 and 1; the signs are what counts.
+    Samples for_libltc;
+    for (const float sample : signal) for_libltc.push_back(std::clamp(sample * 1e31F, -0.9F, 0.9F));
+    EXPECT_LE(distance(libltcReadings(for_libltc, frame_rate, kRate), rig.ring->timestampAt(0)), 8) << name;
+  }
+}
+
+TEST(TimeSources, LTCIsSoughtHeldAndDropped) {
+  LTCRig rig(FRAME_RATE_25, 48000, 0);
+  AudioRing& ring = *rig.ring;
+  const Samples signal = libltcSignal(25, false, 48000, kLength);
+  rig.feed(Samples(signal.begin(), signal.begin() + 191999));
+  EXPECT_EQ(rig.ticks(10), 11) << "not enough behind the playback position";
+  rig.feed({0.5F});
+  EXPECT_EQ(rig.ticks(4), 4) << "channels 1, 2, 3 and then 0";
+  EXPECT_EQ(rig.ticks(1), 1) << "and there it stays";
+  for (int i = 0; i < 9; ++i) ring.parseLTCTime(); // confidence ends at 5
+  const int64_t offset = ring.timestampAt(0);
+  rig.feed(Samples(800000, 0));
+  for (int i = 1; i <= 5; ++i) {
+    EXPECT_TRUE(ring.timecodeLock());
+    ring.parseLTCTime();
+  }
+  EXPECT_FALSE(ring.timecodeLock());
+  EXPECT_EQ(ring.timestampAt(0), offset) << "the last time goes on";
+
+  rig.feed(signal);
+  EXPECT_LE(rig.ticks(6), 6);
+  rig.defaults.setInteger(SESSION, "time_source");
+  rig.defaults.setInteger(LTC, "time_source");
+  EXPECT_FALSE(ring.timecodeLock()) << "a source chosen anew has to lock anew";
+  EXPECT_LE(rig.ticks(6), 6);
+  ring.setPlaybackPosition(ring.devicePosition());
+  EXPECT_EQ(rig.ticks(6), 7) << "after playback";
+  ring.setPlaybackPosition(0);
+  rig.route(0, -1, -1);
+  rig.route(3, 0, -1);
+  rig.feed(signal);
+  EXPECT_LE(rig.ticks(6), 6);
+  for (const int count : {3, 0}) { // the channel is no longer written, though its old cells stand
+    ring.setNrChannels(count);
+    EXPECT_EQ(rig.ticks(6), 7) << count << " channels";
+  }
+}
+
+TEST(TimeSources, TheDeviceTellsTheTimeOfSMPTEAndWordClock) {
+  RingRig rig(1);
+  AudioRing& ring = *rig.ring;
+  ring.setSampleRate(48000);
+  AudioTimeStamp stamp;
+  stamp.mSMPTETime = {40, 80, 0, FRAME_RATE_25, 0, 1, 0, 0, 3}; // 172,806,720
+  stamp.mWordClockTime = 5000;
+  constexpr uint32_t kSMPTE = kAudioTimeStampSMPTETimeValid, kWordClock = kAudioTimeStampWordClockTimeValid;
+  // The source chosen, and whether that alone locks; the flags of a cycle of 1,000 samples; the time of position 0 and
+  // the lock after it.
+  // clang-format off
+  const std::tuple<int64_t, bool, uint32_t, int64_t, bool> steps[] = {
+      {COREAUDIO_SMPTE, false, ~kSMPTE, 0, false}, {COREAUDIO_SMPTE, false, kSMPTE, 172'805'720, true},
+      {COREAUDIO_SMPTE, true, kWordClock, 172'805'720, false}, // the last offset stays
+      {COREAUDIO_WORD_CLOCK, false, kSMPTE, 172'805'720, false}, {COREAUDIO_WORD_CLOCK, false, kWordClock, 1000, true},
+      {LTC, false, ~0U, 1000, false}, {COREAUDIO_SMPTE, false, 0, 1000, false},
+      {COREAUDIO_SMPTE, false, kSMPTE, 172'799'720, true}, {COREAUDIO_WORD_CLOCK, false, ~0U, -3000, true},
+      {TIME_OF_DAY, true, ~0U, -9000, true}}; // midnight, read at position 9,000
+  // clang-format on
+  for (const auto& [source, lock_before, flags, time, lock] : steps) {
+    const int64_t position = ring.devicePosition();
+    rig.defaults.setInteger(source, "time_source");
+    EXPECT_EQ(ring.timecodeLock(), lock_before) << position;
+    stamp.mFlags = flags;
+    rig.feed(Samples(1000), stamp);
+    EXPECT_EQ(ring.timestampAt(0), time) << position;
+    EXPECT_EQ(ring.timecodeLock(), lock) << position;
+  }
+}
+
+} // namespace
+} // namespace vurl
