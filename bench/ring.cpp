@@ -88,4 +88,16 @@ void ioCycle(benchmark::State& state) {
 }
 BENCHMARK(ioCycle)->Name("ioCycle/64in64out");
 
+/// What the cycle spends on the meters, on cells that it has at hand.
+void levels(benchmark::State& state) {
+  static LevelMeter meter;
+  const AudioRing& ring = *rig().ring;
+  for (auto _ : state) {
+    for (uint32_t i = 0; i < kChannels; ++i) meter.add(i, ring.channelBuffer(i), kBlock);
+    benchmark::ClobberMemory();
+  }
+  countSamples(state);
+}
+BENCHMARK(levels)->Name("levels/64");
+
 } // namespace

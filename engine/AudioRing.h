@@ -8,6 +8,7 @@
 
 #include "engine/AudioIO.h"
 #include "engine/ChannelMask.h"
+#include "engine/LevelMeter.h"
 #include "engine/PullMenu.h"
 #include "platform/UserDefaults.h"
 #include "platform/WallClock.h"
@@ -138,12 +139,18 @@ public:
 
   // The device
 
-  /// One I/O cycle: input into the ring, ring added to the outputs, device position moved on. While the playback
-  /// position lies ahead the outputs come first, and play what stands in the ring before input overwrites it. Buffers
+  /// One I/O cycle: input into the ring, its levels measured, ring added to the outputs, device position moved on.
+  /// While the playback position lies ahead the outputs come first, then the levels: they play and measure what stands
+  /// in the ring before input overwrites it. Buffers
   /// may be interleaved or not; one that is missing or too short counts as silence, and is never passed over its end.
   /// Returns 0. Thread: I/O. Wait-free: neither allocates nor locks nor logs nor throws.
   OSStatus ioCycle(const AudioBufferList& input_data, const AudioTimeStamp& input_time,
                    const AudioBufferList& output_data, const AudioTimeStamp& output_time) noexcept;
+
+  // Levels of the ring channels, see engine/LevelMeter.h; any channel number. Thread: main.
+
+  float peakForChannel(uint32_t channel) noexcept { return io.levels.peakForChannel(channel); }
+  float rmsForChannel(uint32_t channel) noexcept { return io.levels.rmsForChannel(channel); }
 
   // Time
 
@@ -195,6 +202,9 @@ private:
     std::atomic<int32_t> adjusted_sample_rate{0};
     std::atomic<int8_t> time_source{ZERO};
     std::atomic<bool> monitoring{false};
+
+    // I/O and main thread, by rules of its own
+    alignas(64) LevelMeter levels;
   };
   static_assert(std::atomic<int64_t>::is_always_lock_free && std::atomic<int32_t>::is_always_lock_free &&
                 std::atomic<float*>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
@@ -203,6 +213,7 @@ private:
   uint32_t findCells(ChannelMask channels, std::array<float*, kMaxChannels>& found) const noexcept;
   void inputCycle(const AudioBufferList& input_data, int64_t position, uint32_t n) noexcept;
   void outputCycle(const AudioBufferList& output_data, int64_t position, uint32_t n) noexcept;
+  void levelsCycleForNrSamples(uint32_t n) noexcept;
 
   void observe(const std::string& key, void (AudioRing::*load)());
   void bind(const char* key, void (AudioRing::*load)());

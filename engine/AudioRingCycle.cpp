@@ -95,9 +95,11 @@ OSStatus AudioRing::ioCycle(const AudioBufferList& input_data, const AudioTimeSt
 
   if (playback > position) {
     outputCycle(output_data, position, n);
+    levelsCycleForNrSamples(n);
     inputCycle(input_data, position, n);
   } else {
     inputCycle(input_data, position, n);
+    levelsCycleForNrSamples(n);
     if (monitoring()) outputCycle(output_data, position, n);
   }
   io.device_position.store(position + n, std::memory_order_release);
@@ -125,6 +127,17 @@ void AudioRing::outputCycle(const AudioBufferList& output_data, int64_t position
     if (ring == nullptr || lane.first == nullptr) continue;
     forEachRun(position, std::min(n, lane.frames),
                [&](uint32_t index, uint32_t done, uint32_t count) { addOut(ring + index, lane, done, count); });
+  }
+}
+
+void AudioRing::levelsCycleForNrSamples(uint32_t n) noexcept {
+  const int64_t position = devicePosition();
+  const uint32_t nr_channels = nrChannels();
+  for (uint32_t channel = 0; channel < nr_channels; ++channel) {
+    const float* const ring = cells(channel);
+    if (ring == nullptr) continue;
+    forEachRun(position, n,
+               [&](uint32_t index, uint32_t, uint32_t count) { io.levels.add(channel, ring + index, count); });
   }
 }
 
