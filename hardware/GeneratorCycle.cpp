@@ -1,5 +1,7 @@
 #include "hardware/GeneratorCycle.h"
 
+#include "timecode/LTCEncoder.h"
+
 #include <algorithm>
 #include <cmath>
 #include <ctime>
@@ -37,18 +39,28 @@ void GeneratorCycle::configure(uint32_t rate, uint32_t frames) {
   shapeBuffers(outputs, output_samples, frames);
 }
 
+float* GeneratorCycle::firstInputSample(uint32_t channel) const noexcept {
+  return static_cast<float*>(inputs[channel / Generator::kChannelsPerStream].mData) +
+         channel % Generator::kChannelsPerStream;
+}
+
 void GeneratorCycle::fillTones() noexcept {
-  for (uint32_t channel = 0; channel < Generator::kNrChannels; channel++) {
+  for (uint32_t channel = 0; channel < Generator::kTimecodeChannel; channel++) {
     const uint32_t pitch = Generator::pitch(channel);
     auto phase = static_cast<uint32_t>(sample_time % sample_rate * pitch % sample_rate);
-    auto* sample = static_cast<float*>(inputs[channel / Generator::kChannelsPerStream].mData) +
-                   channel % Generator::kChannelsPerStream;
+    float* sample = firstInputSample(channel);
     for (uint32_t i = 0; i < nr_frames; i++, sample += Generator::kChannelsPerStream) {
       *sample = sine[phase];
       phase += pitch;
       if (phase >= sample_rate) phase -= sample_rate;
     }
   }
+}
+
+void GeneratorCycle::fillTimecode() noexcept {
+  encodeLTC(firstInputSample(Generator::kTimecodeChannel), Generator::kChannelsPerStream, nr_frames,
+            sample_time + Generator::kWordClockOffset, sample_rate, frame_rate.load(std::memory_order_acquire),
+            static_cast<float>(Generator::kAmplitude));
 }
 
 AudioTimeStamp GeneratorCycle::timeStamp(uint64_t sample) const noexcept {
@@ -66,10 +78,12 @@ AudioTimeStamp GeneratorCycle::timeStamp(uint64_t sample) const noexcept {
 }
 
 void GeneratorCycle::run(const IOProc& io) noexcept {
-  if (data_source.load(std::memory_order_acquire) == Generator::kLoopBack)
+  if (data_source.load(std::memory_order_acquire) == Generator::kLoopBack) {
     std::ranges::copy(output_samples, input_samples.begin());
-  else
+  } else {
     fillTones();
+    fillTimecode();
+  }
   std::ranges::fill(output_samples, 0.0F);
   const AudioTimeStamp now = timeStamp(sample_time);
   const AudioTimeStamp later = timeStamp(sample_time + nr_frames);

@@ -1,6 +1,6 @@
-// The test generator's I/O cycle: the buffers it hands out, the tones it fills them with, and the clocks it stamps them
-// with. configure() belongs to the main thread while no cycle runs; run() and skip() to the thread that paces the
-// cycles; the atomics are set from the main thread at any time. GeneratorHardware owns one.
+// The test generator's I/O cycle: the buffers it hands out, the tones and the timecode it fills them with, and the
+// clocks it stamps them with. configure() belongs to the main thread while no cycle runs; run() and skip() to the
+// thread that paces the cycles; the atomics are set from the main thread at any time. GeneratorHardware owns one.
 #pragma once
 
 #include "hardware/AudioService.h"
@@ -34,7 +34,9 @@ public:
 private:
   using Buffers = std::array<AudioBuffer, GeneratorHardware::kNrStreams>;
 
+  float* firstInputSample(uint32_t channel) const noexcept;
   void fillTones() noexcept;
+  void fillTimecode() noexcept;
   AudioTimeStamp timeStamp(uint64_t sample) const noexcept;
 
   uint32_t sample_rate = 0;

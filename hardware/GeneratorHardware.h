@@ -1,6 +1,6 @@
-// An audio device that needs no hardware: 64 inputs that carry tones or the device's own outputs, paced by the
-// computer's clock or stepped by a test. All calls belong to the main thread; the cycles run on a thread of the
-// generator's own, or within step(). What a cycle does is GeneratorCycle.
+// An audio device that needs no hardware: 64 inputs that carry tones and, the last, linear timecode, or the device's
+// own outputs, paced by the computer's clock or stepped by a test. All calls belong to the main thread; the cycles run
+// on a thread of the generator's own, or within step(). What a cycle does is GeneratorCycle.
 #pragma once
 
 #include "hardware/HardwareModel.h"
@@ -24,7 +24,7 @@ public:
   static constexpr uint32_t kNrStreams = 8;
   static constexpr uint32_t kChannelsPerStream = 8; ///< interleaved in one buffer
   static constexpr uint32_t kNrChannels = kNrStreams * kChannelsPerStream;
-  static constexpr double kAmplitude = 0.1; ///< of the tones: -20 dBFS
+  static constexpr double kAmplitude = 0.1; ///< of tones and timecode: -20 dBFS
 
   enum DataSource : uint32_t { kTones = 1, kLoopBack = 2 };
   enum ClockSource : uint32_t { kInternal = 1, kExternal = 2 };
@@ -32,7 +32,11 @@ public:
   /// What the external word clock is ahead of the generator's own count, in samples.
   static constexpr uint64_t kWordClockOffset = 172'800'000;
 
-  /// The tone of a channel (0 to 63) in Hz.
+  /// The input that carries LTC (SMPTE ST 12-1) instead of a tone. It tells the time of the external clock, whichever
+  /// clock is chosen; silent at frame rates that LTC cannot carry (60 and 59.94).
+  static constexpr uint32_t kTimecodeChannel = kNrChannels - 1;
+
+  /// The tone of a channel (0 to 62) in Hz.
   static constexpr uint32_t pitch(uint32_t channel) { return 100 * (channel + 1); }
 
   /// Nothing is published yet. `model` and `run_loop` must outlive this object.
@@ -51,7 +55,7 @@ public:
   /// Runs cycles on the calling thread, when the device has been started unpaced; otherwise does nothing.
   void step(int nr_cycles);
 
-  /// FrameRate of the timecode that comes with the external clock.
+  /// FrameRate of the timecode: the LTC's, and the external clock's.
   void setFrameRate(int32_t frame_rate);
 
   OSStatus start(AudioObjectID device, const IOProc& new_io) override;

@@ -46,19 +46,21 @@ bool hasSync(const Bits& bits, size_t first) noexcept {
 } // namespace
 
 bool getRuns(Runs& runs, const float* buffer, int64_t offset, uint32_t mask) noexcept {
-  runs.counts.fill(1);
   size_t run_nr = kLTCRuns - 1;
+  uint32_t count = 1;
   bool prev_high = false; // a guess: a newest sample that is high ends a run of one
   auto position = static_cast<uint64_t>(offset);
   for (uint32_t left = kLTCSearchSpan + 1; left > 0; --left) {
     const bool high = !(buffer[--position & mask] < 0.0F);
     if (high == prev_high) {
-      ++runs.counts[run_nr];
+      ++count;
       continue;
     }
+    runs.counts[run_nr] = count;
     runs.positions[run_nr] = static_cast<int64_t>(position);
     if (run_nr == 0) return true;
     --run_nr;
+    count = 1;
     prev_high = high;
   }
   return false;

@@ -80,13 +80,11 @@ void encodeLTC(float* samples, size_t stride, uint32_t n, uint64_t time, uint32_
   auto wave = frameWave(frame, rate);
   for (uint32_t k = 0; k < n; ++k) {
     samples[k * stride] = wave[half] ? level : -level;
-    part += step;
-    half += part / whole;
-    part %= whole;
-    if (half < kHalves) continue;
-    frame += half / kHalves;
-    half %= kHalves;
-    wave = frameWave(frame, rate);
+    for (part += step; part >= whole; part -= whole) {
+      if (++half < kHalves) continue;
+      half = 0;
+      wave = frameWave(++frame, rate);
+    }
   }
 }
 

@@ -2,6 +2,7 @@
 #include "hardware/DeviceList.h"
 #include "tests/hardware/ServiceRig.h"
 #include "tests/support/CapturedLog.h"
+#include "timecode/LTCDecoder.h"
 
 #include <gtest/gtest.h>
 
@@ -98,7 +99,7 @@ TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   EXPECT_EQ(first.calls.size(), 0U);
 }
 
-TEST_F(GeneratorTest, PlaysTonesOrItsOutputsWithoutASeam) {
+TEST_F(GeneratorTest, PlaysTonesAndTimecodeOrItsOutputsWithoutASeam) {
   std::array<std::vector<float>, 64> tape;
   rig.delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
     for (size_t i = 0; i < inputs.mNumberBuffers; i++)
@@ -108,21 +109,27 @@ TEST_F(GeneratorTest, PlaysTonesOrItsOutputsWithoutASeam) {
       }
   };
   rig.generator.setPaced(false);
+  rig.generator.setFrameRate(FRAME_RATE_29_97_DROP);
   rig.input_device.setSelectedDevice(rig.device());
   rig.input_device.setSampleRate(96000);
   rig.input_device.setBufferFrameSize(1000);
   rig.generator.step(100);
   rig.input_device.setDataSource(GeneratorHardware::kLoopBack);
   rig.generator.step(1);
-  for (const size_t channel : {0U, 1U, 8U, 63U}) {
+  for (const size_t channel : {0U, 1U, 8U, 62U, 63U}) {
     const auto& samples = tape[channel];
     ASSERT_EQ(samples.size(), 101000U);
-    for (size_t n = 0; n < 100000; n++) { // -20 dBFS, 100 Hz and its multiples
+    for (size_t n = 0; channel < 63 && n < 100000; n++) { // -20 dBFS, 100 Hz and its multiples
       const double phase = 100.0 * static_cast<double>((channel + 1) * n) / 96000;
       ASSERT_NEAR(samples[n], 0.1 * std::sin(2 * M_PI * phase), 1e-6) << channel << " at " << n;
     }
     for (size_t n = 100000; n < 101000; n++) ASSERT_EQ(samples[n], static_cast<float>(channel + 1));
   }
+  std::vector<float> timecode(1U << 18);
+  std::copy_n(tape[63].begin(), 100000, timecode.begin());
+  int64_t offset = 0;
+  ASSERT_TRUE(parseLTCTimestamp(offset, timecode.data(), 100000, (1U << 18) - 1, FRAME_RATE_29_97_DROP, 96000));
+  EXPECT_NEAR(static_cast<double>(offset), GeneratorHardware::kWordClockOffset, 2);
 }
 
 TEST_F(GeneratorTest, TheExternalClockBringsTimecode) {
