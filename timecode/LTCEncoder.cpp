@@ -30,7 +30,7 @@ void putNumber(FrameBits& bits, size_t units, size_t tens, size_t nr_tens_bits, 
 
 /// The bits of frame `frame` since midnight. The correction bit makes the ones, and so the zero crossings, even:
 /// every frame begins with the same edge.
-FrameBits frameBits(uint64_t frame, const Rate& rate) noexcept {
+FrameBits frameBits(uint64_t frame, const FrameRateFacts& rate) noexcept {
   const int64_t labels = 24 * 3600 * rate.frames;
   const auto frames_a_day = static_cast<uint64_t>(rate.drop ? drop_to_nodrop(labels) : labels);
   SMPTETime label;
@@ -50,7 +50,7 @@ FrameBits frameBits(uint64_t frame, const Rate& rate) noexcept {
 }
 
 /// Whether each half cell is high: an edge begins every cell, and a 1 has another in its middle.
-std::array<bool, kHalves> frameWave(uint64_t frame, const Rate& rate) noexcept {
+std::array<bool, kHalves> frameWave(uint64_t frame, const FrameRateFacts& rate) noexcept {
   const FrameBits bits = frameBits(frame, rate);
   std::array<bool, kHalves> wave;
   bool high = false;
@@ -65,7 +65,7 @@ std::array<bool, kHalves> frameWave(uint64_t frame, const Rate& rate) noexcept {
 
 void encodeLTC(float* samples, size_t stride, uint32_t n, uint64_t time, uint32_t sample_rate, int32_t frame_rate,
                float level) noexcept {
-  const Rate& rate = rateOf(static_cast<uint32_t>(frame_rate));
+  const FrameRateFacts& rate = frameRateFacts(static_cast<uint32_t>(frame_rate));
   if (rate.frames == 0 || rate.frames > kMostFrames || sample_rate == 0) {
     for (uint32_t k = 0; k < n; ++k) samples[k * stride] = 0;
     return;

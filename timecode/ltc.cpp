@@ -11,7 +11,7 @@ namespace {
 __extension__ using Wide = __int128;
 
 // The true rate of 30 drop is 30, not 29.97: a label dialect for equipment that runs free of colour video.
-constexpr std::array<Rate, 9> kRates{{
+constexpr std::array<FrameRateFacts, 9> kRates{{
     {FRAME_RATE_24, 24, 24, 1, false},
     {FRAME_RATE_25, 25, 25, 1, false},
     {FRAME_RATE_30_DROP, 30, 30, 1, true},
@@ -22,7 +22,7 @@ constexpr std::array<Rate, 9> kRates{{
     {FRAME_RATE_59_94, 60, 60000, 1001, false},
     {FRAME_RATE_23_976, 24, 24000, 1001, false},
 }};
-constexpr Rate kWholeSeconds{0, 0, 1, 1, false};
+constexpr FrameRateFacts kWholeSeconds{0, 0, 1, 1, false};
 
 int64_t narrow(Wide value) noexcept { return static_cast<int64_t>(value); }
 
@@ -33,7 +33,7 @@ int64_t wholeSeconds(const SMPTETime& smpte_time) noexcept {
 }
 
 /// The label's number, dropped labels counted too.
-int64_t labelNumber(const SMPTETime& smpte_time, const Rate& rate) noexcept {
+int64_t labelNumber(const SMPTETime& smpte_time, const FrameRateFacts& rate) noexcept {
   const int64_t seconds = wholeSeconds(smpte_time);
   return rate.frames == 0 ? seconds : seconds * rate.frames + smpte_time.mFrames;
 }
@@ -43,9 +43,9 @@ int64_t droppedBefore(int64_t fpd_drop) noexcept { return 2 * (fpd_drop / 1800 -
 
 } // namespace
 
-const Rate& rateOf(uint32_t type) noexcept {
+const FrameRateFacts& frameRateFacts(uint32_t type) noexcept {
   const auto* const found =
-      std::find_if(kRates.begin(), kRates.end(), [type](const Rate& rate) { return rate.type == type; });
+      std::find_if(kRates.begin(), kRates.end(), [type](const FrameRateFacts& rate) { return rate.type == type; });
   return found == kRates.end() ? kWholeSeconds : *found;
 }
 
@@ -62,14 +62,14 @@ int64_t nodrop_to_drop(int64_t fpd) noexcept {
 }
 
 int64_t smpte_to_sfpd(const SMPTETime& smpte_time) noexcept {
-  const Rate& rate = rateOf(smpte_time.mType);
+  const FrameRateFacts& rate = frameRateFacts(smpte_time.mType);
   const int64_t label = labelNumber(smpte_time, rate);
   const int64_t frame = rate.drop ? drop_to_nodrop(label) : label;
   return frame * smpte_time.mSubframeDivisor + smpte_time.mSubframes;
 }
 
 int64_t sfpd_to_smpte(int64_t sfpd, SMPTETime& smpte_time) noexcept {
-  const Rate& rate = rateOf(smpte_time.mType);
+  const FrameRateFacts& rate = frameRateFacts(smpte_time.mType);
   const Wide divisor = smpte_time.mSubframeDivisor;
   int64_t rest = narrow(quotient(sfpd, divisor));
   smpte_time.mSubframes = static_cast<int16_t>(divisor == 0 ? 0 : sfpd % divisor);
@@ -85,19 +85,19 @@ int64_t sfpd_to_smpte(int64_t sfpd, SMPTETime& smpte_time) noexcept {
 }
 
 int64_t smpte_to_spd(const SMPTETime& smpte_time, int32_t sample_rate) noexcept {
-  const Rate& rate = rateOf(smpte_time.mType);
+  const FrameRateFacts& rate = frameRateFacts(smpte_time.mType);
   const Wide subframe_samples = Wide{smpte_to_sfpd(smpte_time)} * sample_rate * rate.denominator / rate.numerator;
   return narrow(quotient(subframe_samples, smpte_time.mSubframeDivisor));
 }
 
 void spd_to_smpte(int64_t spd, int32_t sample_rate, SMPTETime& smpte_time) noexcept {
-  const Rate& rate = rateOf(smpte_time.mType);
+  const FrameRateFacts& rate = frameRateFacts(smpte_time.mType);
   const Wide subframe_samples = Wide{spd} * smpte_time.mSubframeDivisor * rate.numerator / rate.denominator;
   sfpd_to_smpte(narrow(quotient(subframe_samples, sample_rate)), smpte_time);
 }
 
 uint32_t smpte_to_fpd(const SMPTETime& smpte_time) noexcept {
-  return static_cast<uint32_t>(labelNumber(smpte_time, rateOf(smpte_time.mType)));
+  return static_cast<uint32_t>(labelNumber(smpte_time, frameRateFacts(smpte_time.mType)));
 }
 
 int32_t smpte_to_sfo(const SMPTETime& smpte_time, int32_t sample_rate) noexcept {

@@ -21,7 +21,7 @@ enum FrameRate : uint32_t {
 };
 
 /// What a frame-rate code stands for.
-struct Rate {
+struct FrameRateFacts {
   uint32_t type;
   int64_t frames;    ///< nominal frames in a second of the label; 0: labels without frames
   int64_t numerator; ///< real rate = numerator / denominator frames a second
@@ -30,7 +30,7 @@ struct Rate {
 };
 
 /// The facts of FrameRate code `type`; of any other code, those of labels that count whole seconds.
-const Rate& rateOf(uint32_t type) noexcept;
+const FrameRateFacts& frameRateFacts(uint32_t type) noexcept;
 
 /// A timecode label.
 struct SMPTETime {

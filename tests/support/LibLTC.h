@@ -34,7 +34,8 @@ inline std::vector<float> libltcSignal(double fps, bool drop, int32_t sample_rat
   return samples;
 }
 
-/// The time of sample 0, in samples since midnight, by each frame that libltc finds in the last 80,000 samples.
+/// The time of sample 0, in samples since midnight, by each frame that libltc finds in the last 80,000 samples; frames
+/// whose drop flag does not fit `frame_rate` are left out.
 inline std::vector<int64_t> libltcReadings(std::vector<float> samples, int32_t frame_rate, int32_t sample_rate) {
   const std::unique_ptr<LTCDecoder, int (*)(LTCDecoder*)> decoder(ltc_decoder_create(sample_rate / 25, 1000),
                                                                   ltc_decoder_free);
@@ -45,7 +46,8 @@ inline std::vector<int64_t> libltcReadings(std::vector<float> samples, int32_t f
     SMPTETimecode read;
     ltc_frame_to_time(&read, &frame.ltc, 0);
     const SMPTETime label{0, 80, 0, static_cast<uint32_t>(frame_rate), 0, read.hours, read.mins, read.secs, read.frame};
-    if (frame.off_start + 80000 < static_cast<int64_t>(samples.size())) continue;
+    const bool drop = frame_rate == FRAME_RATE_30_DROP || frame_rate == FRAME_RATE_29_97_DROP;
+    if (frame.off_start + 80000 < static_cast<int64_t>(samples.size()) || (frame.ltc.dfbit != 0) != drop) continue;
     readings.push_back(smpte_to_spd(label, sample_rate) - frame.off_start);
   }
   return readings;

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <numeric>
 #include <random>
 
 namespace vurl {
@@ -17,46 +16,28 @@ constexpr uint32_t kCells = 1U << 18;
 TEST(LTC, WhatIsWrittenIsReadAtEveryRate) {
   for (const uint32_t code : {0U, 1U, 2U, 3U, 4U, 5U, 123U, 6U, 7U, 99U}) {
     for (const int32_t rate : {44100, 96000, 192000}) {
-      // Over 00:01:00, where drop-frame labels skip, and over midnight.
-      for (const int64_t seconds : {55, 86395}) {
-        SMPTETime from{0, 80, 0, code, 0, 0, 0, 0, 0};
-        from.mHours = static_cast<int16_t>(seconds / 3600);
-        from.mMinutes = static_cast<int16_t>(seconds / 60 % 60);
-        from.mSeconds = static_cast<int16_t>(seconds % 60);
-        const auto start = static_cast<uint64_t>(smpte_to_spd(from, rate));
+      for (const bool over_midnight : {false, true}) { // or over 00:01:00, where drop-frame labels skip
         const SMPTETime midnight{0, 80, 0, code, 0, 24, 0, 0, 0};
-        const int64_t expected = static_cast<int64_t>(start) - (seconds == 55 ? 0 : smpte_to_spd(midnight, rate));
-        const uint32_t length = static_cast<uint32_t>(rate) * 7;
-        std::vector<float> samples(length);
+        SMPTETime from{0, 80, 0, code, 0, 0, 0, 55, 0};
+        if (over_midnight) from.mHours = 23, from.mMinutes = 59;
+        const int64_t start = smpte_to_spd(from, rate), expected = start - over_midnight * smpte_to_spd(midnight, rate);
+        const auto length = static_cast<uint32_t>(rate) * 7;
+        std::vector<float> samples(length), ring(kCells);
         for (uint32_t done = 0, n = 1; done < length; done += n, n = std::min(n + 301, length - done))
-          encodeLTC(&samples[done], 1, n, start + done, static_cast<uint32_t>(rate), static_cast<int32_t>(code), 0.1F);
-        std::vector<float> ring(kCells);
-        for (uint32_t i = length - std::min(length, kCells); i < length; ++i) ring[i % kCells] = samples[i];
+          encodeLTC(&samples[done], 1, n, static_cast<uint64_t>(start) + done, static_cast<uint32_t>(rate),
+                    static_cast<int32_t>(code), 0.1F);
+        for (uint32_t i = length - kCells; i < length; ++i) ring[i % kCells] = samples[i];
         int64_t offset = 0;
-        const bool read = parseLTCTimestamp(offset, ring.data(), length, kCells - 1, static_cast<int32_t>(code), rate);
-        const bool exists = rateOf(code).frames > 0 && rateOf(code).frames <= 30;
-        ASSERT_EQ(read, exists) << code << " at " << rate;
+        const bool exists = frameRateFacts(code).frames > 0 && frameRateFacts(code).frames <= 30;
+        ASSERT_EQ(parseLTCTimestamp(offset, ring.data(), length, kCells - 1, static_cast<int32_t>(code), rate), exists);
         if (!exists) continue;
         EXPECT_LE(std::abs(offset - expected), 2) << code << " at " << rate;
         const auto readings = libltcReadings(samples, static_cast<int32_t>(code), rate);
         EXPECT_LE(distance(readings, offset), 4) << code << " at " << rate;
+        for (uint32_t second = 0; code <= FRAME_RATE_30 && second < 5; ++second)
+          EXPECT_GT(samples[second * static_cast<uint32_t>(rate)], 0) << code << ": frames begin with a rising edge";
       }
     }
-  }
-}
-
-TEST(LTC, MarksDropFramesAndKeepsTheEdgesPhase) {
-  for (const int32_t code : {FRAME_RATE_24, FRAME_RATE_25, FRAME_RATE_30, FRAME_RATE_29_97_DROP}) {
-    std::vector<float> samples(1 << 18);
-    encodeLTC(samples.data(), 1, 1 << 18, 48000 * 3700, 48000, code, 1);
-    Bits bits;
-    ASSERT_TRUE(getBits(bits, samples.data(), 1 << 18, (1 << 18) - 1));
-    size_t sync = 64; // of the frame that begins at bit `sync` - 64
-    while (std::accumulate(&bits.values[sync + 2], &bits.values[sync + 14], 0) != 12) ++sync;
-    EXPECT_EQ(bits.values[sync - 64 + 10], code == FRAME_RATE_29_97_DROP) << code;
-    const auto at = [&](int64_t position) { return samples[static_cast<size_t>(position)]; };
-    for (size_t frame = sync + 16; frame + 80 < kLTCBits; frame += 80)
-      EXPECT_GT(at(bits.positions[frame] + 1), 0) << code << ": every frame begins with a rising edge";
   }
 }
 
