@@ -32,7 +32,7 @@ Squares measure(const float* samples, uint32_t n) noexcept {
 #pragma GCC unroll 4 // so that the partial sums stay in registers
     for (uint32_t i = 0; i < 4; ++i) {
       Floats value;
-      std::memcpy(&value, samples + k + i * kLanes, sizeof value);
+      std::memcpy(&value, samples + k + size_t{i} * kLanes, sizeof value);
       const Floats square = value * value;
       totals[i] += square;
       maxima[i] = greater(square, maxima[i]);

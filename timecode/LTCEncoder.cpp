@@ -31,7 +31,7 @@ void putNumber(FrameBits& bits, size_t units, size_t tens, size_t nr_tens_bits, 
 /// The bits of frame `frame` since midnight. The correction bit makes the ones, and so the zero crossings, even:
 /// every frame begins with the same edge.
 FrameBits frameBits(uint64_t frame, const FrameRateFacts& rate) noexcept {
-  const int64_t labels = 24 * 3600 * rate.frames;
+  const int64_t labels = int64_t{24} * 3600 * rate.frames;
   const auto frames_a_day = static_cast<uint64_t>(rate.drop ? drop_to_nodrop(labels) : labels);
   SMPTETime label;
   label.mType = rate.type;

@@ -44,23 +44,15 @@ TEST(LTC, WhatIsWrittenIsReadAtEveryRate) {
 // Nothing to compare with: the sanitizers look on, and each call must end.
 TEST(LTC, AnyCellsPositionsAndRatesAreHarmless) {
   std::mt19937 random(7);
-  const float specials[] = {
-      0, -0.0F, 1, -1, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
+  constexpr float kInfinity = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
+  const float levels[] = {-1, 1, -0.0F, kNaN, -kInfinity, kInfinity};
   for (const uint32_t cells : {1U, 2U, 1024U, 65536U}) {
-    for (int kind = 0; kind < 4; ++kind) { // long and short runs, the shortest, any level, one level
+    for (const uint32_t nr_levels : {1U, 2U, 6U}) {
       std::vector<float> ring(cells);
-      for (uint32_t i = 0; i < cells; ++i) {
-        const float alternating = i % 2 == 0 ? 1.0F : -1.0F;
-        ring[i] = kind == 0   ? (i / 8 % 2 == 0 ? alternating : 1.0F)
-                  : kind == 1 ? alternating
-                  : kind == 2 ? specials[random() % std::size(specials)]
-                              : -1.0F;
-      }
+      for (float& sample : ring) sample = levels[random() % nr_levels];
       for (const int64_t position : {INT64_MIN, INT64_MIN + 1, int64_t{-1}, int64_t{0}, int64_t{5}, INT64_MAX}) {
         int64_t time = 42;
-        if (!parseLTCTimestamp(time, ring.data(), position, cells - 1, INT32_MIN, INT32_MIN)) {
-          EXPECT_EQ(time, 42);
-        }
+        EXPECT_TRUE(parseLTCTimestamp(time, ring.data(), position, cells - 1, INT32_MIN, INT32_MIN) || time == 42);
       }
     }
   }
