@@ -36,7 +36,10 @@ void* realloc(void* block, size_t size) { return forbid("realloc"), __libc_reall
 void free(void* block) { forbid("free"), __libc_free(block); }
 void* aligned_alloc(size_t boundary, size_t size) { return forbid("aligned_alloc"), __libc_memalign(boundary, size); }
 
-int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+/// Not under its own name, whose declaration is noexcept: libjack cancels its threads while they wait in here, and the
+/// unwinding has to pass.
+int lockMutex(pthread_mutex_t* mutex) asm("pthread_mutex_lock");
+int lockMutex(pthread_mutex_t* mutex) {
   forbid("pthread_mutex_lock");
   static const auto next = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
   return next(mutex);
