@@ -17,12 +17,15 @@ constexpr int kExitUsage = 2;
 int runDevices(UserDefaults& defaults, bool json);
 
 struct RecordOptions {
-  std::optional<std::string> device; ///< display name or an unambiguous part of it, or the stored device
-  std::optional<double> duration;    ///< seconds, or until a signal or `q` ends the take
+  std::optional<std::string> device;       ///< display name or an unambiguous part of it, or the stored device
+  std::optional<std::string> clock_source; ///< name or an unambiguous part of it, or what the device has
+  std::optional<double> duration;          ///< seconds, or until a signal or `q` ends the take
+  bool auto_start = false;                 ///< sets "auto_start" for the run
   bool json = false;
 };
 
-/// Records one take, with all its pieces.
+/// Records one take, with all its pieces; with the setting "auto_start" as many as the timecode's lock brings, and the
+/// duration counts from the beginning of the wait.
 int runRecord(UserDefaults& defaults, const RecordOptions& options);
 
 /// Lists all settings, prints the one of `key`, or stores `value` under it.

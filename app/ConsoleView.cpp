@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 
 #include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
 
 #include <poll.h>
 #include <unistd.h>
@@ -42,6 +43,12 @@ bool takesOutput(int descriptor) {
   return poll(&output, 1, 0) == 1;
 }
 
+/// A longer line would wrap, and scroll.
+int terminalWidth(int descriptor) {
+  winsize size{};
+  return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
 } // namespace
 
 ConsoleView::ConsoleView(bool as_json) : json(as_json), live(isatty(STDERR_FILENO) == 1) {}
@@ -53,9 +60,9 @@ void ConsoleView::showAlert(const std::string& message, const std::string& infor
   std::fprintf(stderr, "vurl: %s %s\n", message.c_str(), informative_text.c_str());
 }
 
-void ConsoleView::showCurrentTime(const std::string& timecode, bool) {
+void ConsoleView::showCurrentTime(const std::string& timecode, bool is_locked) {
   current_time = timecode;
-  showLiveLine();
+  locked = is_locked;
 }
 
 void ConsoleView::showTakeLength(const std::string& timecode) {
@@ -70,7 +77,9 @@ void ConsoleView::showRing(const RingPositions& positions) {
 
 void ConsoleView::showLiveLine() {
   if (!live || !takesOutput(STDERR_FILENO)) return;
-  std::fprintf(stderr, "\r%s  take %s  backlog %3.0f %%\x1b[K", current_time.c_str(), length.c_str(), backlog_percent);
+  const std::string line = text("%@ %-7s  take %@  ring %3.0f %%  %@", current_time, locked ? "locked" : "no lock",
+                                length, backlog_percent, loudest.takeText());
+  std::fprintf(stderr, "\r%.*s\x1b[K", terminalWidth(STDERR_FILENO) - 1, line.c_str());
   std::fflush(stderr);
   line_is_shown = true;
 }

@@ -1,7 +1,8 @@
 // The application controller's view on a terminal: results on standard output, what went wrong on standard error, and,
-// where that is a terminal, one live line with timecode, length and backlog.
+// where that is a terminal, one live line with timecode and lock, length, how full the ring is, and the loudest peaks.
 #pragma once
 
+#include "app/LoudestChannels.h"
 #include "app/MainWindowView.h"
 
 #include <functional>
@@ -27,6 +28,7 @@ public:
   void showTransport(TransportCommand, TransportColour) override {}
   void showBusy(bool) override {}
   void showAlert(const std::string& message, const std::string& informative_text) override;
+  void setPeak(float peak_db, float, uint32_t channel) override { loudest.setPeak(peak_db, channel); }
   void showCurrentTime(const std::string& timecode, bool locked) override;
   void showTakeLength(const std::string& timecode) override;
   void showRing(const RingPositions& positions) override;
@@ -49,6 +51,8 @@ private:
   bool print_failed = false;
   std::string results; ///< not printed yet: a reader that stalls must not hold up the next piece of a take
   bool line_is_shown = false;
+  LoudestChannels loudest;
+  bool locked = false;
   std::string current_time = "--:--:--:--";
   std::string length = "00:00:00:00";
   double backlog_percent = 0;

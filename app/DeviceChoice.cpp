@@ -22,7 +22,7 @@ std::string listed(const std::vector<std::string>& names) {
 
 } // namespace
 
-std::optional<size_t> findDevice(const std::vector<std::string>& names, const std::string& wanted,
+std::optional<size_t> findByName(const std::vector<std::string>& names, const std::string& wanted, const char* kind,
                                  std::string& reason) {
   std::vector<size_t> holding;
   for (size_t i = 0; i < names.size(); ++i) {
@@ -32,8 +32,8 @@ std::optional<size_t> findDevice(const std::vector<std::string>& names, const st
   if (holding.size() == 1) return holding[0];
   std::vector<std::string> meant(holding.size());
   std::transform(holding.begin(), holding.end(), meant.begin(), [&](size_t i) { return names[i]; });
-  reason = holding.empty() ? text("There is no device \"%@\". There are: %@.", wanted, listed(names))
-                           : text("More than one device is meant by \"%@\": %@.", wanted, listed(meant));
+  reason = holding.empty() ? text("There is no %@ \"%@\". There are: %@.", kind, wanted, listed(names))
+                           : text("More than one %@ is meant by \"%@\": %@.", kind, wanted, listed(meant));
   return std::nullopt;
 }
 

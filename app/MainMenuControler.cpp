@@ -178,7 +178,7 @@ void MainMenuControler::updateStateGUI() {
 
 void MainMenuControler::finishRecording() {
   const Reason reason = output_file.reason();
-  showReason(reason);
+  if (isNews(reason)) showReason(reason);
   increment(reason.has_value());
   const bool continues = output_file.restart();
   const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, continues};
@@ -190,6 +190,16 @@ void MainMenuControler::finishRecording() {
     defaults.synchronize();
   }
   view.takeFinished(take);
+}
+
+/// While recording follows a lock, only the first of several attempts that fail in a row is told.
+bool MainMenuControler::isNews(const Reason& reason) {
+  if (!defaults.boolForKey("auto_start")) return true;
+  const int32_t rate = audio_ring.adjustedSampleRate();
+  const double seconds = rate > 0 ? static_cast<double>(output_file.nrSamples()) / rate : 0;
+  const bool is_news = start_pacer.takeEnded(reason && *reason != kAbort, seconds);
+  if (reason && !is_news) log("The take has ended again: %@", *reason);
+  return is_news;
 }
 
 void MainMenuControler::finishPlayback() {
@@ -209,8 +219,21 @@ void MainMenuControler::updateRingBufferGUI() {
 
 void MainMenuControler::updateTimecodeGUI() {
   audio_ring.timestampAt(0); // keeps the offsets of the sources ZERO and SESSION current
-  view.showCurrentTime(timecode(audio_ring.timestampAtDevicePosition()), audio_ring.timecodeLock());
+  const bool locked = audio_ring.timecodeLock();
+  followLock(locked);
+  view.showCurrentTime(timecode(audio_ring.timestampAtDevicePosition()), locked);
   view.showTakeLength(timecode(output_file.nrSamples()));
+}
+
+void MainMenuControler::followLock(bool locked) {
+  const bool follows = defaults.boolForKey("auto_start");
+  if (!follows || !locked) start_pacer = {};
+  if (!follows || (locked && output_file.state() == OutputFile::RUNNING_RECORDING)) return;
+  if (!locked) {
+    stopRecording(std::nullopt);
+  } else if (menu(DeviceMenu::device).selectedItem() != nullptr && start_pacer.mayStart()) {
+    startRecording(false);
+  }
 }
 
 std::string MainMenuControler::timecode(int64_t samples) const {

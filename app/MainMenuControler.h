@@ -5,6 +5,7 @@
 #pragma once
 
 #include "app/MainWindowView.h"
+#include "app/StartPacer.h"
 #include "engine/AudioRing.h"
 #include "files/OutputFile.h"
 #include "hardware/InputDevice.h"
@@ -68,6 +69,9 @@ public:
   void updateGUI();
   void updateStateGUI();
   void updateRingBufferGUI();
+  /// Reads the time source anew and shows its time and lock. With the setting "auto_start" recording follows the lock:
+  /// it starts when there is one and stops when there is none; a take that runs is never broken by it. After a take
+  /// that a reason ended the next attempt waits (StartPacer), and there is none while there is no device.
   void updateTimecodeGUI();
 
   // Take counters
@@ -108,8 +112,10 @@ public:
   void processorOverload() override;
 
 private:
+  void followLock(bool locked);
   void finishRecording();
   void finishPlayback();
+  bool isNews(const Reason& reason);
   void showReason(const Reason& reason);
   void stopNow(const Reason& reason);
   void refreshDeviceSettings();
@@ -139,6 +145,7 @@ private:
   uint32_t update_GUI_counter = 0;
   bool next_piece = false; ///< the take in hand continues one that was broken
   std::optional<Stop> pending_stop;
+  StartPacer start_pacer;                   ///< fresh whenever recording does not follow a lock
   std::optional<std::string> device_in_use; ///< display name of the selected device
 };
 

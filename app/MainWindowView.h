@@ -50,6 +50,9 @@ public:
   /// Tells the user something that stopped a take or kept it from starting; never waits for an answer.
   virtual void showAlert(const std::string& message, const std::string& informative_text) = 0;
 
+  /// A channel's levels in dBFS since they were last shown, the channel from 0 to 63. Silence is minus infinity.
+  virtual void setPeak(float peak_db, float rms_db, uint32_t channel) = 0;
+
   /// The running timecode, and whether its source is locked.
   virtual void showCurrentTime(const std::string& timecode, bool locked) = 0;
   /// The length of the take in hand, as timecode.

@@ -1,4 +1,5 @@
-// vurl record: one take, with all its pieces, from the start of the program to its end.
+// vurl record: one take with all its pieces, or take after take as the timecode's lock comes and goes, from the start
+// of the program to its end.
 #include "app/Commands.h"
 #include "app/ConsoleView.h"
 #include "app/DeviceChoice.h"
@@ -72,15 +73,20 @@ public:
   int run() {
     std::string reason;
     if (options.device && !findWanted(reason)) return refuse(reason, kExitUsage);
+    if (options.auto_start) defaults.setForRun(true, "auto_start");
+    follows_lock = defaults.boolForKey("auto_start");
     const auto recorder = std::make_unique<Recorder>(defaults, run_loop, services, view);
     choose(*recorder);
     recorder->start();
     run_loop.drain();
     if (!isSelected(*recorder, reason)) return refuse(reason, kExitHarmed);
+    if (options.clock_source && !chooseClockSource(*recorder, reason)) return refuse(reason, kExitUsage);
     record(*recorder);
     recorder->controller.applicationWillTerminate();
     const bool all_printed = view.flush();
-    const int exit_code = view.harmed() || !all_printed ? kExitHarmed : kExitFine;
+    if (follows_lock && nr_takes == 0)
+      std::fprintf(stderr, "vurl: No timecode was locked; nothing has been recorded.\n");
+    const int exit_code = harmed || view.harmed() || !all_printed ? kExitHarmed : kExitFine;
     endSoon(exit_code);
     return exit_code;
   }
@@ -108,7 +114,7 @@ private:
     if (std::find(names.begin(), names.end(), GeneratorHardware::kDisplayName) == names.end()) {
       names.emplace_back(GeneratorHardware::kDisplayName);
     }
-    const auto index = findDevice(names, *options.device, reason);
+    const auto index = findByName(names, *options.device, "device", reason);
     if (!index) return false;
     wanted = names[*index];
     return true;
@@ -136,26 +142,64 @@ private:
     return wanted.empty() || item->title == wanted;
   }
 
+  /// Has the device follow the clock that the user named, before any take runs that the change would end.
+  bool chooseClockSource(Recorder& recorder, std::string& reason) {
+    const auto& items = recorder.controller.menu(DeviceMenu::clock_source).items;
+    std::vector<std::string> names;
+    for (const auto& item : items) names.push_back(item.title);
+    const auto index = findByName(names, *options.clock_source, "clock source", reason);
+    if (!index) return false;
+    recorder.controller.choose(DeviceMenu::clock_source, items[*index].tag);
+    run_loop.drain();
+    return true;
+  }
+
   void record(Recorder& recorder) {
-    const auto ask_to_end = [&recorder] { recorder.controller.stopWhenRunning(); };
+    const auto ask_to_end = [this, &recorder] { endAfterTheTake(recorder); };
     const TerminalKeys keys(run_loop, [&](char key) {
       if (key == 'q') ask_to_end();
     });
-    view.setWhenFinished([this] { run_loop.quit(); });
+    view.setWhenFinished([this] {
+      ++nr_takes;
+      if (!follows_lock || ends) run_loop.quit();
+    });
     const auto end_check = run_loop.every(kEndCheckInterval, [&] {
       if (timeIsUp(recorder)) ask_to_end();
-      if (options.duration && deviceStandsStill(recorder)) {
-        recorder.controller.stopRecording("The device has stopped delivering.");
-      }
+      if (options.duration && deviceStandsStill(recorder)) endForStandstill(recorder);
     });
-    recorder.controller.startRecording(false);
+    if (follows_lock) {
+      first_sample = recorder.audio_ring.devicePosition();
+    } else {
+      recorder.controller.startRecording(false);
+    }
     signals.setAsked(ask_to_end);
     run_loop.run();
     signals.setAsked({});
     view.setWhenFinished({});
   }
 
-  /// Whether the device is as far past the take's first sample as the user wants; true once only.
+  /// Ends the take that runs or is just starting, and the program with it, or the program at once when there is none.
+  void endAfterTheTake(Recorder& recorder) {
+    ends = true;
+    defaults.setForRun(false, "auto_start");
+    if (recorder.output_file.state() == OutputFile::IDLE) run_loop.quit();
+    recorder.controller.stopWhenRunning();
+  }
+
+  /// Without the device's clock the end of a timed run would never come.
+  void endForStandstill(Recorder& recorder) {
+    const char* const reason = "The device has stopped delivering.";
+    ends = true;
+    defaults.setForRun(false, "auto_start");
+    if (recorder.output_file.state() == OutputFile::IDLE) {
+      warn(reason);
+      harmed = true;
+      run_loop.quit();
+    }
+    recorder.controller.stopRecording(reason);
+  }
+
+  /// Whether the device is as far past the first sample that counts as the user wants; true once only.
   bool timeIsUp(const Recorder& recorder) {
     if (!options.duration || told_to_end) return false;
     const OutputFile::State state = recorder.output_file.state();
@@ -184,7 +228,11 @@ private:
   AudioServices services;
   ConsoleView view;
   std::string wanted;
-  std::optional<int64_t> first_sample;
+  bool follows_lock = false;
+  bool ends = false;   ///< with the take in hand
+  bool harmed = false; ///< the device stood still while no take ran
+  int nr_takes = 0;
+  std::optional<int64_t> first_sample; ///< of the take, or of the wait for timecode
   bool told_to_end = false;
   int64_t last_position = -1;
   std::chrono::steady_clock::time_point last_progress;

@@ -77,6 +77,12 @@ void describe(CLI::App& app, Arguments& arguments) {
           "--device", [&arguments](const std::string& name) { arguments.record.device = name; },
           "The device to record from: its name or a part of it")
       ->type_name("NAME");
+  record
+      ->add_option_function<std::string>(
+          "--clock-source", [&arguments](const std::string& name) { arguments.record.clock_source = name; },
+          "The device's clock source: its name or a part of it")
+      ->type_name("NAME");
+  record->add_flag("--auto-start", arguments.record.auto_start, "Record take after take while timecode is locked");
   record->add_option("--duration", arguments.record.duration, "End this many seconds behind the take's first sample")
       ->type_name("SECONDS")
       ->check(CLI::Validator([](const std::string& seconds) { return aboveZero(seconds); }, "", ""));

@@ -21,6 +21,8 @@ struct RecordingView final : MainWindowView {
   std::array<PopupMenu, 4> menus;
   std::string transport, current_time, alerts;
   uint32_t buffer_size = 0;
+  bool is_locked = false;
+  std::array<std::pair<float, float>, 64> levels; ///< peak and RMS in dB
   int64_t device_position = 0;
 
   void showTransport(TransportCommand segment, TransportColour colour) override {
@@ -30,7 +32,11 @@ struct RecordingView final : MainWindowView {
   }
   void showBusy(bool is_busy) override { busy = is_busy; }
   void showAlert(const std::string& message, const std::string& text) override { alerts += message + " " + text; }
-  void showCurrentTime(const std::string& timecode, bool) override { current_time = timecode; }
+  void setPeak(float peak_db, float rms_db, uint32_t channel) override { levels.at(channel) = {peak_db, rms_db}; }
+  void showCurrentTime(const std::string& timecode, bool locked) override {
+    current_time = timecode;
+    is_locked = locked;
+  }
   void showTakeLength(const std::string&) override {}
   void showRing(const RingPositions& positions) override { device_position = positions.device; }
   void showMenu(DeviceMenu which, const PopupMenu& menu) override { menus[static_cast<size_t>(which)] = menu; }

@@ -51,7 +51,7 @@ TEST(DeviceChoice, ByNameOrAnUnambiguousPart) {
                                      {"jack", "More than one"},
                                      {"USB", "\"USB\""}}) {
     std::string reason;
-    const auto index = findDevice(names, wanted, reason);
+    const auto index = findByName(names, wanted, "device", reason);
     EXPECT_NE((index ? names[*index] + "." : reason).find(told), std::string::npos) << reason;
   }
 }
