@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vurl {
 
@@ -27,6 +28,15 @@ struct RecordOptions {
 /// Records one take, with all its pieces; with the setting "auto_start" as many as the timecode's lock brings, and the
 /// duration counts from the beginning of the wait.
 int runRecord(UserDefaults& defaults, const RecordOptions& options);
+
+struct InfoOptions {
+  std::vector<std::string> files; ///< paths
+  bool chunks = false;            ///< lists them, too
+  bool json = false;
+};
+
+/// Prints what take files say of themselves; what cannot be read is told on standard error, and the rest goes on.
+int runInfo(const UserDefaults& defaults, const InfoOptions& options);
 
 /// Lists all settings, prints the one of `key`, or stores `value` under it.
 int runSettings(UserDefaults& defaults, const std::optional<std::string>& key, const std::optional<std::string>& value);

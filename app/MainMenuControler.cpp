@@ -219,6 +219,7 @@ void MainMenuControler::updateRingBufferGUI() {
 
 void MainMenuControler::updateTimecodeGUI() {
   audio_ring.timestampAt(0); // keeps the offsets of the sources ZERO and SESSION current
+  audio_ring.parseLTCTime();
   const bool locked = audio_ring.timecodeLock();
   followLock(locked);
   view.showCurrentTime(timecode(audio_ring.timestampAtDevicePosition()), locked);

@@ -20,6 +20,7 @@ struct Arguments {
   bool verbose = false;
   bool devices_json = false;
   RecordOptions record;
+  InfoOptions info;
   std::optional<std::string> key;
   std::optional<std::string> value;
 };
@@ -88,6 +89,11 @@ void describe(CLI::App& app, Arguments& arguments) {
       ->check(CLI::Validator([](const std::string& seconds) { return aboveZero(seconds); }, "", ""));
   record->add_flag("--json", arguments.record.json, "Print one JSON object per finished take");
 
+  CLI::App* const info = app.add_subcommand("info", "Tell what take files say of themselves");
+  info->add_option("file", arguments.info.files, "Take files")->type_name("FILE")->required();
+  info->add_flag("--chunks", arguments.info.chunks, "List the chunks of each file as well");
+  info->add_flag("--json", arguments.info.json, "Print a JSON array");
+
   CLI::App* const settings = app.add_subcommand("settings", "List the settings, or read or store one");
   settings->add_option("key", arguments.key, "The setting");
   settings->add_option("value", arguments.value, "Its new value");
@@ -100,6 +106,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (!applySettings(defaults, arguments.settings)) return kExitUsage;
   if (app.got_subcommand("devices")) return runDevices(defaults, arguments.devices_json);
   if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
+  if (app.got_subcommand("info")) return runInfo(defaults, arguments.info);
   return runSettings(defaults, arguments.key, arguments.value);
 }
 

@@ -3,10 +3,13 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace vurl {
@@ -30,6 +33,22 @@ std::string plainFormat(std::string_view format) {
     }
   }
   return plain;
+}
+
+/// Whether code point `c` does something to a terminal rather than to be read: C0 and C1 controls, marks and overrides
+/// of the direction, separators of lines.
+bool isControl(uint32_t c) noexcept {
+  constexpr std::pair<uint32_t, uint32_t> kRanges[] = {
+      {0, 0x1F}, {0x7F, 0x9F}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+  return std::any_of(std::begin(kRanges), std::end(kRanges),
+                     [c](const auto& range) { return c >= range.first && c <= range.second; });
+}
+
+/// The number of the code point that has `bytes`, two of them or more.
+uint32_t codePoint(std::string_view bytes) noexcept {
+  uint32_t value = static_cast<unsigned char>(bytes[0]) & (0xFFU >> (bytes.size() + 1));
+  for (const char byte : bytes.substr(1)) value = value << 6 | (static_cast<unsigned char>(byte) & 0x3FU);
+  return value;
 }
 
 /// The length of the code point that `string` (not empty) begins with; 1 for a byte that begins none.
@@ -82,6 +101,24 @@ std::string_view firstBytes(std::string_view string, size_t size) noexcept {
     end = next;
   }
   return string.substr(0, end);
+}
+
+std::string printable(std::string_view string) {
+  std::string result;
+  while (!string.empty()) {
+    const std::string_view bytes = string.substr(0, codePointLength(string));
+    const bool is_single = bytes.size() == 1;
+    const uint32_t c = is_single ? static_cast<unsigned char>(bytes[0]) : codePoint(bytes);
+    if (c == '\n') {
+      result += "\\n";
+    } else if (isControl(c) || (is_single && c > 0x7F)) {
+      result += text(is_single ? "\\x%02x" : "\\u%04x", c);
+    } else {
+      result += bytes;
+    }
+    string.remove_prefix(bytes.size());
+  }
+  return result;
 }
 
 int64_t leadingInteger(std::string_view string) noexcept {

@@ -34,6 +34,10 @@ size_t nrCodePoints(std::string_view string) noexcept;
 /// The longest beginning of `string` that has no more than `size` bytes and ends between two code points.
 std::string_view firstBytes(std::string_view string, size_t size) noexcept;
 
+/// `string` fit for a terminal: control characters, characters that turn the reading direction, and bytes that are no
+/// UTF-8 are written as escapes, "\n", "\x1b" or "\u202e". For texts from outside. Any thread.
+std::string printable(std::string_view string);
+
 /// The integer that `string` begins with, after blanks and an optional sign; 0 when it begins with none. Values
 /// beyond 64 bits are limited to the nearest. "7b" gives 7, "b7" gives 0.
 int64_t leadingInteger(std::string_view string) noexcept;

@@ -1,0 +1,171 @@
+// vurl info: what take files say of themselves.
+#include "app/Commands.h"
+#include "app/TakeInfo.h"
+#include "metadata/RateTexts.h"
+#include "platform/Text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace vurl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// A line of the plain output: a key of the object, how it is told, and what stands behind its value.
+struct Line {
+  const char* key;
+  const char* label;
+  const char* unit;
+};
+
+constexpr auto kLines = std::to_array<Line>({{"format", "format", ""},
+                                             {"sample_rate", "sample rate", " Hz"},
+                                             {"device_sample_rate", "device's rate", " Hz"},
+                                             {"bits", "sample format", ""},
+                                             {"channels", "channels", ""},
+                                             {"tracks", "tracks", ""},
+                                             {"samples", "samples", ""},
+                                             {"duration", "duration", ""},
+                                             {"sample_offset", "samples begin at", " bytes"},
+                                             {"timecode", "start timecode", ""},
+                                             {"timecode_rate", "timecode rate", " frames per second"},
+                                             {"timestamp", "start", " samples since midnight"},
+                                             {"date", "date", ""},
+                                             {"project", "project", ""},
+                                             {"scene", "scene", ""},
+                                             {"slate", "slate", ""},
+                                             {"take", "take", ""},
+                                             {"roll", "roll", ""},
+                                             {"count", "count", ""},
+                                             {"note", "note", ""},
+                                             {"file_number", "file of the take", ""},
+                                             {"files", "files", ""},
+                                             {"contact_info", "contact", ""},
+                                             {"session_note", "session note", ""},
+                                             {"ixml", "iXML", ""},
+                                             {"ixml_fault", "", ""},
+                                             {"chunk_fault", "chunks", ""}});
+
+/// What only a document that could be read tells; null otherwise, for the reader's "error" is no text of the user's.
+template <typename Value>
+Json told(const TakeInfo& info, const Value& value) {
+  return info.document == TakeInfo::Document::read ? Json(value) : Json(nullptr);
+}
+
+void addHeader(const TakeInfo& info, Json& object) {
+  const MetaData& take = info.meta_data;
+  object["format"] = info.format;
+  object["sample_rate"] = take.sampleRate();
+  object["bits"] = take.bits();
+  object["channels"] = info.nr_tracks;
+  object["samples"] = info.nr_samples;
+  object["duration"] = take.timestampStringForCounter(static_cast<uint64_t>(info.nr_samples));
+  object["sample_offset"] = take.sampleOffset();
+}
+
+void addDocument(const TakeInfo& info, Json& object) {
+  constexpr std::array kStates = {"none", "read", "broken"};
+  const MetaData& take = info.meta_data;
+  const RateTexts rate = rateTexts(take.frameRate());
+  Json tracks = Json::array();
+  for (const auto& [channel, name] : info.tracks) tracks.push_back({{"channel", channel + 1}, {"name", name}});
+  object["ixml"] = kStates[static_cast<size_t>(info.document)];
+  object["ixml_fault"] = info.fault.empty() ? Json(nullptr) : Json(info.fault);
+  object["tracks"] = told(info, tracks);
+  object["timestamp"] = told(info, take.timestamp());
+  object["timecode"] = told(info, take.timestampString());
+  object["timecode_rate"] = info.tells_rate ? Json(text("%s %s", rate.timecode, rate.flag)) : Json(nullptr);
+  object["device_sample_rate"] = told(info, take.originalSampleRate());
+  object["date"] = take.originationDateString("%Y-%m-%d %H:%M:%S");
+  object["project"] = told(info, take.project());
+  object["scene"] = told(info, take.scene());
+  object["slate"] = told(info, take.slate());
+  object["take"] = told(info, take.take());
+  object["roll"] = told(info, take.roll());
+  object["count"] = told(info, take.count());
+  object["note"] = told(info, take.note());
+  object["file_number"] = told(info, info.file_nr + 1);
+  object["files"] = told(info, take.nrFiles());
+  object["contact_info"] = told(info, take.contactInfo());
+  object["session_note"] = told(info, take.sessionNote());
+}
+
+void addChunks(const std::vector<HeaderChunk>& chunks, Json& object) {
+  object["chunks"] = Json::array();
+  for (const auto& [identifier, offset, size] : chunks)
+    object["chunks"].push_back({{"id", identifier}, {"offset", offset}, {"size", size}});
+}
+
+/// What is told of the file at `path`, and in `reason` why that is not all; null when it is nothing. A CAF file has
+/// chunks to list and no header that the reader takes.
+Json describe(const UserDefaults& defaults, const std::string& path, bool with_chunks, std::string& reason) {
+  std::string chunk_fault;
+  const auto chunks = chunksOfFile(path, chunk_fault);
+  if (!chunks) {
+    reason = chunk_fault + ".";
+    return nullptr;
+  }
+  const bool is_caf = !chunks->empty() && chunks->front().identifier == "desc";
+  Json object = {{"file", path}};
+  if (is_caf) object["format"] = "Core Audio Format";
+  if (const auto info = readTakeInfo(defaults, path, *chunks, reason)) {
+    addHeader(*info, object);
+    addDocument(*info, object);
+  } else if (!with_chunks) {
+    reason += is_caf ? ". Its chunks can be listed with --chunks." : ".";
+    return nullptr;
+  } else {
+    reason = is_caf ? "" : reason + ".";
+  }
+  object["chunk_fault"] = chunk_fault.empty() ? Json(nullptr) : Json(chunk_fault);
+  if (with_chunks) addChunks(*chunks, object);
+  return object;
+}
+
+std::string plain(const Json& value) {
+  if (value.is_string()) return printable(value.get<std::string>());
+  if (!value.is_array()) return value.dump();
+  std::string list;
+  for (const Json& track : value)
+    list += (list.empty() ? "" : ", ") + track["channel"].dump() + " " + plain(track["name"]);
+  return list;
+}
+
+void print(const Json& object) {
+  std::printf("%s\n", plain(object["file"]).c_str());
+  for (const auto& [key, label, unit] : kLines) {
+    if (!object.contains(key) || object[key].is_null()) continue;
+    std::printf("  %-17s %s%s\n", label, plain(object[key]).c_str(), unit);
+  }
+  if (!object.contains("chunks")) return;
+  std::printf("  %-4s  %14s  %14s\n", "chunk", "offset", "size");
+  for (const Json& chunk : object["chunks"])
+    std::printf("  %-4s  %14s  %14s\n", plain(chunk["id"]).c_str(), chunk["offset"].dump().c_str(),
+                chunk["size"].dump().c_str());
+}
+
+} // namespace
+
+int runInfo(const UserDefaults& defaults, const InfoOptions& options) {
+  int exit_code = kExitFine;
+  Json all = Json::array();
+  for (const std::string& path : options.files) {
+    std::string reason;
+    const Json object = describe(defaults, path, options.chunks, reason);
+    if (!object.is_null() && options.json) all.push_back(object);
+    if (!object.is_null() && !options.json) print(object);
+    if (reason.empty()) continue;
+    std::fflush(stdout);
+    std::fprintf(stderr, "vurl: %s: %s\n", printable(path).c_str(), printable(reason).c_str());
+    exit_code = kExitHarmed;
+  }
+  // In ASCII, for other control characters than those of ASCII would pass as they are.
+  if (options.json) std::printf("%s\n", all.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+  return exit_code;
+}
+
+} // namespace vurl
