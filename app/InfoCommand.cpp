@@ -25,14 +25,14 @@ struct Line {
 constexpr auto kLines = std::to_array<Line>({{"format", "format", ""},
                                              {"sample_rate", "sample rate", " Hz"},
                                              {"device_sample_rate", "device's rate", " Hz"},
-                                             {"bits", "sample format", ""},
+                                             {"bits", "sample format", " bits"},
                                              {"channels", "channels", ""},
                                              {"tracks", "tracks", ""},
                                              {"samples", "samples", ""},
                                              {"duration", "duration", ""},
                                              {"sample_offset", "samples begin at", " bytes"},
                                              {"timecode", "start timecode", ""},
-                                             {"timecode_rate", "timecode rate", " frames per second"},
+                                             {"timecode_rate", "timecode rate", ""},
                                              {"timestamp", "start", " samples since midnight"},
                                              {"date", "date", ""},
                                              {"project", "project", ""},
@@ -42,8 +42,8 @@ constexpr auto kLines = std::to_array<Line>({{"format", "format", ""},
                                              {"roll", "roll", ""},
                                              {"count", "count", ""},
                                              {"note", "note", ""},
-                                             {"file_number", "file of the take", ""},
-                                             {"files", "files", ""},
+                                             {"file_number", "file number", ""},
+                                             {"files", "files of the take", ""},
                                              {"contact_info", "contact", ""},
                                              {"session_note", "session note", ""},
                                              {"ixml", "iXML", ""},
@@ -56,6 +56,13 @@ Json told(const TakeInfo& info, const Value& value) {
   return info.document == TakeInfo::Document::read ? Json(value) : Json(nullptr);
 }
 
+/// A length as hours, minutes, seconds and milliseconds, whatever the timecode.
+std::string clockText(int64_t samples, int32_t rate) {
+  const int64_t second = rate > 0 ? rate : 1;
+  const int64_t seconds = samples / second;
+  return text("%02i:%02i:%02i.%03i", seconds / 3600, seconds / 60 % 60, seconds % 60, samples % second * 1000 / second);
+}
+
 void addHeader(const TakeInfo& info, Json& object) {
   const MetaData& take = info.meta_data;
   object["format"] = info.format;
@@ -63,7 +70,7 @@ void addHeader(const TakeInfo& info, Json& object) {
   object["bits"] = take.bits();
   object["channels"] = info.nr_tracks;
   object["samples"] = info.nr_samples;
-  object["duration"] = take.timestampStringForCounter(static_cast<uint64_t>(info.nr_samples));
+  object["duration"] = clockText(info.nr_samples, take.sampleRate());
   object["sample_offset"] = take.sampleOffset();
 }
 
@@ -126,25 +133,28 @@ Json describe(const UserDefaults& defaults, const std::string& path, bool with_c
   return object;
 }
 
-std::string plain(const Json& value) {
-  if (value.is_string()) return printable(value.get<std::string>());
-  if (!value.is_array()) return value.dump();
-  std::string list;
-  for (const Json& track : value)
-    list += (list.empty() ? "" : ", ") + track["channel"].dump() + " " + plain(track["name"]);
-  return list;
+std::string plain(const Json& value) { return value.is_string() ? printable(value.get<std::string>()) : value.dump(); }
+
+void printTracks(const Json& tracks) {
+  const char* label = "tracks";
+  for (const Json& track : tracks) {
+    std::printf("  %-17s %2s %s\n", label, plain(track["channel"]).c_str(), plain(track["name"]).c_str());
+    label = "";
+  }
 }
 
 void print(const Json& object) {
   std::printf("%s\n", plain(object["file"]).c_str());
   for (const auto& [key, label, unit] : kLines) {
-    if (!object.contains(key) || object[key].is_null()) continue;
-    std::printf("  %-17s %s%s\n", label, plain(object[key]).c_str(), unit);
+    const Json value = object.value(key, Json(nullptr));
+    if (value.is_array()) printTracks(value);
+    if (value.is_null() || value.is_array() || value == "") continue;
+    std::printf("  %-17s %s%s\n", label, plain(value).c_str(), unit);
   }
   if (!object.contains("chunks")) return;
-  std::printf("  %-4s  %14s  %14s\n", "chunk", "offset", "size");
+  std::printf("  %-5s  %14s  %14s\n", "chunk", "offset", "size");
   for (const Json& chunk : object["chunks"])
-    std::printf("  %-4s  %14s  %14s\n", plain(chunk["id"]).c_str(), chunk["offset"].dump().c_str(),
+    std::printf("  %-5s  %14s  %14s\n", plain(chunk["id"]).c_str(), chunk["offset"].dump().c_str(),
                 chunk["size"].dump().c_str());
 }
 

@@ -26,6 +26,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kEndCheckInterval{20};
 constexpr std::chrono::seconds kPatienceWithADevice{10};
+constexpr std::chrono::seconds kPatienceWithAClock{1};
 constexpr std::chrono::seconds kPatienceAtTheEnd{5};
 
 /// Calls back on the main loop when the user or the system wants the program to end. Made before any thread is, so that
@@ -154,6 +155,14 @@ private:
     return true;
   }
 
+  /// A clock of the device's own tells the time with the first cycle: a take must not be stamped before.
+  void awaitDeviceTime(const AudioRing& ring) {
+    const int8_t source = ring.timeSource();
+    if (source != COREAUDIO_SMPTE && source != COREAUDIO_WORD_CLOCK) return;
+    const auto end = std::chrono::steady_clock::now() + kPatienceWithAClock;
+    while (!ring.timecodeLock() && std::chrono::steady_clock::now() < end) run_loop.runOnce(kEndCheckInterval);
+  }
+
   void record(Recorder& recorder) {
     const auto ask_to_end = [this, &recorder] { endAfterTheTake(recorder); };
     const TerminalKeys keys(run_loop, [&](char key) {
@@ -170,6 +179,7 @@ private:
     if (follows_lock) {
       first_sample = recorder.audio_ring.devicePosition();
     } else {
+      awaitDeviceTime(recorder.audio_ring);
       recorder.controller.startRecording(false);
     }
     signals.setAsked(ask_to_end);

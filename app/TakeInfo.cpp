@@ -25,6 +25,7 @@ int32_t readHeader(const std::string& path, MetaData& meta_data, std::string& re
   Log::Sink before = Log::setSink([&reason](std::string_view line) { reason = line; });
   const int32_t file_nr = OutputFile::readHeader(path, meta_data);
   Log::setSink(std::move(before));
+  if (file_nr >= 0) reason.clear(); // what it said of the document is told by the document's own fault
   return file_nr;
 }
 
