@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 
+#include <cmath>
 #include <utility>
 
 namespace vurl {
@@ -9,7 +10,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kRefreshInterval{100};
 constexpr int16_t kSubframes = 80;
-const std::string kAbort = "abort"; ///< the user's own reason, which is shown to nobody
+constexpr double kFullScaleSine = 1.414; ///< times a full-scale sine's RMS: 0 dB
+const std::string kAbort = "abort";      ///< the user's own reason, which is shown to nobody
 
 /// What the transport control shows in each engine state.
 struct StateDisplay {
@@ -164,6 +166,7 @@ void MainMenuControler::updateGUI() {
   } else {
     updateTimecodeGUI();
   }
+  updateLevelsGUI();
 }
 
 void MainMenuControler::updateStateGUI() {
@@ -234,6 +237,14 @@ void MainMenuControler::followLock(bool locked) {
     stopRecording(std::nullopt);
   } else if (menu(DeviceMenu::device).selectedItem() != nullptr && start_pacer.mayStart()) {
     startRecording(false);
+  }
+}
+
+void MainMenuControler::updateLevelsGUI() {
+  for (uint32_t channel = 0; channel < AudioRing::kMaxChannels; ++channel) {
+    const float peak = audio_ring.peakForChannel(channel);
+    const auto rms = static_cast<float>(audio_ring.rmsForChannel(channel) * kFullScaleSine);
+    view.setPeak(20.0F * std::log10(peak), 20.0F * std::log10(rms), channel);
   }
 }
 

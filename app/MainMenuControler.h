@@ -73,6 +73,8 @@ public:
   /// it starts when there is one and stops when there is none; a take that runs is never broken by it. After a take
   /// that a reason ended the next attempt waits (StartPacer), and there is none while there is no device.
   void updateTimecodeGUI();
+  /// Reads the levels of all 64 channels, which resets them, and shows them in decibels.
+  void updateLevelsGUI();
 
   // Take counters
 
