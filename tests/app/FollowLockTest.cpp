@@ -1,0 +1,99 @@
+// What the refresh timer does by itself: recording that follows the timecode's lock, and the levels.
+#include "app/LoudestChannels.h"
+#include "tests/app/ControllerRig.h"
+
+#include <limits>
+
+namespace vurl {
+namespace {
+
+using enum OutputFile::State;
+
+constexpr float kSilent = -std::numeric_limits<float>::infinity();
+
+class FollowLockTest : public testing::Test, protected ControllerRig {
+protected:
+  FollowLockTest() {
+    setLock(false);
+    defaults.setBool(true, "auto_start");
+  }
+  /// The test generator keeps its clock to itself, the session's is always there.
+  void setLock(bool locked) { defaults.setInteger(locked ? SESSION : COREAUDIO_SMPTE, "time_source"); }
+};
+
+TEST_F(FollowLockTest, RecordsWhileThereIsOneAndNeverBreaksTheTake) {
+  defaults.setBool(true, "new_take_on_rec");
+  for (const size_t takes : {0U, 1U}) {
+    time(10);
+    EXPECT_EQ(output_file.state(), IDLE);
+    EXPECT_FALSE(view.is_locked);
+    setLock(true);
+    time(30);
+    EXPECT_TRUE(view.is_locked);
+    EXPECT_EQ(output_file.state(), RUNNING_RECORDING);
+    EXPECT_EQ(view.takes.size(), takes);
+    setLock(false);
+    time(20);
+    ASSERT_EQ(view.takes.size(), takes + 1);
+    EXPECT_FALSE(view.takes.back().reason);
+    EXPECT_GT(view.takes.back().meta_data->nrSamples(), 28 * 19 * 256);
+  }
+  EXPECT_EQ(defaults.stringForKey("take"), "3");
+  setLock(true);
+  defaults.setBool(false, "show_generator");
+  time(10);
+  EXPECT_EQ(output_file.state(), IDLE) << "nothing to record from";
+}
+
+TEST_F(FollowLockTest, ATakeThatCannotBeMadeIsToldOnceAndTriedEverMoreSeldom) {
+  setLock(true);
+  const std::string later = folder.file("later");
+  defaults.setObject(later, "path_for_folder00");
+  time(200);
+  EXPECT_EQ(view.takes.size(), 5U) << "0, 1, 3, 7 and 15 seconds after the first";
+  EXPECT_NE(view.alerts.find("T1.wav"), std::string::npos);
+  EXPECT_EQ(view.alerts.find("T1-2-nr2.wav"), std::string::npos);
+  std::filesystem::create_directory(later);
+  setLock(false);
+  time(4);
+  setLock(true);
+  time(6);
+  EXPECT_EQ(output_file.state(), RUNNING_RECORDING) << "a new lock is a new beginning";
+  controller.processorOverload();
+  time(8);
+  EXPECT_EQ(output_file.state(), IDLE);
+  EXPECT_NE(view.alerts.find("overload"), std::string::npos);
+  time(10);
+  EXPECT_EQ(output_file.state(), RUNNING_RECORDING) << "what it lost in a second the pre-record time brings back";
+}
+
+TEST_F(FollowLockTest, LevelsOfAllChannelsAtEachTick) {
+  time(10);
+  for (int tick = 0; tick < 2; ++tick) {
+    view.levels.fill({99, 99});
+    time(1);
+    for (const size_t channel : {0U, 7U}) {
+      EXPECT_NEAR(view.levels[channel].first, -20, 0.05) << "the generator's tones have a tenth of full scale";
+      EXPECT_NEAR(view.levels[channel].second, -20, 0.2);
+    }
+    for (const size_t channel : {8U, 63U}) EXPECT_EQ(view.levels[channel], std::pair(kSilent, kSilent));
+  }
+}
+
+TEST(LoudestChannels, StandStillInTheOrderOfTheirNumbers) {
+  LoudestChannels loudest;
+  using Peaks = std::vector<std::pair<uint32_t, float>>;
+  const std::pair<Peaks, const char*> cases[] = {
+      {{{0, kSilent}, {5, -95}}, "silence"},
+      {{{63, -0.3F}, {4, -50}}, " 5 -50  64   0 dBFS"},
+      {{{63, -12.6F}, {4, -50}, {9, -30}, {1, -45}}, " 5 -50  10 -30  64 -13 dBFS"}, // not louder by enough
+      {{{63, -12}, {4, -50}, {9, -30}, {1, -43}}, " 2 -43  10 -30  64 -12 dBFS"},
+      {{{2, -20}, {2, -30}, {3, -kSilent}}, " 3 -20   4  99 dBFS"}};
+  for (const auto& [peaks, told] : cases) {
+    for (const auto& [channel, peak] : peaks) loudest.setPeak(peak, channel);
+    EXPECT_EQ(loudest.takeText(), told);
+  }
+}
+
+} // namespace
+} // namespace vurl
