@@ -129,19 +129,22 @@ public:
   /// What the settings file holds.
   std::string settings() const { return fileBytes(file("vurl-recorder/settings.plist")); }
 
-  /// `vurl record --json` with `settings` ("KEY=VALUE") and `options`, ready to be started by this user. Files are
-  /// called "x" unless a setting says otherwise.
-  Words recording(const Words& settings, const Words& options) const {
+  /// `vurl` with `arguments`, ready to be started by this user.
+  Words command(const Words& arguments) const {
     Words words = {"env",
                    "HOME=" + folder.path.string(),
                    "XDG_CONFIG_HOME=" + folder.path.string(),
                    "JACK_DEFAULT_SERVER=" + jack_server,
                    "JACK_NO_AUDIO_RESERVATION=1",
-                   VURL_PROGRAM,
-                   "record",
-                   "--json",
-                   "--set",
-                   "filename_format=x"};
+                   VURL_PROGRAM};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+  }
+
+  /// `vurl record --json` with `settings` ("KEY=VALUE") and `options`. Files are called "x" unless a setting says
+  /// otherwise.
+  Words recording(const Words& settings, const Words& options) const {
+    Words words = command({"record", "--json", "--set", "filename_format=x"});
     for (const auto& setting : settings) words.insert(words.end(), {"--set", setting});
     words.insert(words.end(), options.begin(), options.end());
     return words;
