@@ -1,11 +1,7 @@
 #include "platform/UserDefaults.h"
 
 #include "platform/Log.h"
-
-#include <sys/stat.h>
-
-#include <fcntl.h>
-#include <unistd.h>
+#include "platform/SettingsFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -47,50 +43,6 @@ const SettingValue* findIn(const SettingMap& map, const std::string& key) {
   return found == map.end() ? nullptr : &found->second;
 }
 
-/// Writes `bytes` to `descriptor` and syncs it; returns 0 or the errno of the step that failed.
-int writeAndSync(int descriptor, const std::string& bytes) {
-  size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return count < 0 ? errno : EIO;
-    written += static_cast<size_t>(count);
-  }
-  return fsync(descriptor) < 0 ? errno : 0;
-}
-
-/// Replaces the file at `path` by one that holds `bytes`: after a power cut the old or the new one is there, whole.
-/// Returns 0 or an errno.
-int replaceFile(const std::string& name, const std::string& bytes) {
-  std::error_code ignored;
-  const std::filesystem::path target = std::filesystem::weakly_canonical(name, ignored); // a link stays a link
-  const std::string path = ignored ? name : target.string();
-  std::string fresh = path + ".XXXXXX";
-  const int descriptor = mkostemp(fresh.data(), O_CLOEXEC);
-  if (descriptor < 0) return errno;
-  int error = writeAndSync(descriptor, bytes);
-  if (close(descriptor) < 0 && error == 0) error = errno;
-  if (error == 0 && rename(fresh.c_str(), path.c_str()) < 0) error = errno;
-  if (error != 0) {
-    unlink(fresh.c_str());
-    return error;
-  }
-  const std::string folder = std::filesystem::path(path).parent_path().string();
-  const int folder_descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder_descriptor < 0) return errno;
-  error = fsync(folder_descriptor) < 0 ? errno : 0;
-  close(folder_descriptor);
-  return error == EINVAL ? 0 : error; // some file systems cannot sync a folder
-}
-
-/// Moves the file at `path` out of the way; returns its new path, or nothing when that failed.
-std::optional<std::string> setAside(const std::string& path) {
-  std::string aside = path + ".unreadable";
-  for (int number = 2; access(aside.c_str(), F_OK) == 0; ++number) aside = text("%s.unreadable-%i", path, number);
-  if (rename(path.c_str(), aside.c_str()) < 0) return std::nullopt;
-  return aside;
-}
-
 } // namespace
 
 struct UserDefaults::ObserverEntry {
@@ -123,6 +75,7 @@ std::string UserDefaults::standardPath() {
 void UserDefaults::load() {
   std::string reason;
   int error_number = 0;
+  on_disk_stamp = FileStamp::of(path);
   const auto document = readWholeFile(path, reason, error_number);
   if (!document && error_number == ENOENT) {
     is_new = true;
@@ -133,6 +86,7 @@ void UserDefaults::load() {
     load_warnings.push_back(text("The settings file %s could not be read: %s.", path, reason));
   } else if (auto values = parsePropertyList(*document, reason)) {
     stored = std::move(*values);
+    on_disk = stored;
     may_write = true;
     return;
   } else if (const auto aside = setAside(path)) {
@@ -202,6 +156,7 @@ void UserDefaults::setObject(const SettingValue& value, const std::string& key) 
     const SettingValue* const old = findIn(stored, key);
     if (old != nullptr && *old == value) return;
     stored[key] = value;
+    changed.insert(key);
     dirty = true;
   });
 }
@@ -239,28 +194,54 @@ SettingMap UserDefaults::all() const {
   return values;
 }
 
+bool UserDefaults::isSetForRun(const std::string& key) const {
+  const std::lock_guard lock(mutex);
+  return for_run.count(key) > 0;
+}
+
 std::optional<std::string> UserDefaults::synchronize() {
-  std::string document;
-  {
-    const std::lock_guard lock(mutex);
-    if (path.empty() || (!dirty && !is_new)) return std::nullopt;
-    if (!may_write) return text("The settings are not written: %s", load_warnings.back());
-    document = writePropertyList(stored);
-    dirty = false;
-  }
+  if (path.empty() || (!dirty && !is_new)) return std::nullopt;
+  if (!may_write) return text("The settings are not written: %s", load_warnings.back());
   std::error_code made;
   const auto folder = std::filesystem::path(path).parent_path();
   if (!folder.empty()) std::filesystem::create_directories(folder, made);
-  const int error = made ? made.value() : replaceFile(path, document);
-  if (error == 0) {
-    is_new = false;
-    return std::nullopt;
-  }
-  const std::lock_guard lock(mutex);
-  dirty = true;
-  const std::string reason = text("The settings could not be written to %s: %s.", path, systemError(error));
+  const auto failure = made ? std::optional(systemError(made.value())) : writeFile();
+  if (!failure) return std::nullopt;
+  const std::string reason = text("The settings could not be written to %s: %s.", path, *failure);
   warn("%@", reason);
   return reason;
+}
+
+/// Returns nothing, or what went wrong.
+std::optional<std::string> UserDefaults::writeFile() {
+  const WriteTurn turn(path);
+  if (FileStamp::of(path) != on_disk_stamp) {
+    if (auto failure = readWhatOthersWrote()) return failure;
+  }
+  for (const std::string& key : changed) on_disk[key] = stored[key];
+  const int error = replaceFile(path, writePropertyList(on_disk));
+  if (error != 0) return systemError(error);
+  on_disk_stamp = FileStamp::of(path);
+  changed.clear();
+  dirty = false;
+  is_new = false;
+  return std::nullopt;
+}
+
+/// Brings on_disk up to date. Where no settings are left, all that the user has set here is the best there is.
+std::optional<std::string> UserDefaults::readWhatOthersWrote() {
+  std::string reason;
+  int error_number = 0;
+  const auto document = readWholeFile(path, reason, error_number);
+  if (!document && error_number != ENOENT) return reason;
+  auto values = document ? parsePropertyList(*document, reason) : std::nullopt;
+  if (document && !values) {
+    const auto aside = setAside(path);
+    if (!aside) return reason;
+    warn("The settings file %s could not be understood any more (%s). It is kept as %s.", path, reason, *aside);
+  }
+  on_disk = values ? std::move(*values) : stored;
+  return std::nullopt;
 }
 
 } // namespace vurl

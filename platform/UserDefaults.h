@@ -4,12 +4,14 @@
 #pragma once
 
 #include "platform/PropertyList.h"
+#include "platform/SettingsFile.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,6 +42,9 @@ public:
 
   /// $XDG_CONFIG_HOME/vurl-recorder/settings.plist, with ~/.config when the variable is not set to a full path.
   static std::string standardPath();
+
+  /// The settings file's path as it was given; empty for settings without a file.
+  const std::string& file() const { return path; }
 
   /// Whether there was no settings file when this object was made: the user's first start.
   bool isNew() const { return is_new; }
@@ -76,6 +81,9 @@ public:
   /// Observers are called as above.
   void setForRun(const SettingValue& value, const std::string& key);
 
+  /// Whether reading `key` gives a value that was set for this run only.
+  bool isSetForRun(const std::string& key) const;
+
   /// Calls `observer` with the key after each change of `key`; with an empty key, of any key.
   [[nodiscard]] ObservationHandle observe(const std::string& key, Observer observer);
 
@@ -83,8 +91,10 @@ public:
   SettingMap all() const;
 
   /// Writes what the user has set to the file, when anything changed since: to a new file beside it, synced, then
-  /// renamed over the old one, and the folder synced. Returns nothing, or the reason of the failure, which is logged
-  /// as well. The folder is made when it is missing.
+  /// renamed over the old one, and the folder synced. What another program has written there meanwhile stays, except
+  /// under the keys that were set here since the last time; this object goes on with the values that it has read.
+  /// Returns nothing, or the reason of the failure, which is logged as well. The folder is made when it is missing.
+  /// Thread: main.
   std::optional<std::string> synchronize();
 
 private:
@@ -94,6 +104,8 @@ private:
   const SettingValue* find(const std::string& key) const;
   void load();
   void change(const std::string& key, const std::function<void()>& set);
+  std::optional<std::string> writeFile();
+  std::optional<std::string> readWhatOthersWrote();
 
   const std::string path;
   bool is_new = false;
@@ -103,6 +115,9 @@ private:
   SettingMap for_run;
   SettingMap stored;
   SettingMap registered;
+  SettingMap on_disk;            ///< what the file held when it was last read or written, at on_disk_stamp
+  FileStamp on_disk_stamp;       ///< what the file looked like then
+  std::set<std::string> changed; ///< keys to be written
   std::vector<std::string> load_warnings;
   std::shared_ptr<std::vector<std::shared_ptr<ObserverEntry>>> observers;
 };

@@ -62,6 +62,25 @@ TEST_F(SettingsFile, HoldsTheUsersLayerOnly) {
   }
 }
 
+TEST_F(SettingsFile, KeepsWhatAnotherProgramWrites) {
+  UserDefaults one(path), other(path);
+  const auto set = [](UserDefaults& defaults, const char* key, int64_t value) {
+    defaults.setInteger(value, key);
+    EXPECT_EQ(defaults.synchronize(), std::nullopt);
+  };
+  for (const char* key : {"a", "both", "b"}) set(one, key, 1);
+  for (const char* key : {"b", "both"}) set(other, key, 2);
+  for (const char* key : {"both", "a"}) set(one, key, 3);
+  set(one, "a", 4);
+  EXPECT_EQ(UserDefaults(path).all(), (SettingMap{{"a", int64_t{4}}, {"b", int64_t{2}}, {"both", int64_t{3}}}));
+  EXPECT_EQ(one.integerForKey("b"), 1) << "a program goes on with what it has read";
+  for (int64_t value = 5; value <= 6; ++value) { // all is written where nothing is left
+    value == 5 ? static_cast<void>(std::filesystem::remove(path)) : writeFile(path, "not XML");
+    set(one, "a", value);
+    EXPECT_EQ(UserDefaults(path).all(), one.all());
+  }
+}
+
 TEST_F(SettingsFile, GivesEveryTextBack) {
   // clang-format off
   const SettingMap values = {
