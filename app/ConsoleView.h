@@ -36,7 +36,6 @@ public:
   void showPullMenu(const std::array<PullMenu::Item, 3>&) override {}
   void showBufferSizeRange(double, double) override {}
   void showBufferSize(uint32_t) override {}
-  void showChannelNames(const std::vector<std::string>&, const std::vector<std::string>&) override {}
   void takeFinished(const FinishedTake& take) override;
 
 private:

@@ -193,7 +193,8 @@ void MainMenuControler::updateBufferFrameSize() {
 }
 
 void MainMenuControler::updateChannels() {
-  view.showChannelNames(input_device.inputs(), input_device.outputs());
+  channel_layout_controler.setInputNames(input_device.inputs());
+  channel_layout_controler.setOutputNames(input_device.outputs());
   audio_ring.parseTODTime();
 }
 

@@ -50,11 +50,13 @@ MainMenuControler::MainMenuControler(Collaborators collaborators)
       input_device(collaborators.input_device),
       output_file(collaborators.output_file),
       view(collaborators.view),
-      pause(std::move(collaborators.pause)) {}
+      pause(std::move(collaborators.pause)),
+      channel_layout_controler(collaborators.channel_layout_controler) {}
 
 // Life cycle
 
 void MainMenuControler::applicationDidFinishLaunching() {
+  channel_layout_controler.resetMenus();
   update_GUI_counter = 0;
   update_GUI_timer = run_loop.every(kRefreshInterval, [this] { updateGUI(); });
 }

@@ -4,6 +4,7 @@
 // Everything here runs on the main thread.
 #pragma once
 
+#include "app/ChannelLayoutControler.h"
 #include "app/MainWindowView.h"
 #include "app/StartPacer.h"
 #include "engine/AudioRing.h"
@@ -36,13 +37,14 @@ public:
     MainWindowView& view;
     /// Lets 0.1 s of the engine's time pass while the main thread waits for it; tests step the engine here.
     std::function<void()> pause;
+    ChannelLayoutControler& channel_layout_controler;
   };
 
   explicit MainMenuControler(Collaborators collaborators);
 
   // Life cycle
 
-  /// Starts the refresh timer, which calls updateGUI() every 0.1 s.
+  /// Builds the layout's menus and starts the refresh timer, which calls updateGUI() every 0.1 s.
   void applicationDidFinishLaunching();
 
   /// Stops whatever runs, waits until the last take is complete on disk, and writes the settings. A take that is just
@@ -135,6 +137,7 @@ private:
   OutputFile& output_file;
   MainWindowView& view;
   const std::function<void()> pause;
+  ChannelLayoutControler& channel_layout_controler;
 
   /// A STOP, kept until its take is over: if a break falls together with it, the next piece gets it again.
   struct Stop {

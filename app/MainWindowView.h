@@ -64,7 +64,6 @@ public:
   /// Buffer sizes in frames.
   virtual void showBufferSizeRange(double lowest, double highest) = 0;
   virtual void showBufferSize(uint32_t frames) = 0;
-  virtual void showChannelNames(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) = 0;
 
   virtual void takeFinished(const FinishedTake& take) = 0;
 };

@@ -40,8 +40,10 @@ private:
 
 class Recorder {
 public:
-  /// `services`, `defaults`, `run_loop` and `view` outlive the recorder.
-  Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, MainWindowView& view);
+  /// `services`, `defaults`, `run_loop` and the views outlive the recorder. Without a `layout_view` the layout is shown
+  /// nowhere.
+  Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, MainWindowView& view,
+           ChannelLayoutView* layout_view = nullptr);
 
   /// Ends a take that runs, waits until it is complete on disk, stops the processing thread and the device.
   ~Recorder();
@@ -60,7 +62,13 @@ private:
     MainWindowView& view;
   };
 
+  struct HiddenLayout final : ChannelLayoutView {
+    void showCountMenu(CountMenu, const PopupMenu&) override {}
+    void redrawMatrix() override {}
+  };
+
   PullPopup pull_popup;
+  HiddenLayout hidden_layout;
   PosixFileLayer file_layer;
 
 public:
@@ -72,6 +80,7 @@ private:
 
 public:
   InputDevice input_device;
+  ChannelLayoutControler channel_layout_controler;
   MainMenuControler controller;
 };
 

@@ -43,11 +43,19 @@ struct RecordingView final : MainWindowView {
   void showPullMenu(const std::array<PullMenu::Item, 3>&) override {}
   void showBufferSizeRange(double, double) override {}
   void showBufferSize(uint32_t frames) override { buffer_size = frames; }
-  void showChannelNames(const std::vector<std::string>&, const std::vector<std::string>&) override {}
   void takeFinished(const FinishedTake& take) override { takes.push_back(take); }
 
 private:
   bool busy = false;
+};
+
+/// Counts what it was shown.
+struct RecordingLayoutView final : ChannelLayoutView {
+  std::array<PopupMenu, 3> menus;
+  int redraws = 0;
+
+  void showCountMenu(CountMenu which, const PopupMenu& menu) override { menus[static_cast<size_t>(which)] = menu; }
+  void redrawMatrix() override { ++redraws; }
 };
 
 /// A device that a test plugs and pulls: stereo, at one rate, never delivering.
@@ -123,8 +131,10 @@ struct ControllerRig {
   OutputFile output_file{audio_ring, defaults, file_layer, nullptr};
   RingDelegate ring_delegate{audio_ring};
   InputDevice input_device{model, run_loop, ring_delegate};
-  MainMenuControler controller{
-      {defaults, run_loop, audio_ring, input_device, output_file, view, [this] { engineGoesOn(); }}};
+  RecordingLayoutView layout_view;
+  ChannelLayoutControler channel_layout_controler{defaults, layout_view};
+  MainMenuControler controller{{defaults, run_loop, audio_ring, input_device, output_file, view,
+                                [this] { engineGoesOn(); }, channel_layout_controler}};
   UserDefaults::ObservationHandle show_generator;
 };
 
