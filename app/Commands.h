@@ -23,11 +23,22 @@ struct RecordOptions {
   std::optional<double> duration;          ///< seconds, or until a signal or `q` ends the take
   bool auto_start = false;                 ///< sets "auto_start" for the run
   bool json = false;
+  /// Texts for the settings of these names, as typed into their fields.
+  std::optional<std::string> project, scene, slate, take, roll, note;
 };
 
 /// Records one take, with all its pieces; with the setting "auto_start" as many as the timecode's lock brings, and the
-/// duration counts from the beginning of the wait.
+/// duration counts from the beginning of the wait; on a terminal keys start and stop as many as the user likes. Refuses
+/// when another program is recording with the same settings.
 int runRecord(UserDefaults& defaults, const RecordOptions& options);
+
+struct LayoutOptions {
+  std::optional<int32_t> auto_configuration; ///< 1 to 5: routes files and folders anew (ChannelLayoutControler)
+  bool matrix = false;                       ///< prints the grid, not the summary
+};
+
+/// Prints how channels go into files and files into folders.
+int runLayout(UserDefaults& defaults, const LayoutOptions& options);
 
 struct InfoOptions {
   std::vector<std::string> files; ///< paths

@@ -1,25 +1,26 @@
-// vurl record: one take with all its pieces, or take after take as the timecode's lock comes and goes, from the start
-// of the program to its end.
+// vurl record: one take with all its pieces, from the start of the program to its end; or take after take, as the
+// timecode's lock comes and goes, or as a user at a terminal works the transport by keys.
 #include "app/Commands.h"
 #include "app/ConsoleView.h"
 #include "app/DeviceChoice.h"
+#include "app/EndSignals.h"
 #include "app/Recorder.h"
 #include "app/TerminalKeys.h"
 #include "hardware/DeviceList.h"
 #include "platform/Log.h"
 #include "platform/PollRunLoop.h"
-
-#include <sys/signalfd.h>
+#include "platform/SettingsLock.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <thread>
+#include <tuple>
 
 namespace vurl {
 namespace {
@@ -28,43 +29,7 @@ constexpr std::chrono::milliseconds kEndCheckInterval{20};
 constexpr std::chrono::seconds kPatienceWithADevice{10};
 constexpr std::chrono::seconds kPatienceWithAClock{1};
 constexpr std::chrono::seconds kPatienceAtTheEnd{5};
-
-/// Calls back on the main loop when the user or the system wants the program to end. Made before any thread is, so that
-/// none of them is interrupted.
-class EndSignals {
-public:
-  explicit EndSignals(RunLoop& run_loop) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (descriptor < 0) pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // let them end the program at least
-    if (descriptor >= 0)
-      watch = run_loop.watch(descriptor, [this] {
-        signalfd_siginfo info{};
-        while (read(descriptor, &info, sizeof info) == sizeof info) {
-        }
-        came = true;
-        if (asked) asked();
-      });
-  }
-  ~EndSignals() { close(descriptor); }
-  EndSignals(const EndSignals&) = delete;
-  EndSignals& operator=(const EndSignals&) = delete;
-
-  /// Who is told; at once if a signal has come already.
-  void setAsked(std::function<void()> callback) {
-    asked = std::move(callback);
-    if (came && asked) asked();
-  }
-
-private:
-  int descriptor = -1;
-  bool came = false;
-  std::function<void()> asked;
-  RunLoop::Handle watch;
-};
+constexpr const char* kKeyHelp = "r record   s stop   a abort   p play   q stop and quit";
 
 class RecordCommand {
 public:
@@ -73,6 +38,8 @@ public:
 
   int run() {
     std::string reason;
+    const auto lock = SettingsLock::take(defaults.file(), reason);
+    if (!lock) return refuse(reason, kExitHarmed);
     if (options.device && !findWanted(reason)) return refuse(reason, kExitUsage);
     if (options.auto_start) defaults.setForRun(true, "auto_start");
     follows_lock = defaults.boolForKey("auto_start");
@@ -82,6 +49,7 @@ public:
     run_loop.drain();
     if (!isSelected(*recorder, reason)) return refuse(reason, kExitHarmed);
     if (options.clock_source && !chooseClockSource(*recorder, reason)) return refuse(reason, kExitUsage);
+    setTexts(recorder->controller);
     record(*recorder);
     recorder->controller.applicationWillTerminate();
     const bool all_printed = view.flush();
@@ -143,6 +111,20 @@ private:
     return wanted.empty() || item->title == wanted;
   }
 
+  /// Stores what the user said about the take as if it had been typed into the fields: another scene or slate begins
+  /// with take 1, unless the user says which.
+  void setTexts(MainMenuControler& controller) {
+    const std::tuple<const char*, const std::optional<std::string>&, bool> texts[] = {
+        {"project", options.project, false}, {"scene", options.scene, true}, {"slate", options.slate, true},
+        {"roll", options.roll, false},       {"note", options.note, false},  {"take", options.take, false}};
+    for (const auto& [key, value, is_scene] : texts) {
+      if (!value) continue;
+      const bool changes = defaults.stringForKey(key) != *value;
+      defaults.setObject(*value, key);
+      if (changes && is_scene) controller.sceneChanged();
+    }
+  }
+
   /// Has the device follow the clock that the user named, before any take runs that the change would end.
   bool chooseClockSource(Recorder& recorder, std::string& reason) {
     const auto& items = recorder.controller.menu(DeviceMenu::clock_source).items;
@@ -155,6 +137,18 @@ private:
     return true;
   }
 
+  /// The keys are the transport's buttons. Once one of them was used, the program stays for the next.
+  void pressed(char key, Recorder& recorder) {
+    constexpr std::array<std::pair<char, TransportCommand>, 4> kKeys = {
+        {{'r', REC}, {'s', STOP}, {'a', ABORT}, {'p', PLAY}}};
+    for (const auto& [letter, command] : kKeys) {
+      if (key != letter || ends) continue;
+      stays = true;
+      recorder.controller.recStopPressed(command);
+    }
+    if (key == 'q') endAfterTheTake(recorder);
+  }
+
   /// A clock of the device's own tells the time with the first cycle: a take must not be stamped before.
   void awaitDeviceTime(const AudioRing& ring) {
     const int8_t source = ring.timeSource();
@@ -164,28 +158,37 @@ private:
   }
 
   void record(Recorder& recorder) {
-    const auto ask_to_end = [this, &recorder] { endAfterTheTake(recorder); };
-    const TerminalKeys keys(run_loop, [&](char key) {
-      if (key == 'q') ask_to_end();
-    });
+    if (!follows_lock) awaitDeviceTime(recorder.audio_ring);
+    const TerminalKeys keys(run_loop, [&](char key) { pressed(key, recorder); });
+    if (keys.areRead() && isatty(STDERR_FILENO) == 1) std::fprintf(stderr, "%s\n", kKeyHelp);
     view.setWhenFinished([this] {
       ++nr_takes;
-      if (!follows_lock || ends) run_loop.quit();
+      if (ends || !(follows_lock || stays)) run_loop.quit();
     });
-    const auto end_check = run_loop.every(kEndCheckInterval, [&] {
-      if (timeIsUp(recorder)) ask_to_end();
-      if (options.duration && deviceStandsStill(recorder)) endForStandstill(recorder);
-    });
+    const auto end_check = run_loop.every(kEndCheckInterval, [&] { checkEnd(recorder); });
     if (follows_lock) {
       first_sample = recorder.audio_ring.devicePosition();
     } else {
-      awaitDeviceTime(recorder.audio_ring);
       recorder.controller.startRecording(false);
     }
-    signals.setAsked(ask_to_end);
+    signals.setAsked([&] { endAfterTheTake(recorder); });
     run_loop.run();
     signals.setAsked({});
     view.setWhenFinished({});
+  }
+
+  void checkEnd(Recorder& recorder) {
+    const OutputFile::State state = recorder.output_file.state();
+    if (ends && state == OutputFile::IDLE) run_loop.quit();
+    if (ends && state >= OutputFile::STARTING_PLAYBACK) recorder.controller.recStopPressed(STOP);
+    if (timeIsUp(recorder)) {
+      if (stays && !follows_lock)
+        recorder.controller.stopWhenRunning();
+      else
+        endAfterTheTake(recorder);
+    }
+    const bool needs_device = follows_lock || state != OutputFile::IDLE;
+    if (options.duration && needs_device && deviceStandsStill(recorder)) endForStandstill(recorder);
   }
 
   /// Ends the take that runs or is just starting, and the program with it, or the program at once when there is none.
@@ -209,10 +212,15 @@ private:
     recorder.controller.stopRecording(reason);
   }
 
-  /// Whether the device is as far past the first sample that counts as the user wants; true once only.
+  /// Whether the device is as far past the first sample that counts as the user wants; true once, or
+  /// once for each take of a user at the keys.
   bool timeIsUp(const Recorder& recorder) {
-    if (!options.duration || told_to_end) return false;
     const OutputFile::State state = recorder.output_file.state();
+    if (state == OutputFile::IDLE && !follows_lock) {
+      first_sample.reset();
+      told_to_end = false;
+    }
+    if (!options.duration || told_to_end) return false;
     if (!first_sample && state >= OutputFile::RUNNING_RECORDING && state <= OutputFile::FINISHED_RECORDING) {
       first_sample = recorder.output_file.startPosition();
     }
@@ -244,6 +252,7 @@ private:
   int nr_takes = 0;
   std::optional<int64_t> first_sample; ///< of the take, or of the wait for timecode
   bool told_to_end = false;
+  bool stays = false; ///< the user works the transport by keys
   int64_t last_position = -1;
   std::chrono::steady_clock::time_point last_progress;
 };

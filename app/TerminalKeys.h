@@ -16,6 +16,9 @@ public:
   TerminalKeys(const TerminalKeys&) = delete;
   TerminalKeys& operator=(const TerminalKeys&) = delete;
 
+  /// Whether there is a terminal to type at.
+  bool areRead() const { return watch != nullptr; }
+
 private:
   struct Saved;
 

@@ -20,6 +20,7 @@ struct Arguments {
   bool verbose = false;
   bool devices_json = false;
   RecordOptions record;
+  LayoutOptions layout;
   InfoOptions info;
   std::optional<std::string> key;
   std::optional<std::string> value;
@@ -89,6 +90,21 @@ void describe(CLI::App& app, Arguments& arguments) {
       ->check(CLI::Validator([](const std::string& seconds) { return aboveZero(seconds); }, "", ""));
   record->add_flag("--json", arguments.record.json, "Print one JSON object per finished take");
 
+  const std::pair<const char*, std::optional<std::string>*> texts[] = {
+      {"project", &arguments.record.project}, {"scene", &arguments.record.scene}, {"slate", &arguments.record.slate},
+      {"take", &arguments.record.take},       {"roll", &arguments.record.roll},   {"note", &arguments.record.note}};
+  for (const auto& [name, value] : texts)
+    record->add_option(text("--%@", name), *value, text("Set the %@, and remember it", name))->type_name("TEXT");
+
+  CLI::App* const layout = app.add_subcommand("layout", "Show how channels go into files, and route them anew");
+  layout
+      ->add_option("--auto", arguments.layout.auto_configuration,
+                   "Route: 1 mono files in every folder, 2 a polyphonic file in every folder, 3 stereo in the first "
+                   "folder and mono in the others, 4 stereo and polyphonic, 5 polyphonic and mono")
+      ->type_name("1..5")
+      ->check(CLI::Range(1, 5));
+  layout->add_flag("--matrix", arguments.layout.matrix, "Print the routing as a grid");
+
   CLI::App* const info = app.add_subcommand("info", "Tell what take files say of themselves");
   info->add_option("file", arguments.info.files, "Take files")->type_name("FILE")->required();
   info->add_flag("--chunks", arguments.info.chunks, "List the chunks of each file as well");
@@ -106,6 +122,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (!applySettings(defaults, arguments.settings)) return kExitUsage;
   if (app.got_subcommand("devices")) return runDevices(defaults, arguments.devices_json);
   if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
+  if (app.got_subcommand("layout")) return runLayout(defaults, arguments.layout);
   if (app.got_subcommand("info")) return runInfo(defaults, arguments.info);
   return runSettings(defaults, arguments.key, arguments.value);
 }

@@ -24,7 +24,7 @@ int64_t timeOfDay() {
 /// What vurl info tells of `paths` as JSON.
 nlohmann::json infoOf(const Home& home, Words paths) {
   paths.insert(paths.begin(), {"info", "--json"});
-  Program vurl(home.command(paths));
+  Program vurl(home.vurl(paths));
   EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
   return nlohmann::json::parse(vurl.output());
 }
@@ -102,12 +102,12 @@ TEST(Info, TellsWhatCanBeReadAndSaysWhatCannot) {
   EXPECT_TRUE(all[0]["ixml"] == "read" && all[1]["ixml"] == "broken" && all[1]["note"].is_null());
   EXPECT_EQ(all[1]["channels"], 8) << "the header tells them without the document";
   Program vurl(
-      home.command({"info", "--chunks", takes + "x.caf", takes + "cut.wav", takes + "none.wav", takes + "good1.wav"}));
+      home.vurl({"info", "--chunks", takes + "x.caf", takes + "cut.wav", takes + "none.wav", takes + "good1.wav"}));
   EXPECT_EQ(vurl.wait(), 1);
   expectParts(vurl.errors(), {"cut.wav: ", "none.wav: No such file or directory."});
   expectParts(vurl.output(), {"x.caf\n", "data           131056 ", "data           131064 ", "iXML  ", "cut.wav\n",
                               "runs past the end", "a\\x7f\\u202e\\u009b\n"});
-  Program refused(home.command({"info", takes + "x.caf"}));
+  Program refused(home.vurl({"info", takes + "x.caf"}));
   EXPECT_EQ(refused.wait(), 1);
   expectParts(refused.errors(), {"CAF not suported", "--chunks"});
 }

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sched.h>
 #include <unistd.h>
 
@@ -50,16 +51,18 @@ inline void expectParts(const std::string& whole, const Words& parts) {
 /// A program that runs beside the test. Killed, if it must be, and reaped with this object.
 class Program {
 public:
-  explicit Program(Words words) {
+  enum class Stdin { nothing, keyboard }; ///< a keyboard is a terminal of the program's own
+
+  explicit Program(Words words, Stdin from = Stdin::nothing) {
     const Words files = {"/dev/null", streams.file("1"), streams.file("2")};
     std::vector<char*> arguments;
     for (auto& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    pid = fork();
+    pid = from == Stdin::keyboard ? forkpty(&keyboard, nullptr, nullptr, nullptr) : fork();
     if (pid != 0) return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     for (const int number : {SIGINT, SIGHUP}) std::signal(number, SIG_DFL); // ignored when tests run in the background
-    for (int stream = 0; stream < 3; ++stream)
+    for (int stream = from == Stdin::keyboard ? 1 : 0; stream < 3; ++stream)
       dup2(open(files[static_cast<size_t>(stream)].c_str(), O_RDWR | O_CREAT, 0600), stream);
     execvp(arguments[0], arguments.data());
     _exit(127);
@@ -67,12 +70,15 @@ public:
   ~Program() {
     signal(SIGKILL);
     if (pid > 0) waitpid(pid, nullptr, 0);
+    if (keyboard >= 0) close(keyboard);
   }
   Program(Program&&) = delete;
 
   void signal(int number) const {
     if (pid > 0) kill(pid, number);
   }
+
+  void type(char key) const { EXPECT_EQ(write(keyboard, &key, 1), 1); }
 
   /// Waits for the end. The exit code; 128 and the signal's number if one ended it; -1 if it never ends.
   int wait() {
@@ -88,6 +94,7 @@ public:
 private:
   TemporaryFolder streams;
   pid_t pid = -1;
+  int keyboard = -1; ///< the other end of it
 };
 
 /// What `words` print, blanks in a row made one; a failure of the test when they fail.
@@ -130,7 +137,7 @@ public:
   std::string settings() const { return fileBytes(file("vurl-recorder/settings.plist")); }
 
   /// `vurl` with `arguments`, ready to be started by this user.
-  Words command(const Words& arguments) const {
+  Words vurl(const Words& arguments) const {
     Words words = {"env",
                    "HOME=" + folder.path.string(),
                    "XDG_CONFIG_HOME=" + folder.path.string(),
@@ -141,10 +148,10 @@ public:
     return words;
   }
 
-  /// `vurl record --json` with `settings` ("KEY=VALUE") and `options`. Files are called "x" unless a setting says
-  /// otherwise.
+  /// `vurl record --json` with `settings` ("KEY=VALUE") and `options`, ready to be started by this user. Files are
+  /// called "x" unless a setting says otherwise.
   Words recording(const Words& settings, const Words& options) const {
-    Words words = command({"record", "--json", "--set", "filename_format=x"});
+    Words words = vurl({"record", "--json", "--set", "filename_format=x"});
     for (const auto& setting : settings) words.insert(words.end(), {"--set", setting});
     words.insert(words.end(), options.begin(), options.end());
     return words;

@@ -1,0 +1,66 @@
+// A user at a terminal: takes by keys, texts from the command line, and other programs that use the same settings.
+#include "tests/system/TakeFile.h"
+
+namespace vurl {
+
+TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
+  const Home home;
+  Program vurl(home.recording({"filename_format=T%t", "new_take_on_rec=true"},
+                              {"--device", "generator", "--scene", "12 <A>", "--take", "7", "--note", "x"}),
+               Program::Stdin::keyboard);
+  const auto grows = [&](const char* name) { return home.hasGrownTo(name, TakeFile::kHeaderSize + 200000); };
+  const auto has_reported = [&](size_t count) { return eventually([&] { return takesOf(vurl).size() >= count; }); };
+  ASSERT_TRUE(grows("T7.wav"));
+
+  Program second(home.recording({}, {"--device", "generator", "--take", "99"}));
+  EXPECT_EQ(second.wait(), 1);
+  expectParts(second.errors(), {"is recording with the settings " + home.file("vurl-recorder/settings.plist")});
+  EXPECT_TRUE(second.output().empty());
+  EXPECT_EQ(printedBy(home.vurl({"settings", "scene"})), "1\n") << "reading is free; nothing is written yet";
+  printedBy(home.vurl({"settings", "contact_info", "the office"}));
+
+  vurl.type('s');
+  ASSERT_TRUE(has_reported(1));
+  sleepFor(300);
+  EXPECT_EQ(takesOf(vurl).size(), 1U) << "it stays, and nothing runs";
+  vurl.type('r');
+  ASSERT_TRUE(grows("T8.wav"));
+  vurl.type('r'); // the next take, without a gap
+  ASSERT_TRUE(grows("T9.wav"));
+  vurl.type('a');
+  ASSERT_TRUE(has_reported(3));
+  vurl.type('r');
+  ASSERT_TRUE(grows("T9-nr2.wav")); // what was cut short goes on as its next piece
+  vurl.type('q');
+  EXPECT_EQ(vurl.wait(), 1) << "for the take that was aborted";
+
+  const auto takes = takesOf(vurl);
+  ASSERT_EQ(takes.size(), 4U);
+  for (size_t i = 0; i < takes.size(); ++i) EXPECT_EQ(takes[i]["reason"].is_null(), i != 2) << takes[i];
+  for (const auto& [key, value] :
+       {std::pair{"take", "10\n"}, {"scene", "12 <A>\n"}, {"note", "\n"}, {"contact_info", "the office\n"}})
+    EXPECT_EQ(printedBy(home.vurl({"settings", key})), value) << key;
+}
+
+TEST(Session, ATextGivenAsAnOptionIsTheFieldThatTheUserTypesInto) {
+  const Home home;
+  const std::tuple<Words, const char*> cases[] = {// options, the take that is recorded
+                                                  {{"--take", "5"}, "T5.wav"},
+                                                  {{"--scene", "2", "--project", "P"}, "T1.wav"},
+                                                  {{"--scene", "2"}, "T2.wav"},
+                                                  {{"--slate", "B", "--roll", "r", "--take", "3"}, "T3.wav"},
+                                                  {Words{}, "T4.wav"}};
+  for (const auto& [texts, file] : cases) {
+    Words options = {"--device", "generator", "--duration", "0.2"};
+    options.insert(options.end(), texts.begin(), texts.end());
+    Program vurl(home.recording({"filename_format=T%t"}, options));
+    EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
+    EXPECT_EQ(takeOf(vurl)["files"][0], (home.takes() / file).string());
+    std::filesystem::remove(home.takes() / file);
+  }
+  Program refused(home.recording({}, {"--device", "no such device", "--take", "99"}));
+  EXPECT_EQ(refused.wait(), 2);
+  EXPECT_EQ(printedBy(home.vurl({"settings", "take"})), "5\n") << "a command that is refused changes nothing";
+}
+
+} // namespace vurl
