@@ -50,7 +50,8 @@ void readDocument(TakeInfo& info) {
   const auto track_value = [&](int32_t track, const char* element) {
     return document->firstValue(text(".//BWFXML/TRACK_LIST/TRACK[%i]/%s", track, element)).value_or("");
   };
-  for (int32_t track = 1; track <= info.meta_data.nrTracksForFile(0); ++track) {
+  const std::string count = document->firstValue(".//BWFXML/TRACK_LIST/TRACK_COUNT").value_or("");
+  for (int32_t track = 1; track <= std::min<int64_t>(leadingInteger(count), MetaData::kMaximumChannels); ++track) {
     const auto channel = static_cast<int32_t>(leadingInteger(track_value(track, "CHANNEL_INDEX")));
     info.tracks.emplace_back(channel - 1, track_value(track, "NAME"));
   }
@@ -64,7 +65,7 @@ std::optional<TakeInfo> readTakeInfo(const UserDefaults& defaults, const std::st
   info.file_nr = readHeader(path, info.meta_data, reason);
   if (info.file_nr < 0) return std::nullopt;
   const bool is_large = findChunk(chunks, "ds64") != nullptr;
-  info.format = is_large ? "RF64" : "Broadcast Wave";
+  info.format = is_large ? "RF64" : findChunk(chunks, "bext") != nullptr ? "Broadcast Wave" : "WAVE";
   info.nr_tracks = tracksOfFormat(defaults, path, findChunk(chunks, "fmt "));
   info.nr_samples = info.meta_data.nrSamples();
   const HeaderChunk* const data = findChunk(chunks, "data");

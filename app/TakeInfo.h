@@ -19,7 +19,7 @@ struct TakeInfo {
   explicit TakeInfo(const UserDefaults& defaults) : meta_data(defaults) {}
 
   MetaData meta_data;     ///< as the reader filled it; an unreadable document has left "error" in its texts
-  std::string format;     ///< "Broadcast Wave" or "RF64"
+  std::string format;     ///< "Broadcast Wave", "RF64", or "WAVE" without a bext chunk
   int32_t file_nr = 0;    ///< of the take's files, from 0
   int32_t nr_tracks = 0;  ///< channels of the file, as its format chunk says
   int64_t nr_samples = 0; ///< an RF64 file's from its ds64 chunk, where the reader finds only 4294967295
