@@ -129,6 +129,7 @@ private:
   bool chooseClockSource(Recorder& recorder, std::string& reason) {
     const auto& items = recorder.controller.menu(DeviceMenu::clock_source).items;
     std::vector<std::string> names;
+    names.reserve(items.size());
     for (const auto& item : items) names.push_back(item.title);
     const auto index = findByName(names, *options.clock_source, "clock source", reason);
     if (!index) return false;
