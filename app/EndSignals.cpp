@@ -1,0 +1,42 @@
+#include "app/EndSignals.h"
+
+#include <sys/signalfd.h>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <utility>
+
+namespace vurl {
+
+EndSignals::EndSignals(RunLoop& run_loop) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+  if (descriptor < 0) {
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // let them end the program at least
+  } else {
+    watch = run_loop.watch(descriptor, [this] { readSignals(); });
+  }
+}
+
+EndSignals::~EndSignals() {
+  if (descriptor >= 0) close(descriptor);
+}
+
+void EndSignals::readSignals() {
+  signalfd_siginfo info{};
+  while (read(descriptor, &info, sizeof info) == sizeof info) {
+  }
+  came = true;
+  if (asked) asked();
+}
+
+void EndSignals::setAsked(std::function<void()> callback) {
+  asked = std::move(callback);
+  if (came && asked) asked();
+}
+
+} // namespace vurl

@@ -1,0 +1,30 @@
+// The signals that ask a program to end: SIGINT, SIGTERM and SIGHUP, on the main loop. Thread: main.
+#pragma once
+
+#include "platform/RunLoop.h"
+
+#include <functional>
+
+namespace vurl {
+
+/// Takes the signals from its making on. Made before any thread is, so that none of them is interrupted.
+class EndSignals {
+public:
+  explicit EndSignals(RunLoop& run_loop);
+  ~EndSignals();
+  EndSignals(const EndSignals&) = delete;
+  EndSignals& operator=(const EndSignals&) = delete;
+
+  /// Who is told; at once if a signal has come already.
+  void setAsked(std::function<void()> callback);
+
+private:
+  void readSignals();
+
+  int descriptor = -1;
+  bool came = false;
+  std::function<void()> asked;
+  RunLoop::Handle watch;
+};
+
+} // namespace vurl
