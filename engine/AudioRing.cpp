@@ -131,6 +131,11 @@ void AudioRing::setPlaybackPosition(int64_t position) noexcept {
   io.playback_position.store(position, std::memory_order_release);
 }
 
+void AudioRing::startPlaybackAt(int64_t position) noexcept {
+  io.playback_start.store(position, std::memory_order_release);
+  setPlaybackPosition(position);
+}
+
 void AudioRing::skipRecordingRingWithLength(uint32_t n) noexcept {
   io.recording_position.store(recordingPosition() + n, std::memory_order_release);
 }
@@ -183,10 +188,10 @@ void AudioRing::readBuffer(const uint8_t* buffer, uint32_t length, ChannelMask c
   });
 }
 
-void AudioRing::clearWithLength(uint32_t n) noexcept {
+void AudioRing::clearWithLength(uint32_t n, uint32_t ahead) noexcept {
   (void)devicePosition(); // as in readBuffer()
   const uint32_t nr_channels = nrChannels();
-  forEachRun(playbackPosition(), n, [&](uint32_t index, uint32_t, uint32_t count) {
+  forEachRun(playbackPosition() + ahead, n, [&](uint32_t index, uint32_t, uint32_t count) {
     for (uint32_t channel = 0; channel < nr_channels; ++channel) {
       if (float* const ring = cells(channel)) std::fill_n(ring + index, count, 0.0F);
     }

@@ -101,15 +101,20 @@ public:
   /// Next sample to be filled with a take's sound; beyond the device while there is something to play. Written by the
   /// processing thread.
   int64_t playbackPosition() const noexcept { return io.playback_position.load(std::memory_order_acquire); }
+  /// Samples of the last I/O cycle; one that is under way has most likely as many. Written by the I/O thread.
+  uint32_t cycleLength() const noexcept { return io.cycle_length.load(std::memory_order_acquire); }
   /// Where the take in hand ends, or kNoBorder. Written by the main thread.
   int64_t borderPosition() const noexcept { return border_position.load(std::memory_order_acquire); }
 
   /// Thread: processing.
   void setPlaybackPosition(int64_t position) noexcept;
+  /// Sets the playback position, and keeps what the ring holds before it from the outputs: the device may still have
+  /// to pass cells there that nobody has filled. Thread: processing.
+  void startPlaybackAt(int64_t position) noexcept;
   /// Thread: main.
   void setBorderPosition(int64_t position) noexcept { border_position.store(position, std::memory_order_release); }
   /// Drops what is still to be played: the next cycle is a recording one. Thread: processing.
-  void abortPlayback() noexcept { setPlaybackPosition(devicePosition()); }
+  void abortPlayback() noexcept { startPlaybackAt(devicePosition()); }
   /// Moves the recording position on by `n` samples; what lies before it may be overwritten. Thread: processing.
   void skipRecordingRingWithLength(uint32_t n) noexcept;
   /// Moves the playback position on by `n` samples; what lies before it may be played. Thread: processing.
@@ -130,8 +135,9 @@ public:
   /// on. Does not move the position.
   void readBuffer(const uint8_t* buffer, uint32_t length, ChannelMask channels, uint32_t depth) noexcept;
 
-  /// Writes `n` samples of silence to every active channel from playbackPosition() on. Does not move the position.
-  void clearWithLength(uint32_t n) noexcept;
+  /// Writes `n` samples of silence to every active channel, from `ahead` samples behind playbackPosition() on. Does not
+  /// move the position.
+  void clearWithLength(uint32_t n, uint32_t ahead = 0) noexcept;
 
   /// The kRingSamples cells of a channel below kMaxChannels, null while it has none. They are being written while they
   /// are read, but for the stretch between recordingPosition() and devicePosition(). Thread: any but the I/O thread.
@@ -185,6 +191,7 @@ private:
   /// written some stores its position afterwards, and whoever is to touch them next loads that position first.
   struct Shared {
     // I/O thread
+    std::atomic<uint32_t> cycle_length{0};
     alignas(64) std::atomic<int64_t> device_position{0};
     std::atomic<int64_t> device_timestamp{0};     ///< as `timestamp`, by the device's own clock
     std::atomic<int8_t> device_source{ZERO};      ///< which source `device_timestamp` is from; ZERO when from none
@@ -193,6 +200,7 @@ private:
     // processing thread; a buffer is stored before a count that includes it
     alignas(64) std::atomic<int64_t> recording_position{0};
     std::atomic<int64_t> playback_position{0};
+    std::atomic<int64_t> playback_start{0}; ///< outputs are silent before it; never beyond `playback_position`
     std::atomic<uint32_t> nr_channels{0};
     std::array<std::atomic<float*>, kMaxChannels> ring{};
 

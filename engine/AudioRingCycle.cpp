@@ -102,6 +102,7 @@ OSStatus AudioRing::ioCycle(const AudioBufferList& input_data, const AudioTimeSt
     levelsCycleForNrSamples(n);
     if (monitoring()) outputCycle(output_data, position, n);
   }
+  io.cycle_length.store(n, std::memory_order_release);
   io.device_position.store(position + n, std::memory_order_release);
   return 0;
 }
@@ -118,15 +119,19 @@ void AudioRing::inputCycle(const AudioBufferList& input_data, int64_t position, 
   }
 }
 
+/// What lies before the playback's start is left out.
 void AudioRing::outputCycle(const AudioBufferList& output_data, int64_t position, uint32_t n) noexcept {
+  const int64_t unheard = io.playback_start.load(std::memory_order_acquire) - position;
+  const auto begin = static_cast<uint32_t>(std::clamp<int64_t>(unheard, 0, n));
   const uint32_t nr_channels = nrChannels();
   LaneFinder lanes(output_data);
   for (uint32_t channel = 0; channel < nr_channels; ++channel) {
     const float* const ring = cells(channel);
     const Lane lane = lanes.find(io.outputs[channel].load(std::memory_order_acquire));
     if (ring == nullptr || lane.first == nullptr) continue;
-    forEachRun(position, std::min(n, lane.frames),
-               [&](uint32_t index, uint32_t done, uint32_t count) { addOut(ring + index, lane, done, count); });
+    const uint32_t end = std::max(begin, std::min(n, lane.frames));
+    forEachRun(position + begin, end - begin,
+               [&](uint32_t index, uint32_t done, uint32_t count) { addOut(ring + index, lane, begin + done, count); });
   }
 }
 

@@ -1,5 +1,7 @@
 #include "files/FileLayer.h"
 
+#include <sys/stat.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,6 +12,20 @@ namespace vurl {
 int PosixFileLayer::createExclusive(const std::string& path) {
   return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
 }
+
+int PosixFileLayer::openForReading(const std::string& path) {
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) return -1;
+  struct stat status {};
+  const bool is_known = fstat(descriptor, &status) == 0;
+  if (is_known && S_ISREG(status.st_mode)) return descriptor;
+  const int error = !is_known ? errno : S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  ::close(descriptor);
+  errno = error;
+  return -1;
+}
+
+ssize_t PosixFileLayer::read(int descriptor, void* bytes, size_t size) { return ::read(descriptor, bytes, size); }
 
 ssize_t PosixFileLayer::write(int descriptor, const void* bytes, size_t size) {
   return ::write(descriptor, bytes, size);
@@ -27,6 +43,18 @@ int writeAll(FileLayer& layer, int descriptor, const uint8_t* bytes, size_t size
     if (written == 0) return ENOSPC; // a file that takes nothing and gives no reason is full
     bytes += written;
     size -= static_cast<size_t>(written);
+  }
+  return 0;
+}
+
+int readAll(FileLayer& layer, int descriptor, uint8_t* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t nr_read = layer.read(descriptor, bytes, size);
+    if (nr_read < 0 && errno == EINTR) continue;
+    if (nr_read < 0) return errno;
+    if (nr_read == 0) return ENODATA;
+    bytes += nr_read;
+    size -= static_cast<size_t>(nr_read);
   }
   return 0;
 }

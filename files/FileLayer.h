@@ -1,4 +1,5 @@
-// The file system as the take files see it, so that a full disk, a stalled disk and a failing close can be tested.
+// The file system as the take files see it, so that a full disk, a stalled disk and a failing close can be tested. What
+// is read is files that this program or others have recorded, which may be cut short or be no files at all.
 #pragma once
 
 #include <sys/types.h>
@@ -19,6 +20,13 @@ public:
   /// Returns a descriptor.
   [[nodiscard]] virtual int createExclusive(const std::string& path) = 0;
 
+  /// Opens a file for reading without waiting for anybody; only a regular file is one, anything else fails with EINVAL,
+  /// or EISDIR. Returns a descriptor.
+  [[nodiscard]] virtual int openForReading(const std::string& path) = 0;
+
+  /// Reads at the file position. Returns the bytes read, which may be fewer than asked for; 0 at the file's end.
+  [[nodiscard]] virtual ssize_t read(int descriptor, void* bytes, size_t size) = 0;
+
   /// Writes at the file position. Returns the bytes written, which may be fewer than asked for.
   [[nodiscard]] virtual ssize_t write(int descriptor, const void* bytes, size_t size) = 0;
 
@@ -33,6 +41,8 @@ public:
 class PosixFileLayer final : public FileLayer {
 public:
   [[nodiscard]] int createExclusive(const std::string& path) override;
+  [[nodiscard]] int openForReading(const std::string& path) override;
+  [[nodiscard]] ssize_t read(int descriptor, void* bytes, size_t size) override;
   [[nodiscard]] ssize_t write(int descriptor, const void* bytes, size_t size) override;
   [[nodiscard]] int64_t seek(int descriptor, int64_t offset) override;
   [[nodiscard]] int close(int descriptor) override;
@@ -41,5 +51,9 @@ public:
 /// Writes all `size` bytes, going on after short writes so that the true reason of a failure shows. Returns 0, or the
 /// errno of the write that failed.
 [[nodiscard]] int writeAll(FileLayer& layer, int descriptor, const uint8_t* bytes, size_t size);
+
+/// Reads all `size` bytes, going on after short reads. Returns 0, the errno of the read that failed, or ENODATA when
+/// the file ends before.
+[[nodiscard]] int readAll(FileLayer& layer, int descriptor, uint8_t* bytes, size_t size);
 
 } // namespace vurl

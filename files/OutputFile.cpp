@@ -56,6 +56,10 @@ void OutputFile::processingPass() {
   case RUNNING_RECORDING:
   case BORDER_RECORDING:
   case STOPPING_RECORDING: publish(current, recordingPass(current)); break;
+  case STARTING_PLAYBACK:
+  case RUNNING_PLAYBACK:
+  case BORDER_PLAYBACK:
+  case STOPPING_PLAYBACK: playbackPass(current); break;
   default: break; // the finished states wait for the controller
   }
 }
@@ -88,13 +92,24 @@ void OutputFile::publish(State before, State after) {
   }
 }
 
-void OutputFile::startWith(bool continued) {
-  meta_data.reset();
+/// What the last take left to be told, and a STOP that came too late for it.
+void OutputFile::renounceReason() {
   if (reason()) restart_flag.store(false, std::memory_order_release);
   stop_pressed.store(false, std::memory_order_release);
+}
+
+void OutputFile::startWith(bool continued) {
+  renounceReason();
   if (!continued) keeps_position.store(false, std::memory_order_release);
   meta_data = std::make_shared<MetaData>(defaults, clock);
   setState(STARTING_RECORDING);
+}
+
+void OutputFile::startWith(const MetaData& take) {
+  renounceReason();
+  keeps_position.store(false, std::memory_order_release);
+  meta_data = std::make_shared<MetaData>(take);
+  setState(STARTING_PLAYBACK);
 }
 
 void OutputFile::stop(const Reason& why) { stopAt(audio_ring.devicePosition(), why); }
@@ -138,13 +153,14 @@ bool OutputFile::reasonIsHeld() const {
 
 bool OutputFile::restart() { return restart_flag.exchange(false); }
 
-/// Counts the passes in which the device has not moved since STOP: a device that is gone must not keep a take open.
+/// Counts the passes in which the device has not moved since STOP, or in a playback: a device that is gone must not
+/// keep a take open.
 void OutputFile::noteDeviceProgress(State current) {
   const int64_t position = audio_ring.devicePosition();
-  const bool still = current == BORDER_RECORDING && position == last_device_position;
-  still_passes = still ? still_passes + 1 : 0;
+  const bool waits = current == BORDER_RECORDING || current == RUNNING_PLAYBACK || current == BORDER_PLAYBACK;
+  still_passes = waits && position == last_device_position ? still_passes + 1 : 0;
   last_device_position = position;
-  if (still_passes == kPassesUntilStandstill) {
+  if (current == BORDER_RECORDING && still_passes == kPassesUntilStandstill) {
     warn("The device has stopped delivering; the take is completed with what has arrived.");
   }
 }

@@ -2,6 +2,7 @@
 // small state machine; the main thread starts, stops and splits takes and acknowledges finished ones. A take is a set
 // of files that all receive every 256-sample block; each begins with a header area of 131,072 bytes that is written at
 // the start and again, with the final sizes, at the end. See BWFUtils.h for the header, AudioRing.h for the source.
+// The same thread plays takes back (OutputFilePlayback.cpp): it reads their files into the ring ahead of the device.
 #pragma once
 
 #include "engine/AudioRing.h"
@@ -34,11 +35,11 @@ public:
     BORDER_RECORDING = 5,   ///< stop was pressed: writes up to the border
     STOPPING_RECORDING = 6, ///< rewrites the headers and closes
     FINISHED_RECORDING = 7, ///< done; waits for the controller
-    STARTING_PLAYBACK = 8,
-    RUNNING_PLAYBACK = 9,
-    BORDER_PLAYBACK = 10,
-    STOPPING_PLAYBACK = 11,
-    FINISHED_PLAYBACK = 12,
+    STARTING_PLAYBACK = 8,  ///< opens the files of a take to play
+    RUNNING_PLAYBACK = 9,   ///< reads blocks into the ring
+    BORDER_PLAYBACK = 10,   ///< files closed; the ring still plays out
+    STOPPING_PLAYBACK = 11, ///< closes the files
+    FINISHED_PLAYBACK = 12, ///< done; waits for the controller
   };
 
   /// A text that tells what went wrong; nothing when all went well.
@@ -49,6 +50,7 @@ public:
   static constexpr double kRingFullLimit = 943718.4;    ///< samples of backlog that end a take: 90 % of the ring
   static constexpr int32_t kMaximumFiles = 512;         ///< files of one take
   static constexpr int32_t kPassesUntilStandstill = 10; ///< passes without a new sample before a stop stops waiting
+  static constexpr int32_t kPassesUntilSilence = 100;   ///< passes without a new sample that end a playback
   static constexpr std::chrono::milliseconds kPeriod{100};
 
   /// The collaborators must outlive the engine. `history` may be null. No thread runs until startThread().
@@ -75,9 +77,18 @@ public:
   /// The state must be IDLE.
   void startWith(bool continued = false);
 
+  /// Plays `take` through the outputs from the next pass on. What is played is a copy: `take` stays as it is. The
+  /// settings say how many channels are in use; further ones in the files are left out. A file that cannot be opened
+  /// is logged, and silent. A reason held from before is dropped. The state must be IDLE.
+  /// The playback ends in FINISHED_PLAYBACK, with a reason when a file ended early or could not be read, or the device
+  /// stood still; when the files could not be made ready the state is IDLE again, with a reason.
+  void startWith(const MetaData& take);
+  void startWith(const MetaData*) = delete; // not `continued`
+
   /// Ends the take at the device position of now. With `why`, that text becomes the take's reason: it is closed but
-  /// kept out of the history. A playback that runs stops. Without effect on the state otherwise.
-  /// A take that is just starting stops as soon as its files are open.
+  /// kept out of the history. A playback closes its files on the next pass and falls silent on the one after.
+  /// A take or playback that is just starting stops as soon as its files are open. Nothing happens in IDLE and the
+  /// FINISHED states, but that `why` is held.
   void stop(const Reason& why);
 
   /// The same with the end at ring position `border`, where an earlier STOP was meant to end the take.
@@ -104,7 +115,8 @@ public:
   /// The same, left as it is.
   bool restartIsPending() const { return restart_flag.load(std::memory_order_acquire); }
 
-  /// Samples written in this take, or in the last one. Any thread.
+  /// Samples written in this take, or in the last one; during playback those that the device has moved on since its
+  /// start, and behind it the take's length. Any thread.
   int64_t nrSamples() const { return nr_samples.load(std::memory_order_acquire); }
 
   /// Ring position of the first sample of this take, or of the last one. Any thread.
@@ -121,10 +133,28 @@ public:
   static int32_t readHeader(const std::string& filename, MetaData& meta_data);
 
   /// The record of the take; it belongs to the processing thread except in IDLE and FINISHED_RECORDING. May be null.
+  /// In a playback it is the copy that is played, free for the main thread to read in FINISHED_PLAYBACK too.
   std::shared_ptr<const MetaData> metaData() const { return meta_data; }
 
 private:
+  void renounceReason();
   State recordingPass(State current);
+  void playbackPass(State current);
+  State startingPlayback();
+  State runningPlayback();
+  State borderPlayback();
+  State addingToMovieForPlayback();
+  Reason openMovieForPlayback();
+  Reason addToMovieForPlayback();
+  Reason closeMovieForPlayback();
+  void measureFrames();
+  void warnOfWhatIsPlayed() const;
+  bool deviceKeepsAway() const;
+  bool beginBlock();
+  void tellWhatWentUnheard();
+  void storeBlock(int32_t file);
+  bool isPlayedThrough() const;
+  void stopWithoutDevice();
   State addingToMovieForRecording();
   Reason openMovieForRecording();
   Reason addToMovieForRecording();
@@ -171,6 +201,15 @@ private:
   std::array<uint8_t, size_t{kBlockLength} * 64 * 4> block{};
   int64_t last_device_position = 0;
   int32_t still_passes = 0;
+
+  // Of a playback.
+  int64_t nr_samples_to_play = 0;      ///< length of the take
+  int64_t nr_samples_left = 0;         ///< samples of the take still to be read
+  int64_t playback_start_position = 0; ///< ring position that belongs to the take's first sample
+  int64_t fill_position = 0;           ///< ring position that belongs to the next block
+  int32_t nr_starts = 0;               ///< how often sound has begun: more than once after files came late
+  bool has_files_to_read = false;
+  std::array<int32_t, kMaximumFiles> file_frame_sizes{}; ///< bytes, with the channels that are not in use
 
   std::thread thread;
 };

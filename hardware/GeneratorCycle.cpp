@@ -90,6 +90,7 @@ void GeneratorCycle::run(const IOProc& io) noexcept {
   const AudioBufferList input_list{Generator::kNrStreams, inputs.data()};
   AudioBufferList output_list{Generator::kNrStreams, outputs.data()};
   io.proc(io.device, &now, &input_list, &now, &output_list, &later, io.client_data);
+  limiter.limit(output_list);
   sample_time += nr_frames;
 }
 

@@ -5,6 +5,7 @@
 
 #include "hardware/AudioService.h"
 #include "hardware/GeneratorHardware.h"
+#include "hardware/OutputLimiter.h"
 
 #include <array>
 #include <atomic>
@@ -18,7 +19,8 @@ public:
   /// Makes the buffers for `frames` frames and the tones for `rate` Hz; what was in the buffers is forgotten.
   void configure(uint32_t rate, uint32_t frames);
 
-  /// One cycle: fills the inputs, clears the outputs, calls `io` and moves the clocks on. Wait-free.
+  /// One cycle: fills the inputs, clears the outputs, calls `io`, limits what it left there and moves the clocks on.
+  /// Wait-free.
   void run(const IOProc& io) noexcept;
 
   /// Moves the clocks on by `frames` frames that nobody gets.
@@ -30,6 +32,7 @@ public:
   std::atomic<uint32_t> data_source = GeneratorHardware::kTones;
   std::atomic<uint32_t> clock_source = GeneratorHardware::kInternal;
   std::atomic<int32_t> frame_rate = FRAME_RATE_25;
+  OutputLimiter limiter;
 
 private:
   using Buffers = std::array<AudioBuffer, GeneratorHardware::kNrStreams>;

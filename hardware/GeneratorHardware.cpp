@@ -33,7 +33,10 @@ std::chrono::nanoseconds duration(uint64_t frames, uint32_t rate) {
 GeneratorHardware::GeneratorHardware(HardwareModel& hardware_model, RunLoop& run_loop)
     : model(hardware_model),
       cycle(std::make_unique<GeneratorCycle>()),
-      loss_timer(run_loop.every(kLossInterval, [this] { reportLosses(); })) {
+      loss_timer(run_loop.every(kLossInterval, [this] {
+        reportLosses();
+        cycle->limiter.report();
+      })) {
   cycle->configure(48000, 256);
 }
 
@@ -73,6 +76,7 @@ void GeneratorHardware::setFrameRate(int32_t frame_rate) {
 
 OSStatus GeneratorHardware::start(AudioObjectID, const IOProc& new_io) {
   io = new_io;
+  cycle->limiter.restart();
   stepped = !is_paced;
   startThread();
   return kAudioHardwareNoError;

@@ -1,5 +1,6 @@
 #include "hardware/JackClient.h"
 
+#include "hardware/OutputLimiter.h"
 #include "platform/Log.h"
 
 #include <jack/jack.h>
@@ -112,6 +113,7 @@ struct JackClient::Connection {
   std::atomic<bool> in_cycle = false;
   std::atomic<int32_t> frame_rate = FRAME_RATE_25;
   std::atomic<uint32_t> nr_losses = 0; ///< written by the I/O thread only
+  OutputLimiter limiter;
 
   // The I/O thread's own.
   bool is_first_cycle = true;
@@ -163,6 +165,7 @@ void JackClient::Connection::cycle(jack_nframes_t nr_frames) noexcept {
   later.mSampleTime += nr_frames;
   later.mWordClockTime += nr_frames;
   io.proc(io.device, &now, &input_list, &now, &output_list, &later, io.client_data);
+  limiter.limit(output_list);
 }
 
 // A late server may still have handed over every sample; only a gap in its frame time says that some are missing. The
@@ -267,6 +270,7 @@ DeviceDescription JackClient::describe() const {
 OSStatus JackClient::start(const IOProc& io) {
   connection->io = io;
   connection->is_first_cycle = true;
+  connection->limiter.restart();
   connection->running.store(true);
   if (jack_activate(connection->client) != 0) {
     connection->running.store(false);
@@ -298,5 +302,7 @@ void JackClient::setFrameRate(int32_t frame_rate) {
 }
 
 uint32_t JackClient::nrLosses() const { return connection->nr_losses.load(std::memory_order_acquire); }
+
+void JackClient::reportLimiting() { connection->limiter.report(); }
 
 } // namespace vurl

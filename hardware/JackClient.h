@@ -48,6 +48,9 @@ public:
   /// How often samples were lost between two cycles since the client was opened.
   uint32_t nrLosses() const;
 
+  /// Warns, once for each start, when samples for the outputs had to be limited to full scale. To be asked regularly.
+  void reportLimiting();
+
 private:
   struct Connection;
 

@@ -25,7 +25,10 @@ JackHardware::JackHardware(HardwareModel& hardware_model, RunLoop& main_loop, Se
       self(std::make_shared<JackHardware*>(this)) {
   poll();
   poll_timer = run_loop.every(kPollInterval, [this] { poll(); });
-  loss_timer = run_loop.every(kLossInterval, [this] { reportLosses(); });
+  loss_timer = run_loop.every(kLossInterval, [this] {
+    reportLosses();
+    if (client) client->reportLimiting();
+  });
 }
 
 JackHardware::~JackHardware() {
