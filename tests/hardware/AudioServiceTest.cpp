@@ -5,11 +5,15 @@
 #include "hardware/RingDelegate.h"
 #include "platform/UserDefaults.h"
 #include "tests/hardware/ServiceRig.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/RealTimeGuard.cpp" // the interposed calls, once in this program
 
 #include <gtest/gtest.h>
 #include <jack/jack.h>
 #include <jack/transport.h>
+
+#include <cmath>
+#include <limits>
 
 namespace vurl {
 namespace {
@@ -134,6 +138,37 @@ auto makePeer(const JackServer& server) {
   jack_set_process_callback(
       peer, [](jack_nframes_t, void*) { return 0; }, nullptr);
   return std::unique_ptr<jack_client_t, int (*)(jack_client_t*)>(peer, jack_client_close);
+}
+
+TYPED_TEST(AudioServiceTest, LimitsWhatGoesOutAndTellsSoOnceARun) {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  constexpr std::pair<float, float> kCases[] = {{2, 1},         {-1.0000001F, -1},         {std::nanf(""), 0},
+                                                {kInfinity, 1}, {-kInfinity, -1},          {1, 1},
+                                                {-1, -1},       {-0.9999999F, -0.9999999F}};
+  const CapturedLog log;
+  std::atomic<bool> is_limited = false;
+  this->rig.delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
+    bool all = true;
+    const size_t last = samplesOf(outputs.mBuffers[0]).size() - 1;
+    for (size_t i = 0; i < std::size(kCases); ++i) {
+      const size_t at = last - i * 31;
+      all = all && samplesOf(inputs.mBuffers[0])[at] == kCases[i].second;
+      samplesOf(outputs.mBuffers[0])[at] = kCases[i].first;
+    }
+    is_limited = all;
+  };
+  for (int run = 1; run <= 2; ++run) {
+    ASSERT_TRUE(this->rig.select());
+    this->rig.input_device.setDataSource(GeneratorHardware::kLoopBack);
+    if constexpr (!TypeParam::kHasChoices) {
+      jack_connect(makePeer(this->rig.server).get(), "vurl-recorder:out_1", "vurl-recorder:in_1");
+    }
+    EXPECT_TRUE(this->rig.wait([&] { return is_limited.load(); }));
+    this->rig.runFor(std::chrono::milliseconds(300));
+    this->rig.input_device.unselectDevice();
+    const auto told = [](const std::string& line) { return line.find("beyond full scale") != std::string::npos; };
+    EXPECT_EQ(std::ranges::count_if(log.lines(), told), run);
+  }
 }
 
 TEST_F(JackTest, SharesTheServerWithAnotherProgram) {

@@ -105,7 +105,7 @@ TEST_F(GeneratorTest, PlaysTonesAndTimecodeOrItsOutputsWithoutASeam) {
     for (size_t i = 0; i < inputs.mNumberBuffers; i++)
       for (size_t k = 0; k < samplesOf(inputs.mBuffers[i]).size(); k++) {
         tape[i * 8 + k % 8].push_back(samplesOf(inputs.mBuffers[i])[k]);
-        samplesOf(outputs.mBuffers[i])[k] = static_cast<float>(i * 8 + k % 8 + 1);
+        samplesOf(outputs.mBuffers[i])[k] = static_cast<float>(i * 8 + k % 8 + 1) / 64;
       }
   };
   rig.generator.setPaced(false);
@@ -123,7 +123,7 @@ TEST_F(GeneratorTest, PlaysTonesAndTimecodeOrItsOutputsWithoutASeam) {
       const double phase = 100.0 * static_cast<double>((channel + 1) * n) / 96000;
       ASSERT_NEAR(samples[n], 0.1 * std::sin(2 * M_PI * phase), 1e-6) << channel << " at " << n;
     }
-    for (size_t n = 100000; n < 101000; n++) ASSERT_EQ(samples[n], static_cast<float>(channel + 1));
+    for (size_t n = 100000; n < 101000; n++) ASSERT_EQ(samples[n], static_cast<float>(channel + 1) / 64);
   }
   std::vector<float> timecode(1U << 18);
   std::copy_n(tape[63].begin(), 100000, timecode.begin());

@@ -1,0 +1,107 @@
+// The file engine without a thread, on a disk with faults and a device of plain memory.
+#pragma once
+
+#include "files/BWFUtils.h"
+#include "files/OutputFile.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RingRig.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace vurl {
+
+using enum OutputFile::State;
+constexpr int64_t kChannels = 4;
+
+/// The computer's file system with faults on demand.
+struct FaultyDisk final : FileLayer {
+  int64_t bytes_left = INT64_MAX;                      ///< the disk is full behind this many bytes
+  int seek_error = 0, close_error = 0, read_error = 0; ///< errno of the next one
+  std::function<void()> while_writing, while_reading;  ///< run in each one, for example let time pass
+  PosixFileLayer disk;
+
+  int createExclusive(const std::string& path) override { return disk.createExclusive(path); }
+  ssize_t write(int descriptor, const void* bytes, size_t size) override {
+    if (while_writing) while_writing();
+    const auto fitting = std::min({static_cast<int64_t>(size), bytes_left, int64_t{50000}}); // many are short
+    bytes_left -= fitting;
+    return result(disk.write(descriptor, bytes, static_cast<size_t>(fitting)), fitting > 0 ? 0 : ENOSPC);
+  }
+  int openForReading(const std::string& path) override { return disk.openForReading(path); }
+  ssize_t read(int descriptor, void* bytes, size_t size) override {
+    if (while_reading) while_reading();
+    return result(disk.read(descriptor, bytes, std::min(size, size_t{700})), std::exchange(read_error, 0));
+  }
+  int64_t seek(int descriptor, int64_t offset) override {
+    return result(disk.seek(descriptor, offset), std::exchange(seek_error, 0));
+  }
+  int close(int descriptor) override {
+    return static_cast<int>(result(disk.close(descriptor), std::exchange(close_error, 0)));
+  }
+  static int64_t result(int64_t good, int error) { return error == 0 ? good : (errno = error, -1); }
+};
+
+/// An engine without a thread on a device of plain memory: the test says how samples and passes follow one another.
+/// The takes that record() starts are called take1, take2 and so on.
+class OutputFileTest : public testing::Test, public FinishedTakes {
+protected:
+  OutputFileTest() {
+    set({{"nr_files", 1}, {"nr_folders", 1}, {"bit_depth", INTEGER24}, {"file_format", MetaData::kBWF}, {"count", 1}});
+    set({{"path_for_folder00", folder.path.string()}});
+    set({{"pre_record_time", 10}, {"time_source", SESSION}, {"filename_format", "take%t"}, {"take", take}});
+    for (int channel = 0; channel < kChannels; ++channel) set({{text("channel%02i_in_file000", channel), 1}});
+    rig.ring->setSampleRate(48000);
+  }
+
+  void set(const SettingMap& settings) {
+    for (const auto& [key, value] : settings) rig.defaults.setObject(value, key);
+  }
+  static auto nrOpen() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
+  void addMetaData(const std::shared_ptr<const MetaData>& meta_data) override { takes.push_back(meta_data); }
+  void device(int64_t samples) { rig.cycle(static_cast<uint32_t>(samples), {kChannels}); }
+  void pass() { engine.processingPass(); }
+  /// REC: the next take, up to its first pass; with samples, the second pass writes what may be written of them.
+  void record(int64_t samples = 0) {
+    engine.setState(IDLE);
+    set({{"take", ++take}});
+    engine.startWith();
+    pass();
+    device(samples);
+    if (samples > 0) pass();
+  }
+  /// Time until the take is finished, by STOP or by itself.
+  void finish(bool by_stop = true) {
+    if (by_stop) engine.stop({});
+    for (int i = 0; i < 100 && engine.state() != FINISHED_RECORDING; ++i, pass()) device(4800);
+    ASSERT_EQ(engine.state(), FINISHED_RECORDING);
+  }
+
+  std::string path() const { return folder.file(text("take%i.wav", take)); }
+  static uint32_t headerNumber(const std::string& path, size_t at) {
+    uint32_t number = 0;
+    fileBytes(path).copy(reinterpret_cast<char*>(&number), 4, at);
+    return number;
+  }
+  /// That the last take holds `samples` frames of the ring from `first` on, and a header that says so.
+  void expectRecorded(int64_t first, int64_t samples) {
+    std::string expected;
+    for (int64_t i = 0; i < samples * kChannels; ++i) {
+      const int32_t sample = model24(i % kChannels, first + i / kChannels);
+      expected.append(reinterpret_cast<const char*>(&sample), 3);
+    }
+    EXPECT_EQ(headerNumber(path(), 80), samples);
+    EXPECT_EQ(headerNumber(path(), 131068), expected.size());
+    EXPECT_TRUE(fileBytes(path()).substr(kHeaderSize, expected.size()) == expected);
+  }
+
+  TemporaryFolder folder;
+  CapturedLog log;
+  RingRig rig{kChannels};
+  FaultyDisk disk;
+  std::vector<std::shared_ptr<const MetaData>> takes;
+  int take = 0;
+  OutputFile engine{*rig.ring, rig.defaults, disk, this, [this] { return rig.now; }};
+};
+
+} // namespace vurl

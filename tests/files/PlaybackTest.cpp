@@ -1,0 +1,247 @@
+#include "tests/files/EngineRig.h"
+
+#include <sys/stat.h>
+
+#include <bit>
+
+namespace vurl {
+
+/// A device that keeps what its outputs get, moved on in cycles of kCycle samples, of which some go between two passes.
+class PlaybackTest : public OutputFileTest {
+protected:
+  static constexpr uint32_t kCycle = 480;
+  static constexpr int64_t kMostUnheard = 1024 + kCycle + OutputFile::kBlockLength;
+
+  /// A take of `samples`, cut to whole blocks; it begins at the ring position `first`.
+  const MetaData& recordTake(int64_t samples) {
+    record(samples);
+    finish();
+    first = engine.startPosition();
+    engine.setState(IDLE);
+    pass();
+    cycles(1);
+    return *takes.back();
+  }
+  /// One that does not fit into the ring while the longest pre-record is kept, as it is from then on.
+  const MetaData& recordLengthyTake() {
+    const MetaData& lengthy = recordTake(400000);
+    set({{"pre_record_time", 17}});
+    for (int i = 0; i < 30; ++i) device(30000);
+    cycles(1);
+    return lengthy;
+  }
+  void cycles(int count) {
+    for (; count > 0; --count) {
+      const Samples out = rig.cycle(kCycle, {kChannels})[0];
+      heard.insert(heard.end(), out.begin(), out.end());
+    }
+  }
+  /// PLAY, and as many passes as it takes, at most `passes`.
+  void play(const MetaData& record, int passes = 1000) {
+    heard.clear();
+    engine.startWith(record);
+    const auto rests = [this] { return engine.state() == IDLE || engine.state() == FINISHED_PLAYBACK; };
+    for (; passes > 0 && !rests(); --passes) {
+      pass();
+      EXPECT_LE(rig.ring->playbackPosition() - rig.ring->recordingPosition(), 943718 + 256);
+      cycles(10);
+    }
+  }
+  /// What sample `k` of the take must sound like on `channel`.
+  float sound(int64_t channel, int64_t k) const {
+    const int32_t sample = model24(channel, first + k);
+    if (depth == INTEGER16) return static_cast<float>(sample / 256) * 0x1p-15F;
+    if (depth == INTEGER24) return static_cast<float>(sample) * 0x1p-23F;
+    return std::bit_cast<float>(__builtin_bswap32(std::bit_cast<uint32_t>(static_cast<float>(sample) * 0x1p-23F)));
+  }
+  /// That, but for the start, `length` samples of the take were heard on the channels in `audible`, and nothing else.
+  void expectHeard(int64_t length, std::array<bool, kChannels> audible = {true, true, true, true}) {
+    const auto begin = std::ranges::find_if(heard, [](float sample) { return sample != 0; }) - heard.begin();
+    EXPECT_TRUE(begin <= kMostUnheard * kChannels || length < kMostUnheard || audible == decltype(audible){});
+    Samples expected(std::max(heard.size(), static_cast<size_t>(length * kChannels)));
+    for (int64_t i = begin - begin % kChannels; i < length * kChannels; ++i) {
+      if (audible[static_cast<size_t>(i % kChannels)])
+        expected[static_cast<size_t>(i)] = sound(i % kChannels, i / kChannels);
+    }
+    EXPECT_TRUE(heard == expected);
+  }
+  /// That the ring holds live input as far as a take that is started now would reach back.
+  void expectLiveHistory() {
+    const int64_t from = rig.ring->recordingPosition();
+    const auto length = static_cast<uint32_t>(rig.ring->devicePosition() - from);
+    for (uint32_t channel = 0; channel < rig.ring->nrChannels(); ++channel) {
+      Samples expected;
+      for (uint32_t i = 0; i < length; ++i) expected.push_back(model(channel, from + i));
+      EXPECT_TRUE(rig.recorded(static_cast<int32_t>(channel), length) == expected) << channel;
+    }
+  }
+
+  int64_t first = 0;
+  int32_t depth = INTEGER24;
+  Samples heard; ///< interleaved, from PLAY on
+};
+
+TEST_F(PlaybackTest, PlaysEveryFormatAndRoutingInOrderAndKeepsLiveInput) {
+  const auto nr_open = nrOpen();
+  const struct {
+    int32_t depth;
+    std::array<int, kChannels> file_of_channel;
+    int64_t nr_channels; ///< in use when the take is played
+    int missing_file;
+    std::array<bool, kChannels> audible;
+  } cases[] = {{INTEGER24, {0, 0, 0, 0}, 4, -1, {true, true, true, true}},
+               {INTEGER16, {0, 0, 1, 2}, 4, 1, {true, true, false, true}},
+               {FLOAT32, {0, 1, 0, 1}, 3, -1, {true, true, true, false}},
+               {INTEGER24, {0, 0, 0, 0}, 2, -1, {true, true, false, false}},
+               {INTEGER24, {0, 0, 0, 0}, 0, -1, {false, false, false, false}}};
+  for (const auto& c : cases) {
+    depth = c.depth;
+    set({{"bit_depth", depth}, {"nr_files", 3}, {"nr_channels", kChannels}});
+    for (int i = 0; i < kChannels * 3; ++i) {
+      set({{text("channel%02i_in_file%03i", i / 3, i % 3), c.file_of_channel[static_cast<size_t>(i / 3)] == i % 3}});
+    }
+    const MetaData& record = recordTake(20000);
+    const std::string reference = record.bwfOriginatorReferenceForFile(-1) + record.iXMLForFile(0);
+    if (c.missing_file >= 0) std::filesystem::remove(record.filenameForFile(c.missing_file));
+    set({{"nr_channels", c.nr_channels}});
+    play(record);
+    EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
+    EXPECT_EQ(engine.reason(), std::nullopt);
+    EXPECT_EQ(engine.nrSamples(), record.nrSamples());
+    EXPECT_EQ(record.bwfOriginatorReferenceForFile(-1) + record.iXMLForFile(0), reference);
+    expectHeard(record.nrSamples(), c.audible);
+    expectLiveHistory();
+  }
+  EXPECT_TRUE(log.contains("channels beyond the 3 that are in use"));
+  EXPECT_TRUE(log.contains("Couldn't find audio file '" + folder.file("take2-f02.wav") + "' to read from."));
+  EXPECT_EQ(nrOpen(), nr_open);
+}
+
+TEST_F(PlaybackTest, KeepsTheLongestPreRecordForTheTakeThatFollows) {
+  const MetaData& record_ = recordLengthyTake();
+  play(record_);
+  expectHeard(record_.nrSamples());
+  expectLiveHistory();
+  const int64_t end = rig.ring->devicePosition();
+  record();
+  EXPECT_EQ(engine.startPosition(), end - 17 * 48000);
+  finish();
+  expectRecorded(engine.startPosition(), (end - engine.startPosition()) / 256 * 256);
+}
+
+TEST_F(PlaybackTest, WhatIsReadTooLateIsUnheardAndHarmsNothing) {
+  const MetaData& record = recordTake(60000);
+  int reads = 0;
+  disk.while_reading = [&] {
+    if (++reads >= 100 && reads <= 300 && reads % 50 == 0) cycles(8);
+  };
+  play(record);
+  int64_t nr_heard = 0;
+  for (int64_t i = 0; i < static_cast<int64_t>(heard.size()); ++i) {
+    const float sample = heard[static_cast<size_t>(i)];
+    nr_heard += sample != 0 ? 1 : 0;
+    ASSERT_TRUE(sample == 0 || sample == sound(i % kChannels, i / kChannels)) << i;
+  }
+  EXPECT_GT(nr_heard, 40000 * kChannels);
+  EXPECT_LT(nr_heard, 45000 * kChannels);
+  expectLiveHistory();
+  EXPECT_TRUE(log.contains("The files come too late: samples "));
+}
+
+TEST_F(PlaybackTest, StopSilencesItWithinTwoPassesInEveryState) {
+  const auto nr_open = nrOpen();
+  const MetaData brief = recordTake(20000);
+  const MetaData& lengthy = recordLengthyTake();
+  const std::tuple<const MetaData*, int, OutputFile::State> cases[] = {{&lengthy, 0, STARTING_PLAYBACK},
+                                                                       {&lengthy, 1, RUNNING_PLAYBACK},
+                                                                       {&brief, 1, STOPPING_PLAYBACK},
+                                                                       {&brief, 2, BORDER_PLAYBACK}};
+  for (const auto& [record, passes, state] : cases) {
+    play(*record, passes);
+    EXPECT_EQ(engine.state(), state);
+    engine.stop("abort");
+    for (int i = 0; i < (state == STARTING_PLAYBACK ? 3 : 2); ++i) pass();
+    EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
+    heard.clear();
+    cycles(3);
+    EXPECT_EQ(heard, Samples(heard.size()));
+    EXPECT_EQ(engine.reason(), "abort");
+    EXPECT_EQ(nrOpen(), nr_open);
+    expectLiveHistory();
+  }
+}
+
+TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
+  constexpr int64_t kLength = 78 * 256;
+  const OutputFile::Reason no_data = "Could not read samples from file, No data available.";
+  const auto replacing = [](auto make) {
+    return [make](MetaData& record) {
+      record.setNrSamples(300);
+      for (const std::string& name : {record.filenameForFile(0), record.filenameForFile(1)}) {
+        std::filesystem::remove(name);
+        make(name.c_str());
+      }
+    };
+  };
+  const auto cutSecond = [](MetaData& record) {
+    resize_file(std::filesystem::path(record.filenameForFile(1)), kHeaderSize + 5000 * 6);
+  };
+  const std::tuple<std::function<void(MetaData&)>, OutputFile::Reason, int64_t> cases[] = {
+      {cutSecond, no_data, 19 * 256},
+      {[](MetaData& record) { record.setNrSamples(4294967295); }, no_data, kLength},
+      {[](MetaData& record) { record.setNrSamples(kLength - 100); }, no_data, kLength},
+      {[](MetaData& record) { record.setNrSamples(-5); }, {}, 0},
+      {replacing([](const char* name) { mkfifo(name, 0666); }), {}, 0},
+      {replacing([](const char* name) { mkdir(name, 0777); }), {}, 0},
+      {[this](auto&) { disk.close_error = EIO; }, "Could not close audio file, Input/output error.", kLength},
+      {[this](auto&) { disk.read_error = EIO; }, "Could not read samples from file, Input/output error.", 0},
+      {[this](auto&) { disk.seek_error = EIO; }, "Could not seek to end of header.", 0}};
+  set({{"pre_record_time", 0}, {"nr_files", 2}});
+  for (int i = 2; i < kChannels; ++i)
+    set({{text("channel%02i_in_file000", i), 0}, {text("channel%02i_in_file001", i), 1}});
+  for (const auto& [spoil, reason, length] : cases) {
+    MetaData record = recordTake(20000);
+    const auto nr_open = nrOpen();
+    spoil(record);
+    play(record);
+    EXPECT_EQ(engine.state(), reason == "Could not seek to end of header." ? IDLE : FINISHED_PLAYBACK);
+    EXPECT_EQ(engine.reason(), reason);
+    EXPECT_EQ(nrOpen(), nr_open);
+    expectHeard(length);
+  }
+}
+
+TEST_F(PlaybackTest, ADeviceThatStandsStillEndsIt) {
+  engine.startWith(recordTake(20000));
+  for (int i = 0; i < 101; ++i) pass();
+  EXPECT_EQ(engine.state(), BORDER_PLAYBACK);
+  for (int i = 0; i < 3; ++i) pass();
+  EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
+  EXPECT_EQ(engine.reason(), "The device has stopped delivering.");
+}
+
+TEST_F(PlaybackTest, RunsBesideItsDeviceAndStopsAtAnyMoment) {
+  const MetaData record_ = recordTake(20000);
+  std::atomic<bool> is_over = false;
+  std::thread io([&] {
+    for (; !is_over; std::this_thread::sleep_for(std::chrono::milliseconds(5))) rig.cycle(256, {kChannels});
+  });
+  engine.startThread(std::chrono::milliseconds(1));
+  for (int moment = 0; moment < 10; ++moment) {
+    engine.startWith(record_);
+    std::this_thread::sleep_for(std::chrono::milliseconds(moment * moment));
+    engine.stop({});
+    while (engine.state() != FINISHED_PLAYBACK) std::this_thread::yield();
+    engine.setState(IDLE);
+  }
+  set({{"take", ++take}});
+  engine.startWith();
+  while (engine.nrSamples() < 4096) std::this_thread::yield();
+  engine.stop({});
+  while (engine.state() != FINISHED_RECORDING) std::this_thread::yield();
+  is_over = true;
+  io.join();
+  expectRecorded(engine.startPosition(), engine.nrSamples());
+}
+
+} // namespace vurl
