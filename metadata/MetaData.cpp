@@ -34,14 +34,23 @@ ChannelMask firstChannels(int32_t nr_channels) {
 
 } // namespace
 
+const MetaData::FileSlot& MetaData::slot(int32_t file) const {
+  static const FileSlot kNothing;
+  return has(slots, file) ? at(slots, file) : kNothing;
+}
+
+MetaData::FileSlot& MetaData::writableSlot(int32_t file) {
+  if (!has(slots, file)) slots.resize(static_cast<size_t>(file) + 1);
+  return at(slots, file);
+}
+
 MetaData::MetaData(const UserDefaults& user_defaults, const WallClock& clock)
     : defaults(&user_defaults), origination_date(clock().seconds) {}
 
 void MetaData::setNrChannels(int32_t value) {
   nr_channels = std::clamp(value, 0, kMaximumChannels);
   const ChannelMask in_use = firstChannels(nr_channels);
-  std::transform(channel_mask.begin(), channel_mask.end(), adjusted_channel_mask.begin(),
-                 [in_use](ChannelMask mask) { return mask & in_use; });
+  for (FileSlot& file : slots) file.adjusted_channel_mask = file.channel_mask & in_use;
 }
 
 void MetaData::setNrFiles(int32_t value) { nr_files = std::clamp(value, 0, kMaximumFiles); }
@@ -77,26 +86,24 @@ void MetaData::setPath(const std::string& path, int32_t folder) {
 
 int32_t MetaData::folderForFile(int32_t file) const {
   if (nr_folders == 0) return -1;
-  return has(folder_for_file, file) ? std::clamp(at(folder_for_file, file), 0, nr_folders - 1) : 0;
+  return std::clamp(slot(file).folder, 0, nr_folders - 1);
 }
 
 void MetaData::setFolder(int32_t folder, int32_t file) {
-  if (has(folder_for_file, file)) at(folder_for_file, file) = folder;
+  if (hasFile(file)) writableSlot(file).folder = folder;
 }
 
 void MetaData::setEnable(bool enable, int32_t channel, int32_t file) {
-  if (!has(channel_names, channel) || !has(channel_mask, file)) return;
+  if (!has(channel_names, channel) || !hasFile(file)) return;
   if (enable) {
-    BitSet(&at(channel_mask, file), channel);
+    BitSet(&writableSlot(file).channel_mask, channel);
   } else {
-    BitClr(&at(channel_mask, file), channel);
+    BitClr(&writableSlot(file).channel_mask, channel);
   }
   setNrChannels(nr_channels);
 }
 
-ChannelMask MetaData::channelMaskForFile(int32_t file) const {
-  return has(adjusted_channel_mask, file) ? at(adjusted_channel_mask, file) : 0;
-}
+ChannelMask MetaData::channelMaskForFile(int32_t file) const { return slot(file).adjusted_channel_mask; }
 
 int32_t MetaData::nrTracksForFile(int32_t file) const {
   const ChannelMask mask = channelMaskForFile(file);
@@ -148,25 +155,21 @@ int32_t MetaData::compare(const MetaData& other) const {
 }
 
 void MetaData::moveToFile(int32_t file) {
-  if (file == 0 || !has(filenames, file)) return;
-  at(channel_mask, file) = std::exchange(channel_mask[0], 0);
-  at(adjusted_channel_mask, file) = std::exchange(adjusted_channel_mask[0], 0);
-  at(folder_for_file, file) = std::exchange(folder_for_file[0], 0);
-  at(filenames, file) = std::exchange(filenames[0], {});
+  if (file == 0 || !hasFile(file)) return;
+  FileSlot moved = slot(0);
+  writableSlot(file) = std::move(moved);
+  slots.front() = {};
 }
 
 void MetaData::combine(const MetaData& other, int32_t /*file*/) {
+  const FileSlot& source = other.slot(0);
   for (int32_t file = 0; file < nr_files; file++) {
-    if (at(other.filenames, file).empty()) continue;
-    at(channel_mask, file) = other.channel_mask[0];
-    at(adjusted_channel_mask, file) = other.adjusted_channel_mask[0];
-    at(folder_for_file, file) = other.folder_for_file[0];
-    setFilename(other.filenames[0], file);
+    if (!other.slot(file).filename.empty()) writableSlot(file) = source;
   }
 }
 
 void MetaData::setFilename(const std::string& filename, int32_t file) {
-  if (has(filenames, file)) at(filenames, file) = filename;
+  if (hasFile(file)) writableSlot(file).filename = filename;
 }
 
 } // namespace vurl

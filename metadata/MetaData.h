@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vurl {
 
@@ -204,6 +205,16 @@ public:
   /// bytes. Texts stand in it as the user wrote them, markup characters too.
   std::string iXMLForFile(int32_t file) const;
 
+  /// The first line of a CSV report, with its line feed.
+  static std::string csvHeader();
+
+  /// The take's line of a CSV report, with its line feed; only file 0 is named. Texts stand in it as the user wrote
+  /// them, quotes and commas too.
+  std::string csvLine() const;
+
+  /// bitDepth() in words: "16 bit", "24 bit", "32 bit"; empty for any other code.
+  const char* bitDepthString() const;
+
   /// Fills the record from an iXML document (iXML 1.5 and earlier, also other recorders'), keeps it as ixmlDocument(),
   /// and returns which file of the take it is from, 0 to 511. The document ends at its first zero byte. What it tells
   /// of tracks becomes file 0; rates, sample format, length and name are the file header's to tell, and nrChannels()
@@ -220,6 +231,18 @@ private:
   struct Texts {
     std::string project, scene, slate, take, roll, note, contact_info, session_note;
   };
+
+  /// What is known of one file. A history holds thousands of records, most of them of few files.
+  struct FileSlot {
+    ChannelMask channel_mask = 0;          ///< as the user routed
+    ChannelMask adjusted_channel_mask = 0; ///< of these, the channels in use
+    int32_t folder = 0;
+    std::string filename; ///< frozen path; empty: made on demand
+  };
+
+  static bool hasFile(int32_t file) { return file >= 0 && file < kMaximumFiles; }
+  const FileSlot& slot(int32_t file) const;
+  FileSlot& writableSlot(int32_t file);
 
   std::string expandToken(const Token& token, bool for_filename, uint32_t file_nr) const;
   std::string trackWord(int32_t file) const;
@@ -240,9 +263,7 @@ private:
   int32_t nr_files = 0;
   int32_t nr_folders = 0;
   int32_t file_format = 0;
-  std::array<ChannelMask, kMaximumFiles> channel_mask{};          ///< as the user routed
-  std::array<ChannelMask, kMaximumFiles> adjusted_channel_mask{}; ///< of these, the channels in use
-  std::array<int32_t, kMaximumFiles> folder_for_file{};
+  std::vector<FileSlot> slots; ///< of the files up to the last that anything is known of
   std::array<std::string, kMaximumChannels> channel_names;
   std::array<std::string, kMaximumFolders> path_for_folder;
   uint64_t start_timestamp = 0;
@@ -250,7 +271,6 @@ private:
   int64_t nr_samples = 0;
   int32_t bit_depth = 0;
   int64_t maximum_file_size = 2047;
-  std::array<std::string, kMaximumFiles> filenames; ///< frozen paths; empty: made on demand
   int64_t origination_date;
   Texts texts;
   int32_t piece_count = 0;

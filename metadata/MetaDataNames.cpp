@@ -102,7 +102,7 @@ std::string MetaData::expandToken(const Token& token, bool for_filename, uint32_
 std::string MetaData::trackWord(int32_t file) const {
   switch (nrTracksForFile(file)) {
   case 0: return "empty";
-  case 1: return nameForChannel(BitFind(&channel_mask[static_cast<size_t>(file)], kMaximumChannels, 0));
+  case 1: return nameForChannel(BitFind(&slot(file).channel_mask, kMaximumChannels, 0));
   case 2: return "stereo";
   case 3: return "poly";
   default: return "";
@@ -110,9 +110,7 @@ std::string MetaData::trackWord(int32_t file) const {
 }
 
 std::string MetaData::filenameForFile(int32_t file) const {
-  if (file >= 0 && file < kMaximumFiles && !filenames[static_cast<size_t>(file)].empty()) {
-    return filenames[static_cast<size_t>(file)];
-  }
+  if (!slot(file).filename.empty()) return slot(file).filename;
   const std::string format = defaults->stringForKey("filename_format");
   const std::string& path = pathForFolder(folderForFile(file));
   const std::string base = stringWithFormat(format, true, static_cast<uint32_t>(file));

@@ -94,7 +94,7 @@ int32_t MetaData::setIXML(const std::string& document) {
   start_timestamp = static_cast<uint64_t>(elements.number("SYNC_POINT_LIST/SYNC_POINT/SYNC_POINT_HIGH")) << 32 |
                     static_cast<uint64_t>(elements.number("SYNC_POINT_LIST/SYNC_POINT/SYNC_POINT_LOW"));
 
-  channel_mask[0] = adjusted_channel_mask[0] = 0;
+  writableSlot(0).channel_mask = writableSlot(0).adjusted_channel_mask = 0;
   const int32_t tracks = elements.limited("TRACK_LIST/TRACK_COUNT", 0, kMaximumChannels);
   for (int32_t track = 1; track <= tracks; track++) {
     // A missing index counts as 0 and enables nothing, one that is too high is the last channel.

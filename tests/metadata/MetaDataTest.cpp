@@ -180,4 +180,19 @@ TEST_F(MetaDataTest, theDocumentAndWhatChangesItsLines) {
   }
 }
 
+TEST_F(MetaDataTest, csvLines) {
+  MetaData take = sampleTake();
+  take.setTimestamp(uint64_t{36000} * 95904);
+  take.setFilename("/home/u/A,1.wav", 0);
+  take.setNote("he said \"cut\"");
+  EXPECT_EQ(take.csvLine(), "2009-03-14 15:09:26,10:00:00:00,00:01:02:05,25 ND,/home/u/A,1.wav,\"Film & <Söhne>\","
+                            "\"12A\",\"7\",\"3\",\"R1\",2,\"he said \"cut\"\",95904,24 bit\n");
+  const std::pair<int32_t, const char*> rates[] = {
+      {2, ",30 DF,/"}, {6, ",60 ND,/"}, {7, ",59.94 ND,/"}, {123, ",23.97 ND,/"}, {8, ",,/"}};
+  for (const auto& [code, column] : rates) {
+    take.setFrameRate(code);
+    EXPECT_NE(take.csvLine().find(column), std::string::npos) << code;
+  }
+}
+
 } // namespace vurl
