@@ -1,0 +1,65 @@
+#include "platform/WholeFile.h"
+
+#include "platform/Text.h"
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace vurl {
+namespace {
+
+/// Reads to the end of the file. Returns 0 or the errno.
+int readAll(int descriptor, std::string& bytes) {
+  struct stat status {};
+  if (fstat(descriptor, &status) < 0) return errno;
+  if (!S_ISREG(status.st_mode)) return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  char block[65536];
+  ssize_t count = -1;
+  while (count != 0) {
+    count = read(descriptor, block, sizeof block);
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) bytes.append(block, static_cast<size_t>(count));
+  }
+  return 0;
+}
+
+int writeAll(int descriptor, const std::string& bytes) {
+  size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) written += static_cast<size_t>(count);
+  }
+  return 0;
+}
+
+} // namespace
+
+std::optional<std::string> readWholeFile(const std::string& path, std::string& reason) {
+  std::string bytes;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  const int error = descriptor < 0 ? errno : readAll(descriptor, bytes);
+  if (descriptor >= 0) close(descriptor);
+  if (error == 0) return bytes;
+  reason = systemError(error);
+  return std::nullopt;
+}
+
+std::optional<std::string> writeWholeFile(const std::string& path, const std::string& bytes) {
+  const std::string fresh = text("%@.%i.new", path, getpid());
+  const int descriptor = open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+  if (descriptor < 0) return systemError(errno);
+  int error = writeAll(descriptor, bytes);
+  if (close(descriptor) < 0 && error == 0) error = errno;
+  if (error == 0 && rename(fresh.c_str(), path.c_str()) < 0) error = errno;
+  if (error == 0) return std::nullopt;
+  unlink(fresh.c_str());
+  return systemError(error);
+}
+
+} // namespace vurl
