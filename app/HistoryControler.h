@@ -1,0 +1,121 @@
+// The history of takes: those found in the destination folders and those recorded since, as a table, as the XML report
+// in every folder and as lines of the CSV report. The engine hands it each finished take (files/FinishedTakes.h); the
+// table is a HistoryView. Everything is for the main thread but what says otherwise; the list in the middle
+// (app/TakeList.h) is safe for both, and the table shows it as it stood at the last reload.
+#pragma once
+
+#include "app/HistoryView.h"
+#include "app/TakeList.h"
+#include "files/FinishedTakes.h"
+#include "platform/Desktop.h"
+#include "platform/RunLoop.h"
+#include "platform/UserDefaults.h"
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace vurl {
+
+class HistoryControler final : public FinishedTakes {
+public:
+  /// The identifiers of the table's columns.
+  static constexpr std::array<std::string_view, 13> kColumns{"date",  "timecode",    "duration", "filename", "project",
+                                                             "scene", "slate",       "take",     "roll",     "count",
+                                                             "note",  "sample_rate", "bit_depth"};
+
+  /// Shows the file at a full path to the user; false when that cannot be.
+  using Opener = std::function<bool(const std::string& path)>;
+
+  /// `defaults`, `run_loop` and `view` outlive the history, and the history outlives the thread that calls
+  /// addMetaData().
+  HistoryControler(const UserDefaults& defaults, RunLoop& run_loop, HistoryView& view, Opener opener = openWithDesktop);
+  ~HistoryControler() override;
+  HistoryControler(const HistoryControler&) = delete;
+  HistoryControler& operator=(const HistoryControler&) = delete;
+
+  /// Reads the take files of all destination folders into the list, in slices between which the main loop goes on;
+  /// sorts, reloads the table and selects its last row when all are read. Nothing leaves the list. Called while it
+  /// runs, it reads the folders once more behind that. Reports that finished takes brought about meanwhile lack takes;
+  /// they are written once more in the end, on a thread of their own.
+  void loadHistory();
+
+  /// The same at once, for a program that has nothing else to do.
+  void loadHistoryAtOnce();
+
+  bool isLoading() const { return loading != nullptr; }
+
+  /// Lists a finished take, appends it to the CSV report and rewrites the XML reports. The table follows on the main
+  /// loop. Thread: any, the engine's processing thread as a rule.
+  void addMetaData(const std::shared_ptr<const MetaData>& meta_data) override;
+
+  /// The take of the selected row, or nothing.
+  std::shared_ptr<const MetaData> selectedMetaData() const;
+
+  /// The take of a row, or nothing.
+  std::shared_ptr<const MetaData> metaDataOfRow(int32_t row) const;
+
+  /// Writes the XML report, with its stylesheets beside it, into every folder; the first failure ends that, with a log
+  /// line. Any thread; a second one waits.
+  void saveHistory();
+
+  /// The XML report: the iXML documents of the takes' first files, with the user's texts as they are. Any thread.
+  std::string bwfXMLList() const;
+
+  /// Appends the take's line to its CSV report, which is made with its header when it is missing. Any thread.
+  static void addToCSV(const MetaData& meta_data);
+
+  /// The folder whose report print() opens. Any thread.
+  void setWebFolder(const std::string& path);
+  std::string webFolder() const;
+
+  /// Renders the report of webFolder() for reading and printing, and opens it in the user's browser; the XML as it is
+  /// when it cannot be rendered. Works on a thread of its own.
+  void print();
+
+  /// The destination folders as they are stored. Any thread.
+  std::vector<std::string> folders() const;
+
+  /// The takes as they stand now. Any thread.
+  std::vector<TakePointer> takes() const { return list.takes(); }
+
+  int32_t numberOfRows() const { return static_cast<int32_t>(shown.size()); }
+
+  /// What stands in a cell; empty for a row or a column that there is not.
+  std::string objectValue(std::string_view column, int32_t row) const;
+
+private:
+  struct Loading;
+
+  void beginLoading();
+  bool loadNextFiles();
+  void finishLoading();
+  std::vector<std::string> filesOfFolders();
+  void completeReports();
+  void reload();
+
+  const UserDefaults& defaults;
+  RunLoop& run_loop;
+  HistoryView& view;
+  const Opener opener;
+  TakeList list;
+  std::vector<TakePointer> shown; ///< the table's rows
+  std::unique_ptr<Loading> loading;
+  mutable std::mutex web_folder_mutex;
+  std::string web_folder;                      ///< as stored or with its "~" expanded
+  std::mutex report_mutex;                     ///< held while reports are written
+  std::atomic<bool> is_reading = false;        ///< the list does not hold all takes yet
+  std::atomic<bool> is_report_partial = false; ///< a report was written meanwhile
+  std::thread saving;
+  std::thread printing;
+  std::atomic<bool> is_printing = false;
+  std::shared_ptr<bool> alive = std::make_shared<bool>(true); ///< posted work looks whether the history still is
+};
+
+} // namespace vurl

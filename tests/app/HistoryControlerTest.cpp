@@ -1,0 +1,182 @@
+// The history: reading folders, merging files into takes, finished takes and their CSV line, the folders' table.
+#include "app/FolderControler.h"
+#include "tests/app/HistoryRig.h"
+
+#include <sys/stat.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+namespace vurl {
+
+using HistoryTest = HistoryRig;
+
+TEST_F(HistoryTest, filesOfATakeBecomeOneRowInWhateverOrder) {
+  const MetaData written = take("x", 0, 3);
+  std::array<int32_t, 3> order{0, 1, 2};
+  do {
+    const TemporaryFolder own;
+    useFolders({own.path.string()});
+    std::array<std::string, 3> paths;
+    for (size_t i = 0; i < 3; i++) {
+      const auto file = static_cast<size_t>(order[i]);
+      paths[file] = own.file(text("%i.wav", i)); // read in the order of the names
+      writeHeader(written, order[i], paths[file]);
+    }
+    HistoryControler read(defaults, run_loop, view);
+    for (int times = 0; times < 2; times++) { // reading again changes nothing
+      read.loadHistoryAtOnce();
+      ASSERT_EQ(read.numberOfRows(), 1);
+      const auto merged = read.metaDataOfRow(0);
+      for (int32_t file = 0; file < 3; file++) {
+        EXPECT_EQ(merged->filenameForFile(file), paths[static_cast<size_t>(file)]);
+        EXPECT_EQ(merged->channelMaskForFile(file), written.channelMaskForFile(file)) << file;
+      }
+    }
+  } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST_F(HistoryTest, theIndexGivesWhatAWalkGives) {
+  std::mt19937 random(7);
+  std::vector<std::pair<std::string, std::string>> walked; // reference and file 0, the first take with a reference wins
+  TakeList list;
+  for (int i = 0; i < 600; i++) {
+    MetaData record = take("w", random() % 40);
+    record.setFilename(text("%i", i), 0);
+    const std::string reference = record.bwfOriginatorReferenceForFile(-1);
+    const auto found = std::ranges::find(walked, reference, [](const auto& take) { return take.first; });
+    const bool finished = random() % 8 == 0; // and listed whatever there is
+    if (finished || found == walked.end()) {
+      walked.emplace_back(reference, text("%i", i));
+    } else {
+      found->second = text("%i", i);
+    }
+    finished ? list.append(record) : list.addFile(record, 0);
+    if (i % 150 != 149) continue;
+    list.sort();
+    std::ranges::stable_sort(walked, {}, [](const auto& take) { return take.first; });
+  }
+  std::vector<std::pair<std::string, std::string>> listed;
+  for (const auto& take : list.takes()) listed.emplace_back(take->reference, take->meta_data.filenameForFile(0));
+  EXPECT_EQ(listed, walked);
+}
+
+TEST_F(HistoryTest, entriesThatAreNoTakesAreLeftOut) {
+  writeFiles(take("b", 2));
+  writeFiles(take("a", 5));
+  writeHeader(take("upper", 1), 0, folder.file("c.WAV"));
+  std::filesystem::create_directory(folder.file("d.wav"));
+  ASSERT_EQ(mkfifo(folder.file("e.wav").c_str(), 0600), 0);
+  std::filesystem::create_symlink("nothing", folder.file("f.wav"));
+  writeFile(folder.file("g.wav"), fileBytes(folder.file("a1.wav")).substr(0, 5000));
+  writeFile(folder.file("h.caf"), "caff");
+  writeFile(folder.file("i.wav"), "");
+  useFolders({folder.file("missing"), folder.path.string(), folder.file("a1.wav")});
+  history.loadHistoryAtOnce();
+  EXPECT_EQ(rows("slate"), "b a "); // by their time
+  EXPECT_EQ((std::array<size_t, 3>{static_cast<size_t>(view.reloads), view.done, view.total}),
+            (std::array<size_t, 3>{1, 8, 8}));
+  EXPECT_EQ(history.webFolder(), folder.path);
+  for (const char* const line : {"/d.wav", "/e.wav", "/f.wav", "/g.wav", "/h.caf", "/i.wav", "missing: No such file",
+                                 "a1.wav: Not a directory"}) {
+    EXPECT_TRUE(log.contains(line)) << line;
+  }
+  EXPECT_EQ(history.selectedMetaData()->slate(), "a");
+  EXPECT_EQ(history.objectValue("bit_depth", 0) + history.objectValue("duration", 0), "24 bit00:01:01:00");
+  EXPECT_EQ(history.objectValue("nonsense", 0) + history.objectValue("take", 2) + history.objectValue("take", -1), "");
+}
+
+TEST_F(HistoryTest, takesEndAndFoldersChangeWhileTheFoldersAreRead) {
+  constexpr int32_t kTakes = 400;
+  for (int32_t i = 0; i < kTakes; i++) writeFiles(take(text("t%03i-", i), i));
+  MetaData early = take("t000-", 0); // was read while it ran, and its stamp moved at the end
+  early.setTimestamp(777);
+  const MetaData late = take("u", kTakes);
+  const TemporaryFolder other;
+  writeHeader(take("v", kTakes + 1), 0, other.file("v.wav"));
+
+  int ticks = 0;
+  const auto transport = run_loop.every(std::chrono::milliseconds(1), [&] {
+    if (view.done == 0 || ++ticks != 1) return;
+    EXPECT_LT(view.done, view.total);
+    std::thread([&] { // the processing thread
+      for (const MetaData& ended : {early, late}) writeFiles(ended), finish(ended);
+    })
+        .join();
+    useFolders({other.path.string(), folder.path.string()});
+    history.loadHistory();
+  });
+  history.loadHistory();
+  while (history.isLoading()) run_loop.runOnce(std::chrono::milliseconds(1000));
+  EXPECT_GE(ticks, 3);
+  EXPECT_EQ(history.numberOfRows(), kTakes + 2);
+  EXPECT_NE(rows("slate").find("t399- u v "), std::string::npos);
+  EXPECT_EQ(view.reloads, 4); // two takes, two loads
+  EXPECT_TRUE(history.metaDataOfRow(0)->playback());
+  const auto is_complete = [&] { return fileBytes(other.file("soundreport.xml")) == history.bwfXMLList(); };
+  for (int patience = 800; !is_complete() && patience > 0; patience--) usleep(5000);
+  EXPECT_TRUE(is_complete());
+}
+
+TEST_F(HistoryTest, aFinishedTakeIsReportedEverywhere) {
+  const TemporaryFolder second;
+  ASSERT_EQ(mkfifo(second.file("pipe.csv").c_str(), 0600), 0);
+  useFolders({folder.path.string(), folder.file("missing"), second.path.string()});
+  const MetaData first = take("x", 0, 2);
+  finish(first);
+  EXPECT_EQ(history.numberOfRows(), 0); // the table follows on the main loop
+  run_loop.drain();
+  EXPECT_EQ(rows("slate") + history.selectedMetaData()->slate(), "x x");
+  const MetaData next = take("y", 1);
+  finish(next);
+  EXPECT_EQ(fileBytes(folder.file("report.csv")), MetaData::csvHeader() + first.csvLine() + next.csvLine());
+
+  const std::string report = fileBytes(folder.file("soundreport.xml"));
+  EXPECT_EQ(report, "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\r\n"
+                    "<?xml-stylesheet type=\"text/xsl\" href=\"soundreport.xsl\" ?>\r\n<BWFXML-LIST>\r\n" +
+                        first.iXMLForFile(0) + "\r\n" + next.iXMLForFile(0) + "\r\n</BWFXML-LIST>\r\n");
+  for (const char* const style : {"soundreport.xsl", "soundreport.css"}) {
+    EXPECT_FALSE(fileBytes(folder.file(style)).empty()) << style;
+  }
+  EXPECT_FALSE(std::filesystem::exists(second.file("soundreport.xml"))); // the one before it cannot be written
+  for (const auto& path : {folder.file("missing"), second.path.string()}) {
+    defaults.setObject(path, "csv_folder");
+    defaults.setObject(std::string("pipe"), "csv_filename_format");
+    finish(next); // nobody reads the pipe
+  }
+  for (const char* const line : {"soundreport.xml: No such file", "csv file: No such file", "csv file: No such device"})
+    EXPECT_TRUE(log.contains(line)) << line;
+}
+
+TEST_F(HistoryTest, aFolderIsChosenOrNot) {
+  struct Panel : FolderView {
+    void reloadFolders() override { reloads++; }
+    void chooseFolder(const std::string& path, Chosen chosen) override { begin = path, answer = chosen, asked++; }
+    int reloads = 0, asked = 0;
+    std::string begin;
+    Chosen answer;
+  } panel;
+  const TemporaryFolder chosen;
+  writeHeader(take("z", 0), 0, chosen.file("z.wav"));
+  FolderControler folders(defaults, panel, history);
+  defaults.setInteger(2, "nr_folders");
+  EXPECT_EQ(folders.numberOfRows(), 2);
+  EXPECT_EQ(folders.objectValue("folder", 0) + folders.objectValue("folder", 1), folder.path);
+  EXPECT_EQ(folders.objectValue("button", 1) + folders.objectValue("path", 0), "0");
+  folders.setObjectValue(0, "button", 1); // asks for nothing, nor does the next
+  folders.setObjectValue(1, "folder", 1);
+  for (const auto& [answer, rows_after] : {std::pair(std::optional<std::string>(), ""), {chosen.path.string(), "z "}}) {
+    folders.setObjectValue(1, "button", 1);
+    folders.openForFolder(0); // one at a time
+    panel.answer(answer);
+    while (history.isLoading()) run_loop.runOnce(std::chrono::milliseconds(1000));
+    EXPECT_EQ(defaults.stringForKey("path_for_folder01"), answer.value_or(""));
+    EXPECT_EQ(rows("slate"), rows_after);
+  }
+  EXPECT_EQ(std::pair(panel.asked, panel.reloads), std::pair(2, 2));
+}
+
+} // namespace vurl
