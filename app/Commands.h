@@ -1,5 +1,5 @@
 // The subcommands of the terminal program. Each returns the program's exit code: 0 all is well, 1 a take ended with a
-// reason or could not be recorded, 2 it was called wrongly. Main thread.
+// reason or could not be recorded, or a report could not be rendered, 2 it was called wrongly. Main thread.
 #pragma once
 
 #include "platform/UserDefaults.h"
@@ -48,6 +48,13 @@ struct InfoOptions {
 
 /// Prints what take files say of themselves; what cannot be read is told on standard error, and the rest goes on.
 int runInfo(const UserDefaults& defaults, const InfoOptions& options);
+
+/// Lists the takes in the destination folders, as a table or as a JSON array.
+int runHistory(UserDefaults& defaults, bool json);
+
+/// Renders the sound report of every destination folder, prints where it is, and shows the last one to the user when
+/// `open` is set.
+int runReport(UserDefaults& defaults, bool open);
 
 /// Lists all settings, prints the one of `key`, or stores `value` under it.
 int runSettings(UserDefaults& defaults, const std::optional<std::string>& key, const std::optional<std::string>& value);

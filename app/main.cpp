@@ -19,6 +19,8 @@ struct Arguments {
   std::vector<std::string> settings;
   bool verbose = false;
   bool devices_json = false;
+  bool history_json = false;
+  bool open_report = false;
   RecordOptions record;
   LayoutOptions layout;
   InfoOptions info;
@@ -110,6 +112,12 @@ void describe(CLI::App& app, Arguments& arguments) {
   info->add_flag("--chunks", arguments.info.chunks, "List the chunks of each file as well");
   info->add_flag("--json", arguments.info.json, "Print a JSON array");
 
+  CLI::App* const history = app.add_subcommand("history", "List the takes in the destination folders");
+  history->add_flag("--json", arguments.history_json, "Print a JSON array");
+
+  CLI::App* const report = app.add_subcommand("report", "Render the sound report of every destination folder");
+  report->add_flag("--open", arguments.open_report, "Show it in the browser");
+
   CLI::App* const settings = app.add_subcommand("settings", "List the settings, or read or store one");
   settings->add_option("key", arguments.key, "The setting");
   settings->add_option("value", arguments.value, "Its new value");
@@ -124,6 +132,8 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
   if (app.got_subcommand("layout")) return runLayout(defaults, arguments.layout);
   if (app.got_subcommand("info")) return runInfo(defaults, arguments.info);
+  if (app.got_subcommand("history")) return runHistory(defaults, arguments.history_json);
+  if (app.got_subcommand("report")) return runReport(defaults, arguments.open_report);
   return runSettings(defaults, arguments.key, arguments.value);
 }
 
