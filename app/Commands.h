@@ -32,6 +32,14 @@ struct RecordOptions {
 /// when another program is recording with the same settings.
 int runRecord(UserDefaults& defaults, const RecordOptions& options);
 
+struct PlayOptions {
+  std::optional<std::string> take;   ///< a file of it, or its place in the history from 1 on; or the last one
+  std::optional<std::string> device; ///< display name or an unambiguous part of it, or the stored device
+};
+
+/// Plays one take through the device's outputs, until it has played out or the user wants no more.
+int runPlay(UserDefaults& defaults, const PlayOptions& options);
+
 struct LayoutOptions {
   std::optional<int32_t> auto_configuration; ///< 1 to 5: routes files and folders anew (ChannelLayoutControler)
   bool matrix = false;                       ///< prints the grid, not the summary

@@ -123,4 +123,10 @@ void ConsoleView::takeFinished(const FinishedTake& take) {
   if (!take.continues && when_finished) when_finished();
 }
 
+void ConsoleView::playbackFinished(const std::optional<std::string>& reason) {
+  clearLiveLine();
+  any_reason = any_reason || reason.has_value();
+  if (when_played) when_played();
+}
+
 } // namespace vurl

@@ -19,6 +19,9 @@ public:
   /// Called after each take that no further piece follows.
   void setWhenFinished(std::function<void()> callback) { when_finished = std::move(callback); }
 
+  /// Called at the end of each playback.
+  void setWhenPlayed(std::function<void()> callback) { when_played = std::move(callback); }
+
   /// Prints what is left to print, waiting for whoever reads it. Returns whether all results could be printed.
   bool flush();
 
@@ -37,6 +40,7 @@ public:
   void showBufferSizeRange(double, double) override {}
   void showBufferSize(uint32_t) override {}
   void takeFinished(const FinishedTake& take) override;
+  void playbackFinished(const std::optional<std::string>& reason) override;
 
 private:
   void showLiveLine();
@@ -46,6 +50,7 @@ private:
   const bool json;
   const bool live;
   std::function<void()> when_finished;
+  std::function<void()> when_played;
   bool any_reason = false;
   bool print_failed = false;
   std::string results; ///< not printed yet: a reader that stalls must not hold up the next piece of a take

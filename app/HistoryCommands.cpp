@@ -45,33 +45,13 @@ struct ReadHistory {
   HistoryControler controler;
 };
 
-/// Whether a terminal would act on `character`, one code point, rather than show it: control characters, and the marks
-/// that turn the writing direction of what follows.
-bool isControl(std::string_view character) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(character[i]); };
-  if (character.size() == 1) return byte(0) < 0x20 || byte(0) >= 0x7F;
-  if (character.size() == 2) return byte(0) == 0xC2 && byte(1) < 0xA0;
-  return character.size() == 3 &&
-         ((character >= "\u2028" && character <= "\u202E") || (character >= "\u2066" && character <= "\u2069"));
-}
-
-/// `cell` in one line of visible characters.
-std::string printable(std::string_view cell) {
-  std::string line;
-  while (!cell.empty()) {
-    const std::string_view character = firstCodePoints(cell, 1);
-    line += isControl(character) ? " " : character;
-    cell.remove_prefix(character.size());
-  }
-  return line;
-}
-
 using Row = std::vector<std::string>;
 
 std::vector<Row> tableOf(const HistoryControler& history) {
-  std::vector<Row> rows{Row(HistoryControler::kColumns.begin(), HistoryControler::kColumns.end())};
+  std::vector<Row> rows{{"#"}};
+  rows[0].insert(rows[0].end(), HistoryControler::kColumns.begin(), HistoryControler::kColumns.end());
   for (int32_t row = 0; row < history.numberOfRows(); row++) {
-    Row& cells = rows.emplace_back();
+    Row& cells = rows.emplace_back(Row{text("%i", row + 1)});
     for (const std::string_view column : HistoryControler::kColumns) {
       cells.push_back(printable(history.objectValue(column, row)));
     }
@@ -80,7 +60,7 @@ std::vector<Row> tableOf(const HistoryControler& history) {
 }
 
 void printTable(const std::vector<Row>& rows) {
-  std::vector<size_t> widths(HistoryControler::kColumns.size());
+  std::vector<size_t> widths(rows[0].size());
   for (const Row& row : rows) {
     for (size_t i = 0; i < row.size(); i++) widths[i] = std::max(widths[i], nrCodePoints(row[i]));
   }

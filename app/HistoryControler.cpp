@@ -115,11 +115,16 @@ void HistoryControler::finishLoading() {
   if (again) {
     loadHistory();
   } else {
-    completeReports();
+    rewritePartialReports();
   }
 }
 
 void HistoryControler::completeReports() {
+  while (isLoading() && is_report_partial) loadHistoryAtOnce();
+  if (saving.joinable()) saving.join();
+}
+
+void HistoryControler::rewritePartialReports() {
   if (!is_report_partial.exchange(false)) return;
   if (saving.joinable()) saving.join();
   saving = std::thread([this] { saveHistory(); });

@@ -51,6 +51,10 @@ public:
 
   bool isLoading() const { return loading != nullptr; }
 
+  /// Makes whole the reports that were written while the folders were still being read, reading what is left of them;
+  /// otherwise does nothing. For the end of the program.
+  void completeReports();
+
   /// Lists a finished take, appends it to the CSV report and rewrites the XML reports. The table follows on the main
   /// loop. Thread: any, the engine's processing thread as a rule.
   void addMetaData(const std::shared_ptr<const MetaData>& meta_data) override;
@@ -97,7 +101,7 @@ private:
   bool loadNextFiles();
   void finishLoading();
   std::vector<std::string> filesOfFolders();
-  void completeReports();
+  void rewritePartialReports();
   void reload();
 
   const UserDefaults& defaults;

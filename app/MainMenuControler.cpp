@@ -51,11 +51,13 @@ MainMenuControler::MainMenuControler(Collaborators collaborators)
       output_file(collaborators.output_file),
       view(collaborators.view),
       pause(std::move(collaborators.pause)),
-      channel_layout_controler(collaborators.channel_layout_controler) {}
+      channel_layout_controler(collaborators.channel_layout_controler),
+      history_controler(collaborators.history_controler) {}
 
 // Life cycle
 
 void MainMenuControler::applicationDidFinishLaunching() {
+  history_controler.loadHistory();
   channel_layout_controler.resetMenus();
   update_GUI_counter = 0;
   update_GUI_timer = run_loop.every(kRefreshInterval, [this] { updateGUI(); });
@@ -64,6 +66,7 @@ void MainMenuControler::applicationDidFinishLaunching() {
 void MainMenuControler::applicationWillTerminate() {
   stopWhenRunning();
   waitForIdle();
+  history_controler.completeReports();
   update_GUI_timer.reset();
   defaults.synchronize();
 }
@@ -75,7 +78,7 @@ void MainMenuControler::recStopPressed(int32_t command) {
   case REC: startRecording(false); break;
   case STOP: stopRecording(std::nullopt); break;
   case ABORT: stopRecording(kAbort); break;
-  case PLAY: startPlayback(); break;
+  case PLAY: startPlayback(history_controler.selectedMetaData()); break;
   case TOGGLE:
     if (output_file.state() == OutputFile::IDLE) {
       startRecording(false);
@@ -100,6 +103,7 @@ void MainMenuControler::startRecording(bool continued) {
     return;
   }
   refreshDeviceSettings();
+  is_playback = false;
   next_piece = continued;
   if (!continued) pending_stop.reset();
   output_file.startWith(continued);
@@ -125,14 +129,15 @@ void MainMenuControler::stopNow(const Reason& reason) {
 }
 
 void MainMenuControler::stopWhenRunning() {
-  if (output_file.state() == OutputFile::STARTING_RECORDING) {
+  const OutputFile::State state = output_file.state();
+  if (state == OutputFile::STARTING_RECORDING || state == OutputFile::STARTING_PLAYBACK) {
     stopNow(std::nullopt);
   } else {
     stopRecording(std::nullopt);
   }
 }
 
-void MainMenuControler::startPlayback() {
+void MainMenuControler::startPlayback(const std::shared_ptr<const MetaData>& take) {
   const OutputFile::State state = output_file.state();
   if (isPlaying(state)) {
     stopRecording(std::nullopt);
@@ -140,8 +145,14 @@ void MainMenuControler::startPlayback() {
   } else if (state != OutputFile::IDLE) {
     return;
   }
-  view.showAlert("Playback not started.", "History table is empty.");
-  view.showTransport(STOP, TransportColour::black);
+  if (take == nullptr) {
+    view.showAlert("Playback not started.", "History table is empty.");
+    view.showTransport(STOP, TransportColour::black);
+    return;
+  }
+  refreshDeviceSettings();
+  is_playback = true;
+  output_file.startWith(*take);
 }
 
 void MainMenuControler::waitForIdle() {
@@ -156,6 +167,7 @@ void MainMenuControler::waitForIdle() {
     pause();
   }
   pending_stop.reset();
+  if (std::exchange(is_playback, false)) view.playbackFinished(output_file.reason());
 }
 
 // Refresh
@@ -178,7 +190,7 @@ void MainMenuControler::updateStateGUI() {
     view.showTransport(display->segment, display->colour);
   }
   if (state == OutputFile::FINISHED_RECORDING) finishRecording();
-  if (state == OutputFile::FINISHED_PLAYBACK) finishPlayback();
+  if (state == OutputFile::FINISHED_PLAYBACK || (state == OutputFile::IDLE && is_playback)) finishPlayback();
 }
 
 void MainMenuControler::finishRecording() {
@@ -207,10 +219,14 @@ bool MainMenuControler::isNews(const Reason& reason) {
   return is_news;
 }
 
+/// The end of a playback, also of one whose files could not be made ready: the engine is idle again then.
 void MainMenuControler::finishPlayback() {
-  showReason(output_file.reason());
+  const Reason reason = output_file.reason();
+  showReason(reason);
   output_file.setState(OutputFile::IDLE);
+  is_playback = false;
   pending_stop.reset();
+  view.playbackFinished(reason);
 }
 
 void MainMenuControler::showReason(const Reason& reason) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "app/ChannelLayoutControler.h"
+#include "app/HistoryControler.h"
 #include "app/MainWindowView.h"
 #include "app/StartPacer.h"
 #include "engine/AudioRing.h"
@@ -38,13 +39,15 @@ public:
     /// Lets 0.1 s of the engine's time pass while the main thread waits for it; tests step the engine here.
     std::function<void()> pause;
     ChannelLayoutControler& channel_layout_controler;
+    HistoryControler& history_controler;
   };
 
   explicit MainMenuControler(Collaborators collaborators);
 
   // Life cycle
 
-  /// Builds the layout's menus and starts the refresh timer, which calls updateGUI() every 0.1 s.
+  /// Begins to read the history, builds the layout's menus and starts the refresh timer, which calls updateGUI() every
+  /// 0.1 s.
   void applicationDidFinishLaunching();
 
   /// Stops whatever runs, waits until the last take is complete on disk, and writes the settings. A take that is just
@@ -57,9 +60,11 @@ public:
   void recStopPressed(int32_t command);
   void startRecording(bool continued);
   void stopRecording(const Reason& reason);
-  void startPlayback();
+  /// Plays `take`, in place of one that is playing; nothing while a recording is under way. An alert when null.
+  void startPlayback(const std::shared_ptr<const MetaData>& take);
 
-  /// STOP for callers that must not lose it (an end time, a signal): it holds for a take that is just starting, too.
+  /// STOP for callers that must not lose it (an end time, a signal): it holds for a take or playback that is just
+  /// starting, too.
   void stopWhenRunning();
 
   /// Waits until the engine is idle, acknowledging a finished take without counters and alerts. A take that was broken
@@ -138,6 +143,7 @@ private:
   MainWindowView& view;
   const std::function<void()> pause;
   ChannelLayoutControler& channel_layout_controler;
+  HistoryControler& history_controler;
 
   /// A STOP, kept until its take is over: if a break falls together with it, the next piece gets it again.
   struct Stop {
@@ -148,7 +154,8 @@ private:
   std::array<PopupMenu, 4> menus; ///< by DeviceMenu
   RunLoop::Handle update_GUI_timer;
   uint32_t update_GUI_counter = 0;
-  bool next_piece = false; ///< the take in hand continues one that was broken
+  bool is_playback = false; ///< what was started last, until it is told as finished
+  bool next_piece = false;  ///< the take in hand continues one that was broken
   std::optional<Stop> pending_stop;
   StartPacer start_pacer;                   ///< fresh whenever recording does not follow a lock
   std::optional<std::string> device_in_use; ///< display name of the selected device

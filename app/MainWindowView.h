@@ -66,6 +66,9 @@ public:
   virtual void showBufferSize(uint32_t frames) = 0;
 
   virtual void takeFinished(const FinishedTake& take) = 0;
+
+  /// A playback is over, or never began; `reason` as for a take.
+  virtual void playbackFinished(const std::optional<std::string>& reason) = 0;
 };
 
 } // namespace vurl

@@ -3,23 +3,19 @@
 #include "app/Commands.h"
 #include "app/ConsoleView.h"
 #include "app/DeviceChoice.h"
+#include "app/DeviceSession.h"
 #include "app/EndSignals.h"
-#include "app/Recorder.h"
 #include "app/TerminalKeys.h"
-#include "hardware/DeviceList.h"
 #include "platform/Log.h"
 #include "platform/PollRunLoop.h"
 #include "platform/SettingsLock.h"
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <thread>
 #include <tuple>
 
 namespace vurl {
@@ -28,26 +24,25 @@ namespace {
 constexpr std::chrono::milliseconds kEndCheckInterval{20};
 constexpr std::chrono::seconds kPatienceWithADevice{10};
 constexpr std::chrono::seconds kPatienceWithAClock{1};
-constexpr std::chrono::seconds kPatienceAtTheEnd{5};
 constexpr const char* kKeyHelp = "r record   s stop   a abort   p play   q stop and quit";
 
 class RecordCommand {
 public:
   RecordCommand(UserDefaults& user_defaults, const RecordOptions& record_options)
-      : defaults(user_defaults), options(record_options), services(defaults, run_loop), view(options.json) {}
+      : defaults(user_defaults), options(record_options), session(defaults, run_loop), view(options.json) {}
 
   int run() {
     std::string reason;
     const auto lock = SettingsLock::take(defaults.file(), reason);
     if (!lock) return refuse(reason, kExitHarmed);
-    if (options.device && !findWanted(reason)) return refuse(reason, kExitUsage);
+    if (!session.find(options.device, reason)) return refuse(reason, kExitUsage);
     if (options.auto_start) defaults.setForRun(true, "auto_start");
     follows_lock = defaults.boolForKey("auto_start");
-    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, services, view);
-    choose(*recorder);
+    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services, RecorderViews{view});
+    session.choose(*recorder, true);
     recorder->start();
     run_loop.drain();
-    if (!isSelected(*recorder, reason)) return refuse(reason, kExitHarmed);
+    if (!session.isSelected(*recorder, reason)) return refuse(reason, kExitHarmed);
     if (options.clock_source && !chooseClockSource(*recorder, reason)) return refuse(reason, kExitUsage);
     setTexts(recorder->controller);
     record(*recorder);
@@ -56,61 +51,11 @@ public:
     if (follows_lock && nr_takes == 0)
       std::fprintf(stderr, "vurl: No timecode was locked; nothing has been recorded.\n");
     const int exit_code = harmed || view.harmed() || !all_printed ? kExitHarmed : kExitFine;
-    endSoon(exit_code);
+    DeviceSession::endSoon(exit_code);
     return exit_code;
   }
 
 private:
-  /// All is complete on disk and told. Letting go of the device waits for its server, which may hang; the program does
-  /// not wait with it.
-  static void endSoon(int exit_code) {
-    std::thread([exit_code] {
-      std::this_thread::sleep_for(kPatienceAtTheEnd);
-      warn("The device could not be released in time.");
-      std::_Exit(exit_code);
-    }).detach();
-  }
-
-  static int refuse(const std::string& reason, int exit_code) {
-    std::fprintf(stderr, "vurl: %s\n", reason.c_str());
-    return exit_code;
-  }
-
-  /// Finds the device that the user named, the test generator also while it is hidden.
-  bool findWanted(std::string& reason) {
-    std::vector<std::string> names;
-    for (const DeviceRow& row : describeDevices(services.model)) names.push_back(row.name);
-    if (std::find(names.begin(), names.end(), GeneratorHardware::kDisplayName) == names.end()) {
-      names.emplace_back(GeneratorHardware::kDisplayName);
-    }
-    const auto index = findByName(names, *options.device, "device", reason);
-    if (!index) return false;
-    wanted = names[*index];
-    return true;
-  }
-
-  /// Makes the device that was found the one to select. This comes before any device is opened: the ring must hold
-  /// nothing but the sound of that one when the take reaches back into it.
-  void choose(Recorder& recorder) {
-    if (wanted == GeneratorHardware::kDisplayName) {
-      services.publishGeneratorForRun();
-      defaults.setForRun(wanted, "selected_device"); // a test is no choice to remember
-    } else if (!wanted.empty()) {
-      recorder.controller.rememberDevice(wanted);
-    }
-  }
-
-  /// Whether there is a device, and it is the one that was found.
-  bool isSelected(const Recorder& recorder, std::string& reason) const {
-    const auto* const item = recorder.controller.menu(DeviceMenu::device).selectedItem();
-    if (item == nullptr) {
-      reason = "There is no audio device to record from.";
-      return false;
-    }
-    reason = "The device was there a moment ago and is gone.";
-    return wanted.empty() || item->title == wanted;
-  }
-
   /// Stores what the user said about the take as if it had been typed into the fields: another scene or slate begins
   /// with take 1, unless the user says which.
   void setTexts(MainMenuControler& controller) {
@@ -244,9 +189,8 @@ private:
   const RecordOptions& options;
   PollRunLoop run_loop;
   EndSignals signals{run_loop};
-  AudioServices services;
+  DeviceSession session;
   ConsoleView view;
-  std::string wanted;
   bool follows_lock = false;
   bool ends = false;   ///< with the take in hand
   bool harmed = false; ///< the device stood still while no take ran

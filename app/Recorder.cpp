@@ -25,16 +25,17 @@ void AudioServices::updateGenerator() {
   generator.setPublished(generator_for_run || defaults.boolForKey("show_generator"));
 }
 
-Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, MainWindowView& view,
-                   ChannelLayoutView* layout_view)
-    : pull_popup(view),
+Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, const RecorderViews& views)
+    : pull_popup(views.main_window),
+      history_controler(defaults, run_loop, views.history == nullptr ? hidden_history : *views.history),
       audio_ring(defaults, systemWallTime, &pull_popup),
-      output_file(audio_ring, defaults, file_layer, nullptr),
+      output_file(audio_ring, defaults, file_layer, &history_controler),
       ring_delegate(audio_ring),
       input_device(services.model, run_loop, ring_delegate),
-      channel_layout_controler(defaults, layout_view == nullptr ? hidden_layout : *layout_view),
-      controller({defaults, run_loop, audio_ring, input_device, output_file, view,
-                  [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }, channel_layout_controler}) {
+      channel_layout_controler(defaults, views.layout == nullptr ? hidden_layout : *views.layout),
+      controller({defaults, run_loop, audio_ring, input_device, output_file, views.main_window,
+                  [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }, channel_layout_controler,
+                  history_controler}) {
   input_device.setObserver(&controller);
 }
 

@@ -38,17 +38,22 @@ private:
   bool generator_for_run = false;
 };
 
+/// Who shows what the recorder's controllers tell; a null one shows nothing. All outlive the recorder.
+struct RecorderViews {
+  MainWindowView& main_window;
+  HistoryView* history = nullptr;
+  ChannelLayoutView* layout = nullptr;
+};
+
 class Recorder {
 public:
-  /// `services`, `defaults`, `run_loop` and the views outlive the recorder. Without a `layout_view` the layout is shown
-  /// nowhere.
-  Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, MainWindowView& view,
-           ChannelLayoutView* layout_view = nullptr);
+  /// `services`, `defaults` and `run_loop` outlive the recorder.
+  Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, const RecorderViews& views);
 
   /// Ends a take that runs, waits until it is complete on disk, stops the processing thread and the device.
   ~Recorder();
 
-  /// Selects the stored device, starts the processing thread and the refresh timer.
+  /// Selects the stored device, starts the processing thread and the refresh timer, and begins to read the history.
   void start();
 
 private:
@@ -67,11 +72,23 @@ private:
     void redrawMatrix() override {}
   };
 
+  /// Its selection follows the controller's.
+  struct HiddenHistory final : HistoryView {
+    void reloadHistory() override {}
+    void selectHistoryRow(int32_t new_row) override { row = new_row; }
+    int32_t selectedHistoryRow() const override { return row; }
+    void showHistoryProgress(size_t, size_t) override {}
+
+    int32_t row = -1;
+  };
+
   PullPopup pull_popup;
   HiddenLayout hidden_layout;
+  HiddenHistory hidden_history;
   PosixFileLayer file_layer;
 
 public:
+  HistoryControler history_controler; ///< before the engine, whose thread hands it takes
   AudioRing audio_ring;
   OutputFile output_file;
 

@@ -22,6 +22,7 @@ struct Arguments {
   bool history_json = false;
   bool open_report = false;
   RecordOptions record;
+  PlayOptions play;
   LayoutOptions layout;
   InfoOptions info;
   std::optional<std::string> key;
@@ -98,6 +99,12 @@ void describe(CLI::App& app, Arguments& arguments) {
   for (const auto& [name, value] : texts)
     record->add_option(text("--%@", name), *value, text("Set the %@, and remember it", name))->type_name("TEXT");
 
+  CLI::App* const play =
+      app.add_subcommand("play", "Play a take, the last one unless told otherwise; s, q or Ctrl-C ends it");
+  play->add_option("take", arguments.play.take, "A file of the take, or its number in the history")->type_name("TAKE");
+  play->add_option("--device", arguments.play.device, "The device to play through: its name or a part of it")
+      ->type_name("NAME");
+
   CLI::App* const layout = app.add_subcommand("layout", "Show how channels go into files, and route them anew");
   layout
       ->add_option("--auto", arguments.layout.auto_configuration,
@@ -130,6 +137,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (!applySettings(defaults, arguments.settings)) return kExitUsage;
   if (app.got_subcommand("devices")) return runDevices(defaults, arguments.devices_json);
   if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
+  if (app.got_subcommand("play")) return runPlay(defaults, arguments.play);
   if (app.got_subcommand("layout")) return runLayout(defaults, arguments.layout);
   if (app.got_subcommand("info")) return runInfo(defaults, arguments.info);
   if (app.got_subcommand("history")) return runHistory(defaults, arguments.history_json);

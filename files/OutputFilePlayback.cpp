@@ -98,13 +98,12 @@ OutputFile::Reason OutputFile::openMovieForPlayback() {
   return std::nullopt;
 }
 
-/// The files were written with all their channels, however few of them are in use now.
+/// The files were written with the take's channels, however few or many are in use now.
 void OutputFile::measureFrames() {
-  meta_data->setNrChannels(MetaData::kMaximumChannels);
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     file_frame_sizes[static_cast<size_t>(file)] = meta_data->blockAlignForFile(file);
   }
-  meta_data->setNrChannels(static_cast<int32_t>(audio_ring.nrChannels()));
+  meta_data->setNrChannels(std::min(meta_data->nrChannels(), static_cast<int32_t>(audio_ring.nrChannels())));
 }
 
 void OutputFile::warnOfWhatIsPlayed() const {

@@ -128,9 +128,9 @@ int32_t copy(const char* path1, const char* path2) {
     log(message, path1, systemError(errno));
     return -1;
   };
-  const int source = open(path1, O_RDONLY | O_CLOEXEC);
+  const int source = open(path1, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (source < 0) return failed("Could not open src for copy %s: %s");
-  const int destination = open(path2, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int destination = open(path2, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
   if (destination < 0) {
     const int32_t result = failed("Could not open dst for copy %s: %s");
     close(source);

@@ -6,6 +6,7 @@
 #include "hardware/GeneratorHardware.h"
 #include "hardware/RingDelegate.h"
 #include "platform/PollRunLoop.h"
+#include "tests/app/HistoryRig.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -19,7 +20,7 @@ namespace vurl {
 struct RecordingView final : MainWindowView {
   std::vector<FinishedTake> takes;
   std::array<PopupMenu, 4> menus;
-  std::string transport, current_time, alerts;
+  std::string transport, current_time, alerts, played;
   uint32_t buffer_size = 0;
   bool is_locked = false;
   std::array<std::pair<float, float>, 64> levels; ///< peak and RMS in dB
@@ -44,6 +45,9 @@ struct RecordingView final : MainWindowView {
   void showBufferSizeRange(double, double) override {}
   void showBufferSize(uint32_t frames) override { buffer_size = frames; }
   void takeFinished(const FinishedTake& take) override { takes.push_back(take); }
+  void playbackFinished(const std::optional<std::string>& reason) override {
+    played += reason.value_or("played out") + " ";
+  }
 
 private:
   bool busy = false;
@@ -89,7 +93,9 @@ private:
 
 struct ControllerRig {
   ControllerRig() {
-    defaults.registerDefaults({{"path_for_folder00", folder.path.string()}, {"filename_format", std::string("T%t%C")}});
+    defaults.registerDefaults({{"path_for_folder00", folder.path.string()},
+                               {"filename_format", std::string("T%t%C")},
+                               {"csv_folder", folder.path.string()}});
     defaults.setInteger(SESSION, "time_source");
     generator.setPaced(false);
     generator.setPublished(true);
@@ -104,8 +110,6 @@ struct ControllerRig {
   void engineGoesOn() {
     if (generator.device() != kAudioObjectUnknown) generator.step(19);
     output_file.processingPass();
-    for (const auto playing_out : {OutputFile::STOPPING_PLAYBACK, OutputFile::BORDER_PLAYBACK})
-      if (output_file.state() == playing_out) output_file.setState(OutputFile::FINISHED_PLAYBACK);
   }
 
   /// `ticks` of the refresh timer with the engine going on in between.
@@ -128,13 +132,15 @@ struct ControllerRig {
   RecordingView view;
   AudioRing audio_ring{defaults, systemWallTime, nullptr};
   PosixFileLayer file_layer;
-  OutputFile output_file{audio_ring, defaults, file_layer, nullptr};
+  RecordingHistoryView history_view;
+  HistoryControler history{defaults, run_loop, history_view};
+  OutputFile output_file{audio_ring, defaults, file_layer, &history};
   RingDelegate ring_delegate{audio_ring};
   InputDevice input_device{model, run_loop, ring_delegate};
   RecordingLayoutView layout_view;
   ChannelLayoutControler channel_layout_controler{defaults, layout_view};
   MainMenuControler controller{{defaults, run_loop, audio_ring, input_device, output_file, view,
-                                [this] { engineGoesOn(); }, channel_layout_controler}};
+                                [this] { engineGoesOn(); }, channel_layout_controler, history}};
   UserDefaults::ObservationHandle show_generator;
 };
 

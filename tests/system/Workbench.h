@@ -157,9 +157,11 @@ public:
     return words;
   }
 
+  /// Not the reports beside them.
   Words takeFiles() const {
     Words paths;
-    for (const auto& entry : std::filesystem::directory_iterator(takes())) paths.push_back(entry.path());
+    for (const auto& entry : std::filesystem::directory_iterator(takes()))
+      if (entry.path().extension() == ".wav" || entry.path().extension() == ".caf") paths.push_back(entry.path());
     return paths;
   }
 

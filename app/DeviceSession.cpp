@@ -1,0 +1,67 @@
+#include "app/DeviceSession.h"
+
+#include "app/DeviceChoice.h"
+#include "hardware/DeviceList.h"
+#include "platform/Log.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+namespace vurl {
+namespace {
+
+constexpr std::chrono::seconds kPatienceAtTheEnd{5};
+
+} // namespace
+
+bool DeviceSession::find(const std::optional<std::string>& name, std::string& reason) {
+  if (!name) return true;
+  std::vector<std::string> names;
+  for (const DeviceRow& row : describeDevices(services.model)) names.push_back(row.name);
+  if (std::find(names.begin(), names.end(), GeneratorHardware::kDisplayName) == names.end()) {
+    names.emplace_back(GeneratorHardware::kDisplayName);
+  }
+  const auto index = findByName(names, *name, "device", reason);
+  if (!index) return false;
+  wanted = names[*index];
+  return true;
+}
+
+void DeviceSession::choose(Recorder& recorder, bool remembers) {
+  if (wanted == GeneratorHardware::kDisplayName) services.publishGeneratorForRun();
+  if (wanted.empty()) return;
+  if (remembers && wanted != GeneratorHardware::kDisplayName) {
+    recorder.controller.rememberDevice(wanted);
+  } else {
+    settings.setForRun(wanted, "selected_device");
+  }
+}
+
+bool DeviceSession::isSelected(const Recorder& recorder, std::string& reason) const {
+  const auto* const item = recorder.controller.menu(DeviceMenu::device).selectedItem();
+  if (item == nullptr) {
+    reason = "There is no audio device.";
+    return false;
+  }
+  reason = "The device was there a moment ago and is gone.";
+  return wanted.empty() || item->title == wanted;
+}
+
+void DeviceSession::endSoon(int exit_code) {
+  std::thread([exit_code] {
+    std::this_thread::sleep_for(kPatienceAtTheEnd);
+    warn("The device could not be released in time.");
+    std::_Exit(exit_code);
+  }).detach();
+}
+
+int refuse(const std::string& reason, int exit_code) {
+  std::fprintf(stderr, "vurl: %s\n", reason.c_str());
+  return exit_code;
+}
+
+} // namespace vurl
