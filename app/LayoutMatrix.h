@@ -36,6 +36,7 @@ public:
   void setInputNames(Names names) { input_names = std::move(names); }
   void setOutputNames(Names names) { output_names = std::move(names); }
 
+  int32_t nrInputs() const { return static_cast<int32_t>(input_names.size()); }
   int32_t nrRows() const { return nr_channels + 1 + nr_folders; }
   int32_t nrColumns() const { return fileColumn(0) + nr_files; }
 
@@ -65,7 +66,6 @@ public:
   void toggleFileForFolder(int32_t file, int32_t folder);
 
 private:
-  int32_t nrInputs() const { return static_cast<int32_t>(input_names.size()); }
   int32_t nrOutputs() const { return static_cast<int32_t>(output_names.size()); }
   Cell columnAt(int32_t column) const;
   void toggleDeviceChannel(const std::string& key, int64_t device_channel);

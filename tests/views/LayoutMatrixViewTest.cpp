@@ -1,0 +1,82 @@
+#include "views/LayoutMatrixView.h"
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtGui/QMouseEvent>
+#include <QtWidgets/QScrollBar>
+
+namespace vurl {
+
+/// 4 channels and 2 folders; 3 inputs, 2 outputs and 200 files.
+struct LayoutMatrixViewTest : testing::Test {
+  LayoutMatrixViewTest() {
+    matrix.setNrChannels(4);
+    matrix.setNrFolders(2);
+    matrix.setNrFiles(200);
+    matrix.setInputNames({"a", "b", "c"});
+    matrix.setOutputNames({"d", "e"});
+    view.setFrameShape(QFrame::NoFrame);
+    view.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.resize(500, 150);
+    view.matrixChanged();
+    view.show();
+    QObject::connect(&view, &LayoutMatrixView::cellClicked, [this](int32_t row, int32_t column) {
+      clicked = std::to_string(row) + "," + std::to_string(column);
+      matrix.toggle(matrix.cellAt(row, column));
+    });
+  }
+
+  std::string click(int x, int y, QEvent::Type type = QEvent::MouseButtonPress) {
+    clicked.clear();
+    QMouseEvent press(type, QPointF(x, y), QPointF(x, y), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(view.viewport(), &press);
+    return clicked;
+  }
+
+  UserDefaults defaults;
+  LayoutMatrix matrix{defaults};
+  LayoutMatrixView view{matrix};
+  std::string clicked;
+};
+
+TEST_F(LayoutMatrixViewTest, HitsTheCellUnderThePointerAlsoWhenScrolled) {
+  struct Case {
+    QPoint offset;
+    QPoint point;
+    std::string clicked;
+  };
+  const Case cases[] = {
+      {{0, 0}, {100, 100}, "0,0"},       {{0, 0}, {113, 113}, "0,0"},       {{0, 0}, {114, 114}, "1,1"},
+      {{0, 0}, {99, 101}, ""},           {{0, 0}, {101, 99}, ""},           {{0, 0}, {87, 87}, ""},
+      {{2400, 0}, {99, 101}, ""},        {{13, 0}, {100, 100}, "0,0"},      {{14, 0}, {100, 100}, "0,1"},
+      {{0, 48}, {101, 149}, "6,0"},      {{2400, 48}, {493, 149}, "6,199"}, {{2498, 48}, {499, 100}, "3,206"},
+      {{2498, 48}, {499, 115}, "4,206"}, // a separator: stands for nothing
+  };
+  for (const Case& given : cases) {
+    view.horizontalScrollBar()->setValue(given.offset.x());
+    view.verticalScrollBar()->setValue(given.offset.y());
+    EXPECT_EQ(click(given.point.x(), given.point.y()), given.clicked) << given.point.x() << "," << given.point.y();
+  }
+  EXPECT_EQ(click(499, 100, QEvent::MouseButtonDblClick), "3,206");
+  view.resize(4000, 400);
+  EXPECT_EQ(click(100 + 14 * 207, 101) + click(101, 100 + 14 * 7), ""); // beyond the last file, below the last folder
+}
+
+TEST_F(LayoutMatrixViewTest, KeysMoveAndClickTheCurrentCell) {
+  const auto press = [this](std::initializer_list<int> keys, Qt::KeyboardModifiers modifiers) {
+    for (const int key : keys) {
+      QKeyEvent event(QEvent::KeyPress, key, modifiers);
+      QCoreApplication::sendEvent(&view, &event);
+    }
+  };
+  press({Qt::Key_Left, Qt::Key_Down, Qt::Key_Right, Qt::Key_Space}, Qt::NoModifier);
+  EXPECT_EQ(clicked, "1,1");
+  EXPECT_EQ(view.description({1, 1}).toStdString(), "Input 2\nb\nChannel 2\n\nchecked");
+  press({Qt::Key_End, Qt::Key_Space}, Qt::ControlModifier);
+  EXPECT_EQ(clicked, "6,206");
+  EXPECT_EQ(click(499, 149), "6,206"); // the view came along
+}
+
+} // namespace vurl
