@@ -1,5 +1,6 @@
 // Takes of the whole program from a live JACK server, held sample by sample against what another client played.
 #include "tests/support/JackServer.h"
+#include "tests/system/Ear.h"
 #include "tests/system/Feed.h"
 
 #include <optional>
@@ -147,6 +148,42 @@ TEST(JackTake, GoesOnWhenThePeriodChanges) {
   const TakeFile file(takeOf(vurl)["files"][0]);
   EXPECT_GE(file.frames, 4 * 48000 - 512);
   EXPECT_GE(expectSequence(file, firstChannels(8), studio.feed->played()).frames, 2 * 48000);
+}
+
+/// Takes of 16 channels, one of which no file holds, played through the outputs of the same numbers.
+TEST(JackTake, IsPlayedSampleBySample) {
+  Studio studio(16);
+  const std::vector<Tracks> files = {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {15}};
+  Words settings = routing(files, studio.home.takes());
+  settings[0] = "nr_channels=16";
+  settings.insert(settings.end(), {"filename_format=T%t", "pre_record_time=4"});
+  Program vurl(studio.home.recording(settings, {"--device", studio.server.name()}), Program::Stdin::keyboard);
+  const auto has_reported = [&](size_t count) { return eventually([&] { return takesOf(vurl).size() >= count; }); };
+  ASSERT_TRUE(studio.home.hasGrownTo("T1-f01.wav", TakeFile::kHeaderSize + 3 * 48000 * 42));
+  vurl.type('s');
+  ASSERT_TRUE(has_reported(1));
+  {
+    const Ear ear(studio.server.name(), 16, 60);
+    vurl.type('p');
+    ASSERT_TRUE(eventually([&] { return ear.sounding(0) > 48000; }));
+    vurl.type('r'); // ends the playback, and the new take reaches back into it
+    ASSERT_TRUE(studio.home.hasGrownTo("T2-f01.wav", TakeFile::kHeaderSize + 5 * 48000 * 42));
+    EXPECT_LT(ear.sounding(0), 3 * 48000U);
+  }
+  vurl.type('q');
+  ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
+  const Take take = takesOf(vurl).at(0);
+  for (size_t i = 0; i < 2; ++i) { // live input behind the playback
+    const TakeFile second(takesOf(vurl).at(1)["files"][i]);
+    EXPECT_EQ(expectSequence(second, files[i], studio.feed->played()).frames, second.frames);
+  }
+
+  const Ear ear(studio.server.name(), 16, 60);
+  Words words = {"play", "1", "--device", studio.server.name(), "--set", "nr_channels=16"};
+  Program player(studio.home.vurl(words));
+  ASSERT_EQ(player.wait(), 0) << player.errors();
+  for (size_t i = 0; i < 2; ++i) EXPECT_LT(ear.expectPlayed(TakeFile(take["files"][i]), files[i]), 9600);
+  EXPECT_EQ(ear.sounding(14), 0U) << "no file holds it";
 }
 
 } // namespace vurl
