@@ -12,7 +12,9 @@ public:
   static constexpr int32_t kTicksPerSecond = 5;
   static constexpr int32_t kShortestPause = kTicksPerSecond; ///< the pre-record time makes up for it
   static constexpr int32_t kLongestPause = 64 * kTicksPerSecond;
-  static constexpr double kSoundTake = 60; ///< seconds after which a take is not one that could not be made
+  /// Seconds after which a take is not one that could not be made. Longer pauses would lose more than the pre-record
+  /// time brings back, so no take that ran may lengthen them.
+  static constexpr double kSoundTake = 3;
 
   /// Whether a take may start at this tick; called at each tick that finds the lock and no take.
   bool mayStart() {
