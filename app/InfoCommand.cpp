@@ -67,7 +67,7 @@ void addHeader(const TakeInfo& info, Json& object) {
   const MetaData& take = info.meta_data;
   object["format"] = info.format;
   object["sample_rate"] = take.sampleRate();
-  object["bits"] = take.bits();
+  object["bits"] = info.bits;
   object["channels"] = info.nr_tracks;
   object["samples"] = info.nr_samples;
   object["duration"] = clockText(info.nr_samples, take.sampleRate());

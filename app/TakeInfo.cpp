@@ -1,7 +1,7 @@
 #include "app/TakeInfo.h"
 
-#include "files/BWFUtils.h"
 #include "files/OutputFile.h"
+#include "files/utils.h"
 #include "platform/Log.h"
 #include "platform/XmlDocument.h"
 
@@ -29,16 +29,24 @@ int32_t readHeader(const std::string& path, MetaData& meta_data, std::string& re
   return file_nr;
 }
 
-/// The format chunk alone: a document that cannot be read has taken the tracks out of the record.
-int32_t tracksOfFormat(const UserDefaults& defaults, const std::string& path, const HeaderChunk* chunk) {
+/// What the format chunk alone says. The record knows 16, 24 and 32 bits only, and a document has changed its tracks.
+struct Format {
+  int32_t nr_tracks = 0;
+  int32_t block_align = 0; ///< bytes of a frame
+  int32_t bits = 0;
+};
+
+Format readFormat(const std::string& path, const HeaderChunk* chunk) {
   std::array<char, kFormatBody> body{};
-  if (chunk == nullptr || chunk->size < kFormatBody) return 0;
+  if (chunk == nullptr || chunk->size < kFormatBody) return {};
   std::ifstream file(path, std::ios::binary);
-  if (!file.seekg(chunk->offset + 8) || !file.read(body.data(), body.size())) return 0;
-  MetaData format(defaults);
-  format.setNrChannels(MetaData::kMaximumChannels);
-  get_bwf_fmt(reinterpret_cast<const uint8_t*>(body.data()), 0, format);
-  return format.nrTracksForFile(0);
+  if (!file.seekg(chunk->offset + 8) || !file.read(body.data(), body.size())) return {};
+  const auto field = [&body](int32_t offset) {
+    uint16_t value = 0;
+    get_uint16_le(reinterpret_cast<const uint8_t*>(body.data()), offset, value);
+    return int32_t{value};
+  };
+  return {field(2), field(12), field(14)};
 }
 
 void readDocument(TakeInfo& info) {
@@ -66,11 +74,13 @@ std::optional<TakeInfo> readTakeInfo(const UserDefaults& defaults, const std::st
   if (info.file_nr < 0) return std::nullopt;
   const bool is_large = findChunk(chunks, "ds64") != nullptr;
   info.format = is_large ? "RF64" : findChunk(chunks, "bext") != nullptr ? "Broadcast Wave" : "WAVE";
-  info.nr_tracks = tracksOfFormat(defaults, path, findChunk(chunks, "fmt "));
+  const Format format = readFormat(path, findChunk(chunks, "fmt "));
+  info.nr_tracks = format.nr_tracks;
+  info.bits = format.bits;
   info.nr_samples = info.meta_data.nrSamples();
   const HeaderChunk* const data = findChunk(chunks, "data");
-  const int64_t frame = int64_t{info.nr_tracks} * info.meta_data.bytes();
-  if (is_large && data != nullptr && frame > 0) info.nr_samples = data->size / frame;
+  const bool is_counted = findChunk(chunks, "fact") != nullptr && info.nr_samples != 0 && !is_large;
+  if (!is_counted && data != nullptr && format.block_align > 0) info.nr_samples = data->size / format.block_align;
   readDocument(info);
   return info;
 }

@@ -22,7 +22,9 @@ struct TakeInfo {
   std::string format;     ///< "Broadcast Wave", "RF64", or "WAVE" without a bext chunk
   int32_t file_nr = 0;    ///< of the take's files, from 0
   int32_t nr_tracks = 0;  ///< channels of the file, as its format chunk says
-  int64_t nr_samples = 0; ///< an RF64 file's from its ds64 chunk, where the reader finds only 4294967295
+  int32_t bits = 0;       ///< of a sample, as its format chunk says
+  int64_t nr_samples = 0; ///< an RF64 file's from its ds64 chunk, where the reader finds only 4294967295; without a
+                          ///< count in the header what the data chunk holds
   Document document = Document::none;
   std::string fault;       ///< why the document cannot be read
   bool tells_rate = false; ///< whether the document tells a timecode rate; without one labels count as 24
