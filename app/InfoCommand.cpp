@@ -50,10 +50,10 @@ constexpr auto kLines = std::to_array<Line>({{"format", "format", ""},
                                              {"ixml_fault", "", ""},
                                              {"chunk_fault", "chunks", ""}});
 
-/// What only a document that could be read tells; null otherwise, for the reader's "error" is no text of the user's.
+/// What the document tells in `element`; null without one, for the reader's "error" is no text of the user's.
 template <typename Value>
-Json told(const TakeInfo& info, const Value& value) {
-  return info.document == TakeInfo::Document::read ? Json(value) : Json(nullptr);
+Json told(const TakeInfo& info, const char* element, const Value& value) {
+  return info.value(element) ? Json(value) : Json(nullptr);
 }
 
 /// A length as hours, minutes, seconds and milliseconds, whatever the timecode.
@@ -76,29 +76,33 @@ void addHeader(const TakeInfo& info, Json& object) {
 
 void addDocument(const TakeInfo& info, Json& object) {
   constexpr std::array kStates = {"none", "read", "broken"};
+  constexpr const char* kSyncPoint = "SYNC_POINT_LIST/SYNC_POINT/SYNC_POINT_LOW";
   const MetaData& take = info.meta_data;
-  const RateTexts rate = rateTexts(take.frameRate());
+  const RateTexts known = rateTexts(take.frameRate());
+  const auto flag = info.value("SPEED/TIMECODE_FLAG");
+  const std::string rate = info.value("SPEED/TIMECODE_RATE").value_or("") + (flag ? " " + *flag : "");
+  const bool is_known = rate.empty() || rate == text("%s %s", known.timecode, known.flag);
   Json tracks = Json::array();
   for (const auto& [channel, name] : info.tracks) tracks.push_back({{"channel", channel + 1}, {"name", name}});
   object["ixml"] = kStates[static_cast<size_t>(info.document)];
   object["ixml_fault"] = info.fault.empty() ? Json(nullptr) : Json(info.fault);
-  object["tracks"] = told(info, tracks);
-  object["timestamp"] = told(info, take.timestamp());
-  object["timecode"] = told(info, take.timestampString());
-  object["timecode_rate"] = info.tells_rate ? Json(text("%s %s", rate.timecode, rate.flag)) : Json(nullptr);
-  object["device_sample_rate"] = told(info, take.originalSampleRate());
+  object["tracks"] = told(info, "TRACK_LIST/TRACK_COUNT", tracks);
+  object["timestamp"] = told(info, kSyncPoint, take.timestamp());
+  object["timecode"] = is_known ? told(info, kSyncPoint, take.timestampString()) : Json(nullptr);
+  object["timecode_rate"] = told(info, "SPEED/TIMECODE_RATE", rate);
+  object["device_sample_rate"] = told(info, "SPEED/DIGITIZER_SAMPLE_RATE", take.originalSampleRate());
   object["date"] = take.originationDateString("%Y-%m-%d %H:%M:%S");
-  object["project"] = told(info, take.project());
-  object["scene"] = told(info, take.scene());
-  object["slate"] = told(info, take.slate());
-  object["take"] = told(info, take.take());
-  object["roll"] = told(info, take.roll());
-  object["count"] = told(info, take.count());
-  object["note"] = told(info, take.note());
-  object["file_number"] = told(info, info.file_nr + 1);
-  object["files"] = told(info, take.nrFiles());
-  object["contact_info"] = told(info, take.contactInfo());
-  object["session_note"] = told(info, take.sessionNote());
+  object["project"] = told(info, "PROJECT", take.project());
+  object["scene"] = told(info, "SCENE", take.scene());
+  object["slate"] = told(info, "SLATE", take.slate());
+  object["take"] = told(info, "TAKE", take.take());
+  object["roll"] = told(info, "TAPE", take.roll());
+  object["count"] = told(info, "COUNT", take.count());
+  object["note"] = told(info, "NOTE", take.note());
+  object["file_number"] = told(info, "FILE_SET/FILE_SET_INDEX", info.file_nr + 1);
+  object["files"] = told(info, "FILE_SET/TOTAL_FILES", take.nrFiles());
+  object["contact_info"] = told(info, "KELDARIS/CONTACT_INFO", take.contactInfo());
+  object["session_note"] = told(info, "KELDARIS/SESSION_NOTE", take.sessionNote());
 }
 
 void addChunks(const std::vector<HeaderChunk>& chunks, Json& object) {

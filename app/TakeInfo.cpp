@@ -3,11 +3,11 @@
 #include "files/OutputFile.h"
 #include "files/utils.h"
 #include "platform/Log.h"
-#include "platform/XmlDocument.h"
 
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <utility>
 
 namespace vurl {
 namespace {
@@ -51,10 +51,9 @@ Format readFormat(const std::string& path, const HeaderChunk* chunk) {
 
 void readDocument(TakeInfo& info) {
   if (info.meta_data.ixmlDocument().empty()) return;
-  const auto document = XmlDocument::parse(info.meta_data.ixmlDocument(), info.fault);
+  auto document = XmlDocument::parse(info.meta_data.ixmlDocument(), info.fault);
   info.document = document ? TakeInfo::Document::read : TakeInfo::Document::broken;
   if (!document) return;
-  info.tells_rate = document->firstValue(".//BWFXML/SPEED/TIMECODE_RATE").has_value();
   const auto track_value = [&](int32_t track, const char* element) {
     return document->firstValue(text(".//BWFXML/TRACK_LIST/TRACK[%i]/%s", track, element)).value_or("");
   };
@@ -63,9 +62,14 @@ void readDocument(TakeInfo& info) {
     const auto channel = static_cast<int32_t>(leadingInteger(track_value(track, "CHANNEL_INDEX")));
     info.tracks.emplace_back(channel - 1, track_value(track, "NAME"));
   }
+  info.elements = std::move(*document);
 }
 
 } // namespace
+
+std::optional<std::string> TakeInfo::value(const std::string& element) const {
+  return elements.firstValue(".//BWFXML/" + element);
+}
 
 std::optional<TakeInfo> readTakeInfo(const UserDefaults& defaults, const std::string& path,
                                      const std::vector<HeaderChunk>& chunks, std::string& reason) {

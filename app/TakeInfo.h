@@ -4,6 +4,7 @@
 
 #include "files/HeaderChunks.h"
 #include "metadata/MetaData.h"
+#include "platform/XmlDocument.h"
 
 #include <cstdint>
 #include <optional>
@@ -18,6 +19,10 @@ struct TakeInfo {
 
   explicit TakeInfo(const UserDefaults& defaults) : meta_data(defaults) {}
 
+  /// The text of `element`, a path within BWFXML; nothing when the document lacks it: the record then holds "error", 0,
+  /// or, as rate, 24 frames.
+  std::optional<std::string> value(const std::string& element) const;
+
   MetaData meta_data;     ///< as the reader filled it; an unreadable document has left "error" in its texts
   std::string format;     ///< "Broadcast Wave", "RF64", or "WAVE" without a bext chunk
   int32_t file_nr = 0;    ///< of the take's files, from 0
@@ -26,8 +31,8 @@ struct TakeInfo {
   int64_t nr_samples = 0; ///< an RF64 file's from its ds64 chunk, where the reader finds only 4294967295; without a
                           ///< count in the header what the data chunk holds
   Document document = Document::none;
-  std::string fault;       ///< why the document cannot be read
-  bool tells_rate = false; ///< whether the document tells a timecode rate; without one labels count as 24
+  std::string fault;                                   ///< why the document cannot be read
+  XmlDocument elements;                                ///< of the document that was read
   std::vector<std::pair<int32_t, std::string>> tracks; ///< ring channel, from 0, and name, as the document has them
 };
 
