@@ -133,14 +133,15 @@ struct ControllerRig {
   AudioRing audio_ring{defaults, systemWallTime, nullptr};
   PosixFileLayer file_layer;
   RecordingHistoryView history_view;
-  HistoryControler history{defaults, run_loop, history_view};
+  HistoryControler history{defaults, run_loop, history_view, [](const std::string&) { return true; }};
   OutputFile output_file{audio_ring, defaults, file_layer, &history};
   RingDelegate ring_delegate{audio_ring};
   InputDevice input_device{model, run_loop, ring_delegate};
   RecordingLayoutView layout_view;
   ChannelLayoutControler channel_layout_controler{defaults, layout_view};
-  MainMenuControler controller{{defaults, run_loop, audio_ring, input_device, output_file, view,
-                                [this] { engineGoesOn(); }, channel_layout_controler, history}};
+  MainMenuControler controller{{defaults, run_loop, audio_ring, input_device, output_file, view, [this] { pause(); },
+                                channel_layout_controler, history}};
+  std::function<void()> pause = [this] { engineGoesOn(); }; ///< while the main thread waits for the engine
   UserDefaults::ObservationHandle show_generator;
 };
 
