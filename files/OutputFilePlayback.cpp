@@ -114,6 +114,10 @@ void OutputFile::warnOfWhatIsPlayed() const {
   if (has_more_channels) {
     warn("The take has channels beyond the %i that are in use: they are not played.", meta_data->nrChannels());
   }
+  if (std::all_of(file_frame_sizes.begin(), file_frame_sizes.begin() + meta_data->nrFiles(),
+                  [](int32_t size) { return size == 0; })) {
+    warn("The take does not tell which channels its files hold: nothing of it will be heard.");
+  }
   const int32_t rate = audio_ring.adjustedSampleRate();
   if (rate != meta_data->sampleRate()) {
     warn("The take has %i samples in a second and is played with %i.", meta_data->sampleRate(), rate);

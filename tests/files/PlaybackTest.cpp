@@ -193,6 +193,7 @@ TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
       {[](MetaData& record) { record.setNrSamples(-5); }, {}, 0},
       {replacing([](const char* name) { mkfifo(name, 0666); }), {}, 0},
       {replacing([](const char* name) { mkdir(name, 0777); }), {}, 0},
+      {[](MetaData& record) { record.setNrChannels(0); }, {}, 0},
       {[this](auto&) { disk.close_error = EIO; }, "Could not close audio file, Input/output error.", kLength},
       {[this](auto&) { disk.read_error = EIO; }, "Could not read samples from file, Input/output error.", 0},
       {[this](auto&) { disk.seek_error = EIO; }, "Could not seek to end of header.", 0}};
@@ -209,6 +210,7 @@ TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
     EXPECT_EQ(nrOpen(), nr_open);
     expectHeard(length);
   }
+  EXPECT_TRUE(log.contains("nothing of it will be heard"));
 }
 
 TEST_F(PlaybackTest, ADeviceThatStandsStillEndsIt) {
