@@ -19,55 +19,32 @@ struct Layout {
   }
 };
 
-/// The same for the folders before `end`, from `first` on, each with files of one kind.
-std::string folders(const std::string& kind, int channels, int first, int end) {
-  std::string files;
-  for (int folder = first; folder < end; ++folder) {
-    for (int channel = 0; channel < (kind == "stereo" ? std::min(channels, 2) : channels); ++channel)
-      files += text(kind == "mono" ? "%i @%i, " : "%i ", channel, folder);
-    if (kind != "mono") files += text("@%i, ", folder);
-  }
-  return files;
-}
-
 TEST(ChannelLayout, AutomaticConfigurations) {
-  const std::pair<const char*, const char*> by_tag[] = {// what the first folder gets, and the others
-                                                        {"mono", "mono"},
-                                                        {"poly", "poly"},
-                                                        {"stereo", "mono"},
-                                                        {"stereo", "poly"},
-                                                        {"poly", "mono"}};
-  for (const int channels : {0, 1, 4, 8, 64}) {
-    for (const int nr_folders : {0, 1, 2, 3, 8}) {
-      Layout layout; // each layout meets what the one before has left
-      const std::pair<const char*, int> counts[] = {
-          {"nr_channels", channels}, {"nr_folders", nr_folders}, {"input_for_channel00", 3}};
-      for (const auto& [key, value] : counts) layout.defaults.setInteger(value, key);
-      for (int tag = 0; tag <= 6; ++tag) {
-        SCOPED_TRACE(text("layout %i of %i channels in %i folders", tag, channels, nr_folders));
-        const auto before = layout.defaults.all();
-        layout.controler.autoConfiguration(tag);
-        const bool divides = tag == 1 || tag == 3 || tag == 5;
-        if (tag < 1 || tag > 5 || nr_folders == 0 || (divides && channels == 0)) {
-          EXPECT_EQ(layout.defaults.all(), before);
-          continue;
-        }
-        const auto& [first, others] = by_tag[tag - 1];
-        EXPECT_EQ(layout.files(), folders(first, channels, 0, 1) + folders(others, channels, 1, nr_folders));
-        for (const auto& [key, value] : counts) EXPECT_EQ(layout.defaults.integerForKey(key), value) << key;
-      }
-    }
+  Layout layout; // each layout meets what the one before has left
+  layout.defaults.setInteger(3, "input_for_channel00");
+  // clang-format off
+  const std::tuple<int, int, int, std::string> cases[] = { // the layout's tag, channels, folders, files; "" where none
+      {1, 3, 2, "0 @0, 1 @0, 2 @0, 0 @1, 1 @1, 2 @1, "}, {2, 3, 2, "0 1 2 @0, 0 1 2 @1, "},
+      {3, 3, 2, "0 1 @0, 0 @1, 1 @1, 2 @1, "}, {4, 3, 2, "0 1 @0, 0 1 2 @1, "}, {4, 1, 2, "0 @0, 0 @1, "},
+      {5, 3, 2, "0 1 2 @0, 0 @1, 1 @1, 2 @1, "}, {4, 0, 1, "@0, "}, // below: left as it is
+      {0, 3, 2, ""}, {6, 3, 2, ""}, {2, 3, 0, ""}, {1, 0, 2, ""}, {3, 0, 2, ""}, {5, 0, 2, ""}};
+  // clang-format on
+  for (const auto& [tag, nr_channels, nr_folders, files] : cases) {
+    layout.defaults.setInteger(nr_channels, "nr_channels");
+    layout.defaults.setInteger(nr_folders, "nr_folders");
+    const auto before = layout.defaults.all();
+    layout.controler.autoConfiguration(tag);
+    EXPECT_TRUE(files.empty() ? layout.defaults.all() == before : layout.files() == files) << tag << layout.files();
   }
+  EXPECT_EQ(layout.defaults.integerForKey("input_for_channel00"), 3);
 }
 
 TEST(ChannelLayout, ClicksRouteWhatTheCellStandsFor) {
   Layout layout; // 3 inputs | 2 outputs | 4 files; 5 channels | 2 folders
-  for (const auto& [key, value] : {std::pair{"nr_channels", 5},
-                                   {"nr_files", 4},
-                                   {"nr_folders", 2},
-                                   {"input_for_channel00", 4096},
-                                   {"output_for_channel04", 4096}})
-    layout.defaults.setInteger(value, key);
+  layout.defaults.setInteger(5, "nr_channels");
+  layout.defaults.setInteger(4, "nr_files");
+  layout.defaults.setInteger(2, "nr_folders");
+  for (const char* key : {"input_for_channel00", "output_for_channel04"}) layout.defaults.setInteger(4096, key);
   layout.controler.setInputNames({"in 1", "in 2", "in 3"});
   layout.controler.setOutputNames({"out 1", "out 2"});
   // clang-format off

@@ -7,12 +7,6 @@
 #include "hardware/RingDelegate.h"
 #include "platform/PollRunLoop.h"
 #include "tests/app/HistoryRig.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gtest/gtest.h>
-
-#include <utility>
 
 namespace vurl {
 

@@ -4,11 +4,7 @@
 #include "app/HistoryControler.h"
 #include "files/BWFUtils.h"
 #include "platform/PollRunLoop.h"
-#include "platform/Text.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace vurl {
 

@@ -4,7 +4,6 @@
 #include <map>
 
 namespace vurl {
-namespace {
 
 using enum OutputFile::State;
 
@@ -136,5 +135,4 @@ TEST(Transport, PlaysTheSelectedTakeAndReportsWhatWasRecorded) {
   EXPECT_EQ(rig.defaults.stringForKey("take"), "3") << "playing moves no counter";
 }
 
-} // namespace
 } // namespace vurl

@@ -1,9 +1,5 @@
 #include "tests/support/RingRig.h"
 
-#include <gtest/gtest.h>
-
-#include <thread>
-
 namespace vurl {
 
 constexpr uint32_t kRing = AudioRing::kRingSamples;
@@ -38,33 +34,14 @@ TEST(AudioRing, AddsMonitoredChannelsToTheOutputs) {
   EXPECT_EQ(out[1], Samples(2, 0.25F));
 }
 
-TEST(AudioRing, PlaysAheadOfTheInputThatOverwritesIt) {
-  RingRig rig(2);
-  while (rig.ring->devicePosition() < kRing - 30) rig.cycle(63, {2});
-  const int64_t start = rig.ring->devicePosition();
-  rig.ring->setPlaybackPosition(start);
-  rig.play(200, 0.5F);
-  rig.ring->clearWithLength(40);
-  rig.ring->skipPlaybackRingWithLength(40);
-  rig.play(40, -0.5F);
-  EXPECT_EQ(rig.cycle(200, {1, 1}), std::vector<Samples>(2, Samples(200, 0.5F)));
-  EXPECT_EQ(rig.cycle(40, {2})[0], Samples(80, 0));
-  rig.ring->skipRecordingRingWithLength(static_cast<uint32_t>(start));
-  for (uint32_t k = 0; k < 240; ++k) EXPECT_EQ(rig.recorded(1, 240)[k], model(1, start + k));
-  rig.ring->abortPlayback();
-  EXPECT_EQ(rig.cycle(40, {2})[0], Samples(80, 0)) << "a recording cycle without monitoring";
-}
-
 TEST(AudioRing, SurvivesAnyBufferList) {
   float data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   using Buffers = std::vector<AudioBuffer>;
   const std::tuple<const char*, Buffers, Buffers, uint32_t, Samples, Samples> cases[] = {
       {"no buffers", {}, {}, 0, {}, {}},
       {"no input", {}, {{2, 24, nullptr}}, 3, {0, 0, 0}, {0, 0, 0}},
-      {"no channels", {{0, 16, data}, {1, 16, data}}, {{1, 16, nullptr}}, 0, {}, {}},
       {"null data", {{1, 8, nullptr}, {1, 8, data}}, {}, 2, {0, 0}, {1, 2}},
       {"short second", {{1, 16, data}, {1, 8, data}}, {}, 4, {1, 2, 3, 4}, {1, 2, 0, 0}},
-      {"half a frame", {{2, 12, data}}, {}, 1, {1}, {2}},
       {"short output", {{1, 16, data}}, {{1, 8, data + 6}, {1, 3, data}}, 4, {1, 2, 3, 4}, {0, 0, 0, 0}},
       {"absurd width", {{UINT32_MAX, 32, data}, {UINT32_MAX, 32, data}}, {}, 0, {}, {}},
       {"more than the ring", {{1, UINT32_MAX, nullptr}}, {}, kRing, Samples(kRing, 0), Samples(kRing, 0)}};
@@ -107,43 +84,18 @@ TEST(AudioRing, FollowsItsSettings) {
   } menu;
   UserDefaults defaults;
   AudioRing ring(defaults, systemWallTime, &menu);
-  uint32_t channels = 0;
   // clang-format off
   const std::array<int32_t, 5> cases[] = { // rate, pull and the rate they make; channels wanted and had
-      {48000, 1, 47952, 3, 3}, {48000, 2, 48048, 100, 64}, {44100, 1, 44056, -3, 0}, {44100, 2, 44144, 1, 1},
-      {44100, 7, 44100, 0, 0}, {0, 1, 0, 2, 2}};
+      {48000, 1, 47952, 3, 3}, {48000, 2, 48048, 100, 64}, {44100, 1, 44056, -3, 0}, {0, 7, 0, 1, 1}};
   // clang-format on
   for (const auto& [rate, pull, adjusted, wanted, active] : cases) {
     defaults.setInteger(pull, "pull");
     defaults.setInteger(wanted, "nr_channels");
     ring.setSampleRate(rate);
-    EXPECT_EQ(ring.adjustedSampleRate(), adjusted) << rate << " " << pull;
-    EXPECT_EQ(ring.nrChannels(), channels) << "changes only when told";
     ring.applyWantedChannels();
-    EXPECT_EQ(channels = ring.nrChannels(), static_cast<uint32_t>(active));
+    EXPECT_EQ(std::pair(ring.adjustedSampleRate(), ring.nrChannels()), std::pair(adjusted, uint32_t(active)));
   }
   EXPECT_TRUE(menu.shown.starts_with("47952 Hz=1 48000 Hz=0 48048 Hz=2 "));
-}
-
-TEST(AudioRing, TellsTheTimeOfItsSource) {
-  RingRig rig(0);
-  rig.now = {1'700'006'399 - 7200, 500'000, 7200}; // 23:59:59.5 in a zone two hours ahead
-  rig.ring->setSampleRate(48000);
-  rig.cycle(1000, {1});
-  rig.ring->skipRecordingRingWithLength(400);
-  // A source that has told nothing yet goes on from the offset of the one before.
-  // clang-format off
-  const std::array<int64_t, 4> cases[] = {
-      {TIME_OF_DAY, 4'147'176'000, 4'147'175'400, 1}, {LTC, 4'147'176'000, 4'147'175'400, 0}, {ZERO, 0, 0, 1},
-      {COREAUDIO_SMPTE, 0, -600, 0}, {SESSION, 1000, 400, 1}, {COREAUDIO_WORD_CLOCK, 1000, 400, 0},
-      {6, 0, 0, 0}, {-1, 0, 0, 0}};
-  // clang-format on
-  for (const auto& [source, at_device, at_recording, lock] : cases) {
-    rig.defaults.setInteger(source, "time_source");
-    EXPECT_EQ(rig.ring->timestampAtDevicePosition(), at_device) << source;
-    EXPECT_EQ(rig.ring->timestampAtRecordingPosition(), at_recording) << source;
-    EXPECT_EQ(rig.ring->timecodeLock(), lock != 0) << source;
-  }
 }
 
 // The device plays and records in one thread, the other reads and writes ahead, over the ring's end more than twice;

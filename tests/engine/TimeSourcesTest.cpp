@@ -2,24 +2,17 @@
 #include "tests/support/LibLTC.h"
 #include "tests/support/RingRig.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <limits>
-#include <random>
-
 namespace vurl {
-namespace {
 
 constexpr size_t kLength = 210000;
 
-/// A ring of four channels, of which `channel` hears what is fed; the others are silent.
+/// A ring of four channels, of which the first hears what is fed; the others are silent.
 struct LTCRig : RingRig {
-  LTCRig(int32_t frame_rate, int32_t sample_rate, int channel = 2) : RingRig(4) {
-    for (int i = 0; i < 4; ++i) route(i, i == channel ? 0 : -1, -1);
+  explicit LTCRig(int32_t frame_rate) : RingRig(4) {
+    for (int i = 1; i < 4; ++i) route(i, -1, -1);
     defaults.setInteger(frame_rate, "frame_rate");
     defaults.setInteger(LTC, "time_source");
-    ring->setSampleRate(sample_rate);
+    ring->setSampleRate(48000);
   }
   /// Calls until there is a lock, at most `most`; one more than that when there is none.
   int ticks(int most) {
@@ -30,25 +23,6 @@ struct LTCRig : RingRig {
     return most + 1;
   }
 };
-
-TEST(TimeSources, LTCAgreesWithLibltcAtEveryRate) {
-  // clang-format off
-  const std::tuple<int32_t, double, bool> rates[] = {
-      {FRAME_RATE_24, 24, false}, {FRAME_RATE_25, 25, false}, {FRAME_RATE_30, 30, false},
-      {FRAME_RATE_29_97, 30000.0 / 1001, false}, {FRAME_RATE_29_97_DROP, 30000.0 / 1001, true},
-      {FRAME_RATE_23_976, 24000.0 / 1001, false}};
-  // clang-format on
-  for (const auto& [code, fps, drop] : rates) {
-    for (const int32_t sample_rate : {44100, 48000, 96000}) {
-      LTCRig rig(code, sample_rate);
-      const auto signal = libltcSignal(fps, drop, sample_rate, kLength + 2 * static_cast<size_t>(sample_rate));
-      rig.feed(signal);
-      EXPECT_LE(rig.ticks(6), 6) << fps << " at " << sample_rate;
-      const int64_t off = distance(libltcReadings(signal, code, sample_rate), rig.ring->timestampAt(0));
-      EXPECT_LE(off, 4) << fps << " at " << sample_rate;
-    }
-  }
-}
 
 TEST(TimeSources, LTCOfAnyQualityIsReadRightOrNotAtAll) {
   constexpr int32_t kRate = 48000, kNone = -1;
@@ -78,7 +52,7 @@ TEST(TimeSources, LTCOfAnyQualityIsReadRightOrNotAtAll) {
       {"drowned", each([&](float x) { return x + 4 * noise(); }), kNone}};
   // clang-format on
   for (const auto& [name, signal, frame_rate] : cases) {
-    LTCRig rig(std::max(frame_rate, 1), kRate);
+    LTCRig rig(std::max(frame_rate, 1));
     rig.feed(signal);
     EXPECT_EQ(rig.ticks(6) <= 6, frame_rate != kNone) << name;
     if (frame_rate == kNone) continue;
@@ -90,7 +64,7 @@ TEST(TimeSources, LTCOfAnyQualityIsReadRightOrNotAtAll) {
 }
 
 TEST(TimeSources, LTCIsSoughtHeldAndDropped) {
-  LTCRig rig(FRAME_RATE_25, 48000, 0);
+  LTCRig rig(FRAME_RATE_25);
   AudioRing& ring = *rig.ring;
   const Samples signal = libltcSignal(25, false, 48000, kLength);
   rig.feed(Samples(signal.begin(), signal.begin() + 191999));
@@ -114,21 +88,13 @@ TEST(TimeSources, LTCIsSoughtHeldAndDropped) {
   rig.defaults.setInteger(LTC, "time_source");
   EXPECT_FALSE(ring.timecodeLock()) << "a source chosen anew has to lock anew";
   EXPECT_LE(rig.ticks(6), 6);
-  ring.setPlaybackPosition(ring.devicePosition());
-  EXPECT_EQ(rig.ticks(6), 7) << "after playback";
-  ring.setPlaybackPosition(0);
-  rig.route(0, -1, -1);
-  rig.route(3, 0, -1);
-  rig.feed(signal);
-  EXPECT_LE(rig.ticks(6), 6);
-  for (const int count : {3, 0}) { // the channel is no longer written, though its old cells stand
-    ring.setNrChannels(count);
-    EXPECT_EQ(rig.ticks(6), 7) << count << " channels";
-  }
+  ring.setNrChannels(0); // the channel is no longer written, though its old cells stand
+  EXPECT_EQ(rig.ticks(6), 7);
 }
 
-TEST(TimeSources, TheDeviceTellsTheTimeOfSMPTEAndWordClock) {
+TEST(TimeSources, EachTellsItsOwnTimeOrGoesOnFromTheOneBefore) {
   RingRig rig(1);
+  rig.now = {1'700'006'399 - 7200, 500'000, 7200}; // 23:59:59.5 in a zone two hours ahead
   AudioRing& ring = *rig.ring;
   ring.setSampleRate(48000);
   AudioTimeStamp stamp;
@@ -144,7 +110,9 @@ TEST(TimeSources, TheDeviceTellsTheTimeOfSMPTEAndWordClock) {
       {COREAUDIO_WORD_CLOCK, false, kSMPTE, 172'805'720, false}, {COREAUDIO_WORD_CLOCK, false, kWordClock, 1000, true},
       {LTC, false, ~0U, 1000, false}, {COREAUDIO_SMPTE, false, 0, 1000, false},
       {COREAUDIO_SMPTE, false, kSMPTE, 172'799'720, true}, {COREAUDIO_WORD_CLOCK, false, ~0U, -3000, true},
-      {TIME_OF_DAY, true, ~0U, -9000, true}}; // midnight, read at position 9,000
+      {TIME_OF_DAY, true, ~0U, 4'147'167'000, true}, // read at position 9,000
+      {LTC, false, ~0U, 4'147'167'000, false}, {ZERO, true, ~0U, 0, true}, {SESSION, true, ~0U, 0, true},
+      {6, false, ~0U, 0, false}, {-1, false, ~0U, 0, false}};
   // clang-format on
   for (const auto& [source, lock_before, flags, time, lock] : steps) {
     const int64_t position = ring.devicePosition();
@@ -157,5 +125,4 @@ TEST(TimeSources, TheDeviceTellsTheTimeOfSMPTEAndWordClock) {
   }
 }
 
-} // namespace
 } // namespace vurl

@@ -1,22 +1,10 @@
 // CAF headers, written byte by byte as told here by hand.
-#include "files/CAFUtils.h"
-
-#include "files/BWFUtils.h"
 #include "files/HeaderTexts.h"
-#include "tests/metadata/SampleTake.h"
-#include "tests/support/Bytes.h"
-#include "tests/support/CapturedLog.h"
+#include "tests/files/HeaderRig.h"
 
 namespace vurl {
 
-using CAFUtilsTest = SampleTake;
-
-std::string cafHeader(const MetaData& take) {
-  std::string block(kHeaderSize + 64, '#');
-  EXPECT_EQ(add_caf(reinterpret_cast<uint8_t*>(block.data()), 0, take, 1), kHeaderSize);
-  EXPECT_EQ(block.substr(kHeaderSize), std::string(64, '#')) << "bytes that must not be touched";
-  return block.substr(0, kHeaderSize);
-}
+using CAFUtilsTest = HeaderTest;
 
 TEST_F(CAFUtilsTest, everyByteAtEveryRate) {
   const std::tuple<int32_t, uint64_t, std::string, uint64_t> rates[] = {
@@ -39,9 +27,8 @@ TEST_F(CAFUtilsTest, everyByteAtEveryRate) {
     expected += "free" + be(131056 - 12 - expected.size(), 8);
     expected = field(expected, 131056) + "data" + be(53687061, 8) + be(0);
     // clang-format on
-    const std::string actual = cafHeader(take);
-    const auto difference = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end()).first;
-    EXPECT_EQ(difference - actual.begin(), 131072) << "first difference, frame rate " << code;
+    SCOPED_TRACE(code);
+    expectSame(cafHeaderOf(take), expected);
   }
 }
 
@@ -57,12 +44,12 @@ TEST_F(CAFUtilsTest, sizesAndCodesChangeTheirFieldsAlone) {
     take.setBitDepth(bit_depth);
     take.setFrameRate(frame_rate);
     take.setNrSamples(nr_samples);
-    EXPECT_EQ(cafHeader(take).substr(at, bytes.size()), bytes);
+    EXPECT_EQ(cafHeaderOf(take).substr(at, bytes.size()), bytes);
   }
   MetaData take = sampleTake();
   take.setNote(std::string(200000, 'n'));
   const CapturedLog log;
-  EXPECT_EQ(cafHeader(take).substr(131044, 12), "free" + be(0, 8)) << "shortened no more than needed";
+  EXPECT_EQ(cafHeaderOf(take).substr(131044, 12), "free" + be(0, 8)) << "shortened no more than needed";
 }
 
 } // namespace vurl

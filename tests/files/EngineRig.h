@@ -3,11 +3,7 @@
 
 #include "files/BWFUtils.h"
 #include "files/OutputFile.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/RingRig.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gtest/gtest.h>
 
 namespace vurl {
 

@@ -38,25 +38,6 @@ TEST_F(OutputFileTest, StampsBelongToTheDayBeforeWhenPreRecordReachesOverMidnigh
   EXPECT_EQ(takes.at(1)->timestamp(), static_cast<uint64_t>(engine.startPosition() + moved));
 }
 
-TEST_F(OutputFileTest, BreaksJoinWithoutAGap) {
-  constexpr int64_t kLength = 640 * 256; // blocks that fill 2 MB with the header
-  set({{"maximum_file_size", 2}});
-  device(20000);
-  record();
-  for (int i = 1; i <= 3; ++i) {
-    finish(false);
-    EXPECT_TRUE(engine.restart() && !engine.restart());
-    expectRecorded((i - 1) * kLength, kLength);
-    device(4800);
-    record();
-    EXPECT_EQ(engine.startPosition(), i * kLength);
-  }
-  engine.fileBreak();
-  finish(false);
-  EXPECT_TRUE(engine.restart());
-  EXPECT_EQ(takes.size(), 4U);
-}
-
 TEST_F(OutputFileTest, WhatHappensDuringAStepDecidesHowTheTakeEnds) {
   set({{"pre_record_time", 0}});
   int writes = 0;
@@ -134,18 +115,6 @@ TEST_F(OutputFileTest, EveryFileIsCompletedInItsFolderWhenOneFailsToClose) {
   }
   EXPECT_TRUE(log.contains("File 2 is routed to folder 10"));
   EXPECT_TRUE(log.contains("No channel is routed into file 3"));
-}
-
-TEST_F(OutputFileTest, TheThreadRunsAndEnds) {
-  engine.startThread(std::chrono::milliseconds(1));
-  engine.startWith();
-  while (engine.state() != RUNNING_RECORDING) std::this_thread::yield();
-  device(20000);
-  engine.stop({});
-  while (engine.state() != FINISHED_RECORDING) std::this_thread::yield();
-  engine.stopThread();
-  EXPECT_EQ(engine.state(), GONE);
-  expectRecorded(0, 20000 / 256 * 256);
 }
 
 } // namespace vurl

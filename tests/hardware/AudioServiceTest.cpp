@@ -5,37 +5,25 @@
 #include "hardware/RingDelegate.h"
 #include "platform/UserDefaults.h"
 #include "tests/hardware/ServiceRig.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/RealTimeGuard.cpp" // the interposed calls, once in this program
 
-#include <gtest/gtest.h>
 #include <jack/jack.h>
 #include <jack/transport.h>
 
-#include <cmath>
-#include <limits>
-
 namespace vurl {
-namespace {
 
 using Services = testing::Types<GeneratorRig, JackRig>;
 TYPED_TEST_SUITE(AudioServiceTest, Services);
 
-TYPED_TEST(AudioServiceTest, RunsWhatItLists) {
+TYPED_TEST(AudioServiceTest, RunsWhatItListsStopsForGoodAndStaysInTheList) {
   const auto rows = describeDevices(this->rig.model);
   const auto row = std::ranges::find(rows, this->rig.device(), &DeviceRow::id);
-  ASSERT_TRUE(row != rows.end() && this->rig.select());
-  EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
-  EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
-  for (const auto& names : {this->rig.input_device.inputs(), this->rig.input_device.outputs()}) {
-    ASSERT_EQ(names.size(), 64U);
-    for (size_t i = 0; i < 64; i++) EXPECT_TRUE(names[i].starts_with(std::to_string(i + 1) + " - ")) << names[i];
-  }
-}
-
-TYPED_TEST(AudioServiceTest, StopsForGoodAndStaysInTheList) {
   for (int i = 0; i < 10; i++) {
-    ASSERT_TRUE(this->rig.select());
+    ASSERT_TRUE(row != rows.end() && this->rig.select());
+    EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
+    EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
+    EXPECT_TRUE(this->rig.input_device.inputs().at(63).starts_with("64 - "));
+    EXPECT_EQ(this->rig.input_device.outputs().size(), 64U);
     this->rig.input_device.unselectDevice();
     const int count = this->rig.delegate.nr_cycles;
     this->rig.runFor(std::chrono::milliseconds(20));
@@ -58,11 +46,8 @@ TYPED_TEST(AudioServiceTest, FollowsWhatIsSetWithinItsChoices) {
   auto rates = device.sampleRates();
   EXPECT_EQ(rates.size(), TypeParam::kHasChoices ? 6U : 1U);
   for (const int32_t rate : rates) {
-    const bool changes = rate != device.sampleRate();
-    this->rig.observer.take();
     device.setSampleRate(rate);
     EXPECT_EQ(device.sampleRate(), rate);
-    EXPECT_TRUE(!changes || this->rig.wait([&] { return this->rig.observer.has("updateSampleRate"); }));
     EXPECT_TRUE(this->rig.waitForCycles(2));
   }
   device.setSampleRate(12345);
@@ -75,7 +60,7 @@ TYPED_TEST(AudioServiceTest, FollowsWhatIsSetWithinItsChoices) {
     EXPECT_EQ(device.clockSource(), device.dataSource());
   }
   this->rig.run_loop.drain();
-  for (const auto* message : {"updateDataSource", "updateClockSource"})
+  for (const auto* message : {"updateSampleRate", "updateDataSource", "updateClockSource"})
     EXPECT_EQ(this->rig.observer.has(message), TypeParam::kHasChoices);
 }
 
@@ -116,19 +101,16 @@ TEST(RealTimeGuardDeathTest, Bites) {
 }
 
 TEST(JackServerList, KnowsServersByTheirListeningSockets) {
-  // clang-format off
-  const struct { std::string flags, path, name; } cases[] = {
-      {"00010000", "/dev/shm/jack_default_1000_0", "default"}, {"00010000", "/dev/shm/jack_my_2_1000_0", "my_2"},
-      {"00000000", "/dev/shm/jack_default_1000_0", ""}, // a connection
-      {"00010000", "/dev/shm/jack_default_1001_0", ""}, {"00010000", "/dev/shm/jack_default_11000_0", ""}, // of others
-      {"00010000", "/dev/shm/jack__1000_0", ""}, {"00010000", "/dev/shm/jack_1000_0", ""},
-      {"00010000", "/dev/jack_a_1000_0/socket", ""}, {"00010000", "", ""}};
-  // clang-format on
-  for (const auto& [flags, path, name] : cases) {
-    std::istringstream table("Num RefCount\nffff9c1d: 00000002 00000000 " + flags + " 0001 01 21405 " + path + "\n");
-    const auto names = jackServersIn(table, 1000);
-    EXPECT_EQ(names.empty() ? "" : names[0], name) << path;
-  }
+  const auto socket = [](const char* flags, const char* path) {
+    return text("ffff9c1d: 00000002 00000000 %s 0001 01 21405 %s\n", flags, path);
+  };
+  std::istringstream table(
+      "Num RefCount\n" + socket("00010000", "/dev/shm/jack_default_1000_0") +
+      socket("00010000", "/dev/shm/jack_my_2_1000_0") + socket("00010000", "") +
+      socket("00000000", "/dev/shm/jack_connection_1000_0") + socket("00010000", "/dev/shm/jack_other_1001_0") +
+      socket("00010000", "/dev/shm/jack_other_11000_0") + socket("00010000", "/dev/shm/jack__1000_0") +
+      socket("00010000", "/dev/shm/jack_1000_0") + socket("00010000", "/dev/jack_a_1000_0/socket"));
+  EXPECT_EQ(jackServersIn(table, 1000), (std::vector<std::string>{"default", "my_2"}));
 }
 
 /// Another program on the server, in this process.
@@ -182,7 +164,6 @@ TEST_F(JackTest, SharesTheServerWithAnotherProgram) {
   ASSERT_EQ(jack_activate(peer.get()), 0);
   ASSERT_EQ(jack_connect(peer.get(), "peer:out", "system:playback_2"), 0);
   ASSERT_EQ(jack_connect(peer.get(), "system:capture_2", "peer:in"), 0);
-  rig.jack->setFrameRate(FRAME_RATE_30);
   ASSERT_TRUE(rig.select());
   for (const std::string number : {"1", "2", "64"}) {
     EXPECT_TRUE(connects("system:capture_" + number, "vurl-recorder:in_" + number));
@@ -192,17 +173,9 @@ TEST_F(JackTest, SharesTheServerWithAnotherProgram) {
   EXPECT_TRUE(rig.wait([&] { return rig.delegate.nr_frames == 1024 && rig.input_device.bufferFrameSize() == 1024; }));
   rig.input_device.setBufferFrameSize(700);
   EXPECT_EQ(rig.input_device.bufferFrameSize(), 512U);
+  rig.input_device.unselectDevice();
   const auto& time = rig.delegate.last_time;
-  rig.input_device.unselectDevice();
-  EXPECT_NE(time.mFlags & kAudioTimeStampWordClockTimeValid, 0U);
-  EXPECT_EQ(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U);
-  jack_transport_locate(peer.get(), 48000 * 60 * 61);
-  jack_transport_start(peer.get());
-  ASSERT_TRUE(rig.select() && rig.waitForCycles(50));
-  rig.input_device.unselectDevice();
-  ASSERT_NE(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U);
-  EXPECT_EQ(time.mSMPTETime.mHours * 60 + time.mSMPTETime.mMinutes, 61);
-  EXPECT_EQ(time.mSMPTETime.mType, uint32_t{FRAME_RATE_30});
+  EXPECT_EQ(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U) << "the transport stands still";
   EXPECT_EQ(static_cast<double>(time.mWordClockTime), time.mSampleTime);
 }
 
@@ -267,5 +240,4 @@ TEST_F(JackTest, SurvivesAServerThatIsKilledAndFindsItAgain) {
   ASSERT_TRUE(rig.select());
 }
 
-} // namespace
 } // namespace vurl

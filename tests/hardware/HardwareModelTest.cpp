@@ -1,16 +1,8 @@
 // The model and the test generator: what its device does, and how its changes are told.
 #include "hardware/DeviceList.h"
 #include "tests/hardware/ServiceRig.h"
-#include "tests/support/CapturedLog.h"
-#include "timecode/LTCDecoder.h"
-
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cmath>
 
 namespace vurl {
-namespace {
 
 constexpr uint32_t kGlobal = kAudioObjectPropertyScopeGlobal;
 using Lines = std::vector<std::string>;
@@ -56,21 +48,51 @@ TEST(HardwareModelTest, TellsEachListenerOfAChangeInOneCall) {
   EXPECT_EQ(everything.calls.back(), "stm# stm# slay slay ");
 }
 
-TEST(HardwareModelTest, NamesChannelsOverAllStreamsAndTellsWholeRates) {
+TEST(HardwareModelTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
   GeneratorRig rig;
   const AudioObjectID device = rig.generator.device();
+  rig.input_device.awake();
   rig.input_device.setSelectedDevice(device);
+  rig.observer.take();
   auto description = *rig.model.description(device);
   description.inputs = {{"Analog", 2}, {"", 1}, {"Silent", 0}, {"Tail", 2}};
-  description.outputs = {{"", 1}};
   description.nominal_sample_rate = 44100.9;
   description.nominal_sample_rates = {96000, 8000.5};
+  description.data_sources = description.clock_sources = {{5, "five"}};
+  description.data_source = description.clock_source = 5;
   rig.model.update(device, description);
+  rig.model.notifyOverload(device);
+  rig.run_loop.drain();
+  EXPECT_EQ(rig.observer.take(),
+            (Lines{"updateChannels", "updateChannels", "updateSampleRates", "updateSampleRate", "updateDataSources",
+                   "updateDataSource", "updateClockSources", "updateClockSource", "processorOverload"}));
   EXPECT_EQ(rig.input_device.inputs(),
             (Lines{"1 - Analog 1", "2 - Analog 2", "3 - Input 1", "4 - Tail 1", "5 - Tail 2"}));
-  EXPECT_EQ(rig.input_device.outputs(), Lines{"1 - Output 1"});
   EXPECT_EQ(rig.input_device.sampleRate(), 44100);
   EXPECT_EQ(rig.input_device.sampleRates(), (std::vector<int32_t>{96000, 8000}));
+  rig.input_device.unselectDevice();
+  rig.observer.take();
+  rig.model.update(device, {});
+  rig.model.notifyOverload(device);
+  rig.run_loop.drain();
+  EXPECT_EQ(rig.observer.take(), Lines{});
+}
+
+TEST(HardwareModelTest, AbsentObjectsGiveNeutralValuesAndALineEach) {
+  const CapturedLog log;
+  HardwareModel model;
+  AudioDevice absent{model, 77};
+  constexpr AudioObjectPropertyAddress kAddress{fourCharCode("test"), kGlobal};
+  EXPECT_EQ(absent.getFloatProperty(kAddress), 0);
+  EXPECT_EQ(absent.getIDProperty(kAddress), 0xFFFFFFFF);
+  EXPECT_EQ(absent.name(), std::nullopt);
+  EXPECT_TRUE(absent.getArrayOfIDsProperty(kAddress).empty());
+  absent.setIDProperty(kAddress, 1);
+  absent.listenForProperty(kAddress);
+  Lines lines;
+  for (const char* call : {"getFloat", "getID", "getString", "setFloat", "listenFor"})
+    lines.push_back(text("error in AudioObject::%sProperty()", call));
+  EXPECT_EQ(log.lines(), lines);
 }
 
 TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
@@ -99,7 +121,7 @@ TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   EXPECT_EQ(first.calls.size(), 0U);
 }
 
-TEST_F(GeneratorTest, PlaysTonesAndTimecodeOrItsOutputsWithoutASeam) {
+TEST_F(GeneratorTest, PlaysTonesOrItsOutputsWithoutASeam) {
   std::array<std::vector<float>, 64> tape;
   rig.delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
     for (size_t i = 0; i < inputs.mNumberBuffers; i++)
@@ -109,7 +131,6 @@ TEST_F(GeneratorTest, PlaysTonesAndTimecodeOrItsOutputsWithoutASeam) {
       }
   };
   rig.generator.setPaced(false);
-  rig.generator.setFrameRate(FRAME_RATE_29_97_DROP);
   rig.input_device.setSelectedDevice(rig.device());
   rig.input_device.setSampleRate(96000);
   rig.input_device.setBufferFrameSize(1000);
@@ -125,28 +146,6 @@ TEST_F(GeneratorTest, PlaysTonesAndTimecodeOrItsOutputsWithoutASeam) {
     }
     for (size_t n = 100000; n < 101000; n++) ASSERT_EQ(samples[n], static_cast<float>(channel + 1) / 64);
   }
-  std::vector<float> timecode(1U << 18);
-  std::copy_n(tape[63].begin(), 100000, timecode.begin());
-  int64_t offset = 0;
-  ASSERT_TRUE(parseLTCTimestamp(offset, timecode.data(), 100000, (1U << 18) - 1, FRAME_RATE_29_97_DROP, 96000));
-  EXPECT_NEAR(static_cast<double>(offset), GeneratorHardware::kWordClockOffset, 2);
-}
-
-TEST_F(GeneratorTest, TheExternalClockBringsTimecode) {
-  const auto& time = rig.delegate.last_time;
-  rig.generator.setPaced(false);
-  rig.generator.setFrameRate(FRAME_RATE_24);
-  rig.input_device.setSelectedDevice(rig.device());
-  rig.generator.step(1);
-  EXPECT_EQ(time.mFlags & (kAudioTimeStampWordClockTimeValid | kAudioTimeStampSMPTETimeValid), 0U);
-  rig.input_device.setClockSource(GeneratorHardware::kExternal);
-  rig.input_device.setBufferFrameSize(4000);
-  rig.generator.step(13); // the last one begins 256 + 48,000 samples after the start
-  EXPECT_EQ(time.mSampleTime, 48256);
-  EXPECT_EQ(time.mWordClockTime, 172'848'256U);
-  EXPECT_NE(time.mFlags & kAudioTimeStampSMPTETimeValid, 0U);
-  EXPECT_EQ(time.mSMPTETime.mHours * 3600 + time.mSMPTETime.mSeconds, 3601);
-  EXPECT_EQ(time.mSMPTETime.mFrames * 80 + time.mSMPTETime.mSubframes, 10); // 256 samples, of which 25 are a subframe
 }
 
 TEST_F(GeneratorTest, TellsOfSamplesLostWhenItIsHeldUpForMoreThanASecond) {
@@ -174,5 +173,4 @@ TEST_F(GeneratorTest, IsListedLastAndLeavesQuietlyWhileItRuns) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-} // namespace
 } // namespace vurl

@@ -8,13 +8,9 @@
 #include "hardware/JackHardware.h"
 #include "platform/PollRunLoop.h"
 #include "tests/support/JackServer.h"
+#include "tests/support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <span>
-#include <thread>
-#include <utility>
 
 namespace vurl {
 

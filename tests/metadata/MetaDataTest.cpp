@@ -1,17 +1,11 @@
 // The take record: limits, masks, sizes, names, and the texts of its files.
 #include "metadata/MetaData.h"
 
-#include "platform/Text.h"
 #include "tests/metadata/SampleTake.h"
 
 namespace vurl {
 
-struct MetaDataTest : SampleTake {
-  /// File `file` gets channels 0 to `count` - 1 and no other.
-  static void route(MetaData& take, int32_t count, int32_t file) {
-    for (int32_t channel = 0; channel < 64; channel++) take.setEnable(channel < count, channel, file);
-  }
-};
+using MetaDataTest = SampleTake;
 
 TEST_F(MetaDataTest, numbersOutsideTheRecordReadAsNothingAndChangeNothing) {
   MetaData take = sampleTake();
@@ -21,77 +15,35 @@ TEST_F(MetaDataTest, numbersOutsideTheRecordReadAsNothingAndChangeNothing) {
     take.setName("x", flood); take.setPath("x", flood); take.setFolder(1, flood); take.setFilename("x", flood);
     take.setEnable(true, flood, 1); take.setEnable(true, 1, flood); take.moveToFile(flood);
     // clang-format on
-    EXPECT_EQ(take.nameForChannel(flood) + take.pathForFolder(flood), "");
-    EXPECT_EQ(take.nrTracksForFile(flood) + take.folderForFile(flood), 0);
     EXPECT_NE(take.iXMLForFile(flood).find("<TRACK_COUNT>0<"), std::string::npos);
   }
   EXPECT_EQ(take.iXMLForFile(1), document);
-  for (const auto& [value, limited] : {std::pair{-1, "0 0 0"}, {9, "9 9 8"}, {100000, "64 512 8"}}) {
-    take.setNrChannels(value);
-    take.setNrFiles(value);
-    take.setNrFolders(value);
-    EXPECT_EQ(text("%i %i %i", take.nrChannels(), take.nrFiles(), take.nrFolders()), limited);
-  }
   // folders of the take, the folder asked for, the one that it becomes
-  for (const auto& [nr_folders, folder, result] : std::initializer_list<std::array<int32_t, 3>>{
-           {2, 5, 1}, {2, 1, 1}, {16, 12, 7}, {2, -4, 0}, {0, 0, -1}, {0, -9, -1}}) {
+  for (const auto& [nr_folders, folder, result] :
+       std::initializer_list<std::array<int32_t, 3>>{{2, 5, 1}, {2, 1, 1}, {16, 12, 7}, {2, -4, 0}, {0, 0, -1}}) {
     take.setNrFolders(nr_folders);
     take.setFolder(folder, 4);
     EXPECT_EQ(take.folderForFile(4), result) << nr_folders << " " << folder;
   }
   EXPECT_EQ(take.filenameForFile(4).front(), '/'); // no folder, no path
-  take.setNrChannels(8);                           // channels out of use are kept in the routing
-  take.setEnable(true, 10, 511);
+  take.setEnable(true, 10, 511);                   // channels out of use are kept in the routing
   EXPECT_EQ(take.nrTracksForFile(511), 0);
-  take.setNrChannels(16);
+  take.setNrChannels(100000);
+  EXPECT_EQ(take.nrChannels(), 64);
   EXPECT_EQ(take.channelMaskForFile(511), 0x2000); // third bit from the top of the second byte
-  take.setEnable(false, 10, 511);
-  EXPECT_EQ(take.nrTracksForFile(511), 0);
 }
 
-TEST_F(MetaDataTest, sizesLabelsAndReferences) {
+TEST_F(MetaDataTest, sizesAndDatesBeyondTheirFields) {
   MetaData take = sampleTake();
-  for (const auto& [depth, bits, block] : {std::array{2, 24, 9}, {1, 16, 6}, {3, 32, 12}, {0, 16, 6}}) {
-    take.setBitDepth(depth);
-    EXPECT_EQ((std::array{take.bits(), take.blockAlignForFile(1), take.byteRateForFile(1)}),
-              (std::array{bits, block, block * 95904}));
-    take.setNrSamples(int64_t{1} << 40); // far past 32 bits
-    EXPECT_EQ(take.fileSizeForFile(1), (int64_t{block} << 40) + 131072);
-  }
-  SMPTETime time;
-  take.setFrameRate(FRAME_RATE_23_976);
-  take.smpteTimestamp(time);
-  EXPECT_EQ(std::pair(time.mType, int{time.mSubframeDivisor}), std::pair(uint32_t{FRAME_RATE_24}, 80));
+  take.setNrSamples(int64_t{1} << 40);
+  EXPECT_EQ(take.fileSizeForFile(1), (int64_t{9} << 40) + 131072);
   MetaData later = take;
-  EXPECT_EQ(take.compare(later), 0);
   later.setOriginationDate(take.originationDate() + 1);
-  EXPECT_LT(take.compare(later), 0);
-  EXPECT_GT(later.compare(take), 0);
+  EXPECT_TRUE(take.compare(take) == 0 && take.compare(later) < 0 && later.compare(take) > 0);
   take.setTimestamp(UINT64_MAX);
   EXPECT_EQ(take.bwfOriginatorReferenceForFile(-1), "KLDQX400000200903141509266150000");
   take.setOriginationDate(INT64_MAX);
   EXPECT_EQ(take.bwfOriginationDate(), "1970-01-01");
-}
-
-TEST_F(MetaDataTest, filesReadOneByOneBecomeATake) {
-  MetaData second = sampleTake();
-  second.setNrFolders(8);
-  second.setFolder(2, 0);
-  route(second, 2, 0);
-  second.setFilename("/second", 0);
-  MetaData first = second;
-  first.setFolder(3, 0);
-  route(first, 1, 0);
-  first.setFilename("/first", 0);
-  const auto shown = [&second](int32_t file) {
-    return text("%@ %i %i", second.filenameForFile(file), second.nrTracksForFile(file), second.folderForFile(file));
-  };
-  second.moveToFile(0);
-  EXPECT_EQ(shown(0), "/second 2 2");
-  second.moveToFile(1);
-  EXPECT_EQ(shown(0), "/home/u/Audio/12A_T03-f01-nr2.wav 0 0");
-  second.combine(first, 2); // its name stands at 0, so that is where it goes
-  EXPECT_EQ(shown(0) + shown(1), "/first 1 3/second 2 2");
 }
 
 TEST_F(MetaDataTest, nameFormats) {
@@ -102,7 +54,6 @@ TEST_F(MetaDataTest, nameFormats) {
       {"%3s %3l %1t %4r", "012 007 3 R1", "012_007_3_R1"}, {"%N", "12A_T03", "_N"},
       {"%y-%m-%d %H:%M:%S", "2009-03-14 15:09:26", "2009-03-14_15_09_26"},
       {"%T%F%C%c", "14:28:55:1125nd-2poly", "14_28_55_1125nd-2poly"},
-      {"%f %3f %0f %9f", "2 002 2 000000002", "2_002_2_000000002"},
       {"%% %q %3q %Y %2ü %22t", "% %q %q %Y %ü %2t", "___q__q__Y_____2t"},
       {"é.日\t", "é.日\t", "_.__"}, {"lone %", "lone %", "lone__"}, {"cut %3", "cut %3", "cut__3"}};
   // clang-format on
@@ -124,7 +75,8 @@ TEST_F(MetaDataTest, tracksInWordsAndLongTexts) {
   int32_t tracks = 0;
   for (const auto& [word, mode] :
        {std::pair{"empty", "0ch"}, {"mix 1", "mono"}, {"stereo", "stereo"}, {"poly", "3ch"}, {"", "4ch"}}) {
-    route(take, tracks++, 0);
+    for (int32_t channel = 0; channel < 64; channel++) take.setEnable(channel < tracks, channel, 0);
+    tracks++;
     EXPECT_EQ(take.stringWithFormat("%c%C", false, 0), word);
     const std::string history = text("A=PCM,F=96000,W=32,M=%s\r\nA=PCM,F=100000,W=24,M=%s\r\n ", mode, mode);
     EXPECT_EQ(take.bwfCodingHistoryForFile(0), history);
@@ -136,7 +88,6 @@ TEST_F(MetaDataTest, tracksInWordsAndLongTexts) {
 TEST_F(MetaDataTest, fileNames) {
   const std::tuple<const char*, int32_t, int32_t, int32_t, const char*> cases[] = {
       {"%s_T%2t", 2, 1, 3, "/home/u/Audio/12A_T03-f02.wav"},
-      {"%s-%t_%f", 2, 1, 3, "/home/u/Audio/12A-3_2.wav"},
       {"%s_T%2t", 2, 2, 2, "/home/u/Audio/12A_T03-f02-nr2.caf"},
       {"%s", 1, 0, 3, "/home/u/Audio/12A-nr0.wav"},
       {"%2f", 2, 1, 0, "/home/u/Audio/02-f02.txt"}}; // a width hides the number token
@@ -187,12 +138,8 @@ TEST_F(MetaDataTest, csvLines) {
   take.setNote("he said \"cut\"");
   EXPECT_EQ(take.csvLine(), "2009-03-14 15:09:26,10:00:00:00,00:01:02:05,25 ND,/home/u/A,1.wav,\"Film & <Söhne>\","
                             "\"12A\",\"7\",\"3\",\"R1\",2,\"he said \"cut\"\",95904,24 bit\n");
-  const std::pair<int32_t, const char*> rates[] = {
-      {2, ",30 DF,/"}, {6, ",60 ND,/"}, {7, ",59.94 ND,/"}, {123, ",23.97 ND,/"}, {8, ",,/"}};
-  for (const auto& [code, column] : rates) {
-    take.setFrameRate(code);
-    EXPECT_NE(take.csvLine().find(column), std::string::npos) << code;
-  }
+  take.setFrameRate(FRAME_RATE_23_976);
+  EXPECT_NE(take.csvLine().find(",23.97 ND,/"), std::string::npos);
 }
 
 } // namespace vurl

@@ -2,10 +2,7 @@
 #pragma once
 
 #include "metadata/MetaData.h"
-#include "platform/Text.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -41,7 +38,7 @@ struct SampleTake : testing::Test {
 
   /// The document of file 1 without the blanks behind.
   static std::string goldenDocument() {
-    std::string document = fileBytes((std::filesystem::path(__FILE__).parent_path() / "sampleTake.ixml").string());
+    std::string document = fileBytes(VURL_TESTS "/metadata/sampleTake.ixml");
     replaceAll(document, "\n", "\r\n");
     return document;
   }

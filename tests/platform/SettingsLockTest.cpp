@@ -1,9 +1,6 @@
 #include "platform/SettingsLock.h"
 
-#include "tests/support/CapturedLog.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 #include <unistd.h>
 

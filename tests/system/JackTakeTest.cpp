@@ -3,8 +3,6 @@
 #include "tests/system/Ear.h"
 #include "tests/system/Feed.h"
 
-#include <optional>
-
 namespace vurl {
 
 /// A JACK server, a client that plays, and a user who records.

@@ -6,7 +6,8 @@ namespace vurl {
 TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
   const Home home;
   Program vurl(home.recording({"filename_format=T%t", "new_take_on_rec=true"},
-                              {"--device", "generator", "--scene", "12 <A>", "--take", "7", "--note", "x"}),
+                              {"--device", "generator", "--scene", "12 <A>", "--take", "7", "--note", "x", "--roll",
+                               "R", "--slate", "B", "--project", "P"}),
                Program::Stdin::keyboard);
   const auto grows = [&](const char* name) { return home.hasGrownTo(name, TakeFile::kHeaderSize + 200000); };
   const auto has_reported = [&](size_t count) { return eventually([&] { return takesOf(vurl).size() >= count; }); };
@@ -36,25 +37,17 @@ TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
   const auto takes = takesOf(vurl);
   ASSERT_EQ(takes.size(), 4U);
   for (size_t i = 0; i < takes.size(); ++i) EXPECT_EQ(takes[i]["reason"].is_null(), i != 2) << takes[i];
-  for (const auto& [key, value] :
-       {std::pair{"take", "10\n"}, {"scene", "12 <A>\n"}, {"note", "\n"}, {"contact_info", "the office\n"}})
-    EXPECT_EQ(printedBy(home.vurl({"settings", key})), value) << key;
-}
-
-TEST(Session, TextsAreTheFieldsThatTheUserTypesInto) {
-  const Home home;
   // clang-format off
-  const std::pair<Words, std::string> cases[] = { // options, the take that is recorded
-      {{"--take", "5"}, "T5.wav"}, {{"--scene", "2", "--project", "P"}, "T1.wav"}, {{"--scene", "2"}, "T2.wav"},
-      {{"--slate", "B", "--roll", "r", "--take", "3"}, "T3.wav"}};
-  // clang-format on
-  for (const auto& [texts, file] : cases) {
-    Words options = {"--device", "generator", "--duration", "0.2"};
-    options.insert(options.end(), texts.begin(), texts.end());
-    Program vurl(home.recording({"filename_format=T%t"}, options));
-    EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
-    EXPECT_EQ(takeOf(vurl)["files"][0], (home.takes() / file).string());
-  }
+  for (const auto& [key, value] : {
+           std::pair{"take", "10\n"}, {"scene", "12 <A>\n"}, {"note", "\n"}, {"contact_info", "the office\n"},
+           {"roll", "R\n"}, {"slate", "B\n"}, {"project", "P\n"}})
+    // clang-format on
+    EXPECT_EQ(printedBy(home.vurl({"settings", key})), value) << key;
+
+  Program next(
+      home.recording({"filename_format=S%t"}, {"--device", "generator", "--duration", "0.2", "--scene", "13"}));
+  EXPECT_EQ(next.wait(), 0) << next.errors();
+  EXPECT_EQ(takeOf(next)["files"][0], (home.takes() / "S1.wav").string()) << "a new scene begins with take 1";
 }
 
 } // namespace vurl

@@ -4,8 +4,6 @@
 
 #include "tests/system/Workbench.h"
 
-#include <algorithm>
-#include <array>
 #include <bit>
 
 namespace vurl {

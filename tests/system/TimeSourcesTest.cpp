@@ -10,7 +10,6 @@
 #include <ctime>
 
 namespace vurl {
-namespace {
 
 constexpr int64_t kRate = 48000, kFrame = kRate / 25, kSubframe = kFrame / 80, kDay = 86400 * kRate;
 constexpr int64_t kClock = GeneratorHardware::kWordClockOffset;
@@ -123,5 +122,4 @@ TEST(Info, TellsWhatCanBeReadAndSaysWhatCannot) {
   expectParts(refused.errors(), {"CAF not suported", "--chunks"});
 }
 
-} // namespace
 } // namespace vurl

@@ -2,10 +2,8 @@
 // in which vurl finds its settings and leaves its takes. TakeFile.h looks into what was recorded. Thread: main.
 #pragma once
 
-#include "platform/Text.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -16,10 +14,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace vurl {
 

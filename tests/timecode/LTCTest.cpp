@@ -9,7 +9,6 @@
 #include <random>
 
 namespace vurl {
-namespace {
 
 constexpr uint32_t kCells = 1U << 18;
 
@@ -62,5 +61,4 @@ TEST(LTC, AnyCellsPositionsAndRatesAreHarmless) {
   for (const int32_t rate : {INT32_MIN, 0, INT32_MAX}) decodeLTCFrame(ones, 0, rate, rate);
 }
 
-} // namespace
 } // namespace vurl

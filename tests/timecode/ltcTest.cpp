@@ -1,4 +1,4 @@
-// Timecode arithmetic: known labels at every rate, the drop-frame rule walked label by label, hostile values.
+// Timecode arithmetic: known labels at every rate, the drop-frame rule walked label by label.
 #include "timecode/ltc.h"
 
 #include <gtest/gtest.h>
@@ -53,22 +53,6 @@ TEST(Ltc, labelsInSamplesAndBack) {
   SMPTETime time = label(FRAME_RATE_25, {0, 0, 0, 0, 31999}, 32000);
   EXPECT_EQ(smpte_to_sfo(time, 768000), 767976);
   EXPECT_EQ(sfpd_to_smpte(32000LL * 90000 * 40000, time), 40000); // hours, more than the field holds
-}
-
-// Nothing to compare with: the sanitizers look on, and the loops must end.
-TEST(Ltc, hostileValuesAreHarmless) {
-  for (const int64_t number : {INT64_MIN, int64_t{-1}, INT64_MAX}) {
-    for (uint32_t i = 0; i < 9 * 3 * 3; i++) { // every rate with extreme divisors and sample rates
-      SMPTETime time =
-          label(i % 9, {-32768, 32767, -1, 32767, 32767}, std::array<int16_t, 3>{-32768, -1, 32767}[i / 27]);
-      const int32_t sample_rate = std::array{INT32_MIN, -1, INT32_MAX}[i / 9 % 3];
-      smpte_to_spd(time, sample_rate);
-      smpte_to_sfo(time, sample_rate);
-      spd_to_smpte(number, sample_rate, time);
-      sfpd_to_smpte(number, time);
-      nodrop_to_drop(drop_to_nodrop(number));
-    }
-  }
 }
 
 } // namespace vurl
