@@ -7,9 +7,12 @@ namespace vurl {
 AudioServices::AudioServices(UserDefaults& user_defaults, RunLoop& run_loop)
     : defaults(user_defaults),
       jack(model, run_loop),
+      alsa(model, run_loop),
       generator(model, run_loop),
       show_generator(defaults.observe("show_generator", [this](const auto&) { updateGenerator(); })),
-      frame_rate(defaults.observe("frame_rate", [this](const auto&) { updateGenerator(); })) {
+      frame_rate(defaults.observe("frame_rate", [this](const auto&) { updateGenerator(); })),
+      alsa_devices(defaults.observe("alsa_devices", [this](const auto&) { listAlsaDevices(); })) {
+  listAlsaDevices();
   updateGenerator();
 }
 
@@ -17,6 +20,8 @@ void AudioServices::publishGeneratorForRun() {
   generator_for_run = true;
   updateGenerator();
 }
+
+void AudioServices::listAlsaDevices() { alsa.setListed(defaults.stringForKey("alsa_devices")); }
 
 void AudioServices::updateGenerator() {
   const auto rate = static_cast<int32_t>(defaults.integerForKey("frame_rate"));

@@ -5,6 +5,7 @@
 #include "app/MainMenuControler.h"
 #include "engine/AudioRing.h"
 #include "files/OutputFile.h"
+#include "hardware/AlsaHardware.h"
 #include "hardware/GeneratorHardware.h"
 #include "hardware/HardwareModel.h"
 #include "hardware/InputDevice.h"
@@ -19,7 +20,8 @@ namespace vurl {
 /// The audio services, publishing their devices into one model.
 class AudioServices {
 public:
-  /// Finds the devices. The test generator is among them while the setting "show_generator" is on.
+  /// Finds the devices. The test generator is among them while the setting "show_generator" is on, the PCMs in
+  /// "alsa_devices" as long as they are named there.
   AudioServices(UserDefaults& defaults, RunLoop& run_loop);
 
   /// Publishes the test generator for the rest of the run whatever the setting says.
@@ -28,13 +30,16 @@ public:
   HardwareModel model;
 
 private:
+  void listAlsaDevices();
   void updateGenerator();
 
   UserDefaults& defaults;
   JackHardware jack;
+  AlsaHardware alsa;
   GeneratorHardware generator;
   UserDefaults::ObservationHandle show_generator;
   UserDefaults::ObservationHandle frame_rate;
+  UserDefaults::ObservationHandle alsa_devices;
   bool generator_for_run = false;
 };
 

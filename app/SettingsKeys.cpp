@@ -38,6 +38,7 @@ constexpr std::array kKeys = {
     SettingKey{"monitoring", boolean, 0, 0, "inputs are heard on the outputs"},
     SettingKey{"selected_device", string, 0, 0, "name of the device chosen last"},
     SettingKey{"show_generator", boolean, 0, 0, "the test generator is among the devices"},
+    SettingKey{"alsa_devices", string, 0, 0, "ALSA PCMs listed besides the cards, with commas between them"},
     SettingKey{"filename_format", string, 0, 0, "names of take files"},
     SettingKey{"csv_filename_format", string, 0, 0, "name of the CSV report"},
     SettingKey{"csv_folder", string, 0, 0, "folder of the CSV report"},

@@ -3,12 +3,14 @@
 // around it.
 #pragma once
 
+#include "hardware/AlsaHardware.h"
 #include "hardware/GeneratorHardware.h"
 #include "hardware/InputDevice.h"
 #include "hardware/JackHardware.h"
 #include "platform/PollRunLoop.h"
 #include "tests/support/JackServer.h"
 #include "tests/support/Test.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <span>
 
@@ -146,7 +148,9 @@ class GeneratorRig final : public ServiceRig {
 public:
   GeneratorRig() { generator.setPublished(true); }
   std::string name() const override { return "Vurl - Test Generator"; }
-  static constexpr bool kHasChoices = true; ///< of rates, data and clock sources
+  static constexpr size_t kNrRates = 6;
+  static constexpr bool kLoopsBack = true;
+  static constexpr bool kHasChoices = true; ///< of data and clock sources
   GeneratorHardware generator{model, run_loop};
 };
 
@@ -158,6 +162,8 @@ public:
     jack = std::make_unique<JackHardware>(model, run_loop, ownServers);
   }
   std::string name() const override { return "JACK - " + server.name(); }
+  static constexpr size_t kNrRates = 1;
+  static constexpr bool kLoopsBack = true;
   static constexpr bool kHasChoices = false;
 
   /// The servers of this test program: those of others, which may run at the same time, are left alone.
@@ -169,6 +175,33 @@ public:
 
   JackServer server;
   std::unique_ptr<JackHardware> jack;
+};
+
+/// A configuration of ALSA for one test alone.
+class AlsaConfig {
+public:
+  void write(const std::string& pcms) {
+    writeFile(folder.file("alsa.conf"), pcms);
+    setenv("ALSA_CONFIG_PATH", folder.file("alsa.conf").c_str(), 1);
+  }
+  TemporaryFolder folder;
+};
+
+/// A device of ALSA's own making that takes and gives silence, as fast as it is asked.
+class AlsaRig final : public ServiceRig {
+public:
+  explicit AlsaRig(const std::string& pcms = "pcm.silence { type null hint { show on } }") {
+    config.write(pcms);
+    alsa = std::make_unique<AlsaHardware>(model, run_loop, [this] { return cards; });
+  }
+  std::string name() const override { return "ALSA - silence"; }
+  static constexpr size_t kNrRates = 14;
+  static constexpr bool kLoopsBack = false;
+  static constexpr bool kHasChoices = false;
+
+  AlsaConfig config;
+  std::vector<AlsaName> cards;
+  std::unique_ptr<AlsaHardware> alsa;
 };
 
 template <typename Rig>

@@ -1,0 +1,251 @@
+#include "hardware/AlsaHardware.h"
+
+#include "platform/Log.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
+#include <utility>
+
+namespace vurl {
+namespace {
+
+constexpr std::chrono::seconds kPollInterval{1};
+constexpr std::chrono::milliseconds kWatchInterval{100};
+constexpr double kUsualRate = 48000;
+constexpr double kUsualFrames = 256;
+
+thread_local bool may_log = false; ///< not on the threads of devices
+
+void logLibrary(const char*, int, const char* function, int, const char* format, ...) {
+  if (!may_log) return;
+  char line[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+  log("ALSA: %@: %@", function, line);
+}
+
+std::vector<StreamDescription> describeStreams(const AlsaSetup& setup) {
+  if (setup.pcm.empty()) return {};
+  const bool is_interleaved =
+      setup.access == SND_PCM_ACCESS_MMAP_INTERLEAVED || setup.access == SND_PCM_ACCESS_RW_INTERLEAVED;
+  const StreamDescription stream{setup.pcm, is_interleaved ? setup.nr_channels : 1};
+  return std::vector<StreamDescription>(is_interleaved ? 1 : setup.nr_channels, stream);
+}
+
+std::vector<double> common(const std::vector<double>& a, const std::vector<double>& b) {
+  std::vector<double> both;
+  std::ranges::set_intersection(a, b, std::back_inserter(both));
+  return both;
+}
+
+AudioValueRange common(const AudioValueRange& a, const AudioValueRange& b) {
+  return {std::max(a.mMinimum, b.mMinimum), std::min(a.mMaximum, b.mMaximum)};
+}
+
+} // namespace
+
+AlsaHardware::AlsaHardware(HardwareModel& hardware_model, RunLoop& run_loop, CardLister lister)
+    : model(hardware_model),
+      cards(std::move(lister)),
+      marked((may_log = true, snd_lib_error_set_handler(logLibrary), markedAlsaPcms())) {
+  poll();
+  poll_timer = run_loop.every(kPollInterval, [this] { poll(); });
+  watch_timer = run_loop.every(kWatchInterval, [this] { watchRunning(); });
+}
+
+AlsaHardware::~AlsaHardware() {
+  while (!devices.empty()) remove(AlsaName(devices.back()->name));
+}
+
+void AlsaHardware::setListed(const std::string& names) {
+  listed = listedAlsaPcms(names);
+  poll();
+}
+
+void AlsaHardware::poll() {
+  auto present = cards();
+  for (const auto* more : {&marked, &std::as_const(listed)})
+    for (const auto& name : *more)
+      if (!std::ranges::count(present, name.name, &AlsaName::name)) present.push_back(name);
+  std::vector<AlsaName> gone;
+  for (const auto& device : devices)
+    if (!std::ranges::count(present, device->name)) gone.push_back(device->name);
+  for (const auto& name : gone) remove(name);
+  for (const auto& name : present)
+    if (std::ranges::none_of(devices, [&](const auto& device) { return device->name == name; })) add(name);
+}
+
+// One that another program holds is listed all the same, by its name; one that cannot work is told once, and kept in
+// mind without being listed.
+void AlsaHardware::add(const AlsaName& name) {
+  auto& device = *devices.emplace_back(std::make_unique<Device>());
+  device.name = name;
+  const int error = probe(device);
+  if (error < 0) tellFailure(device, error);
+  if (error >= 0 || error == -EBUSY) device.id = model.publish(*this, describe(device));
+}
+
+void AlsaHardware::remove(const AlsaName& name) {
+  const auto found = std::ranges::find(devices, name, [](const auto& device) { return device->name; });
+  const auto device = std::move(*found);
+  devices.erase(found);
+  close(*device);
+  if (device->id != kAudioObjectUnknown) model.unpublish(device->id);
+}
+
+/// Fills in what the device can do. A direction that cannot be opened is left out as long as there is the other one.
+int AlsaHardware::probe(Device& device) const {
+  const auto ask = [](const std::string& pcm, snd_pcm_stream_t direction, int& error) {
+    error = -ENODEV;
+    return pcm.empty() ? std::nullopt : probeAlsa(pcm, direction, error);
+  };
+  int capture_error = 0, playback_error = 0;
+  const auto capture = ask(device.name.capture, SND_PCM_STREAM_CAPTURE, capture_error);
+  auto playback = ask(device.name.playback, SND_PCM_STREAM_PLAYBACK, playback_error);
+  if (capture_error == -EBUSY || playback_error == -EBUSY) return -EBUSY;
+  if (!capture && !playback) return capture_error;
+  if (capture && playback && common(capture->rates, playback->rates).empty()) playback.reset();
+  device.setup.capture = capture ? capture->setup : AlsaSetup();
+  device.setup.playback = playback ? playback->setup : AlsaSetup();
+  const AlsaAbilities& one = capture ? *capture : *playback;
+  const AlsaAbilities& other = playback ? *playback : *capture;
+  device.rates = common(one.rates, other.rates);
+  device.period_frames = common(one.period_frames, other.period_frames);
+  auto& [lowest, highest] = device.period_frames;
+  if (lowest > highest) device.period_frames = one.period_frames;
+  if (!std::ranges::count(device.rates, device.setup.rate))
+    device.setup.rate =
+        static_cast<uint32_t>(std::ranges::count(device.rates, kUsualRate) ? kUsualRate : device.rates.back());
+  const double frames = device.setup.frames == 0 ? kUsualFrames : device.setup.frames;
+  device.setup.frames = static_cast<uint32_t>(std::clamp(frames, lowest, highest));
+  return 0;
+}
+
+DeviceDescription AlsaHardware::describe(const Device& device) const {
+  DeviceDescription description;
+  description.manufacturer = "ALSA";
+  description.name = device.name.name;
+  description.inputs = describeStreams(device.setup.capture);
+  description.outputs = describeStreams(device.setup.playback);
+  description.nominal_sample_rates = device.rates;
+  description.nominal_sample_rate = device.setup.rate;
+  description.buffer_frame_size_range = device.period_frames;
+  description.buffer_frame_size = device.setup.frames;
+  return description;
+}
+
+void AlsaHardware::tellFailure(const Device& device, int error) const {
+  const auto& name = device.name;
+  if (error == -ENOTSUP) {
+    warn("The ALSA device %@ has no sample format or rate that this program knows.", name.name);
+  } else if (error == -EBUSY) {
+    auto owner = alsaOwner(name.capture, true);
+    if (owner.empty()) owner = alsaOwner(name.playback, false);
+    warn("The ALSA device %@ is in use by %@.", name.name, owner.empty() ? "another program" : owner);
+  } else {
+    warn("The ALSA device %@ cannot be used: %@.", name.name, snd_strerror(error));
+  }
+}
+
+AlsaHardware::Device* AlsaHardware::find(AudioObjectID device) {
+  const auto found = std::ranges::find(devices, device, [](const auto& one) { return one->id; });
+  return found == devices.end() || device == kAudioObjectUnknown ? nullptr : found->get();
+}
+
+OSStatus AlsaHardware::open(Device& device) {
+  int error = 0;
+  device.running = AlsaDevice::start(device.setup, device.io, error);
+  device.nr_losses_told = 0;
+  device.is_silence_told = false;
+  if (device.running) {
+    device.setup.frames = device.running->frames();
+  } else {
+    tellFailure(device, error);
+    device.io = {};
+  }
+  model.update(device.id, describe(device));
+  return device.running ? OSStatus{kAudioHardwareNoError} : OSStatus{kAudioHardwareBadDeviceError};
+}
+
+void AlsaHardware::close(Device& device) {
+  if (device.running && !device.running->stop())
+    warn("The ALSA device %@ does not answer: it could not be closed.", device.name.name);
+  if (device.running) device.setup.first_sample = device.running->nextSample();
+  device.running.reset();
+}
+
+OSStatus AlsaHardware::start(AudioObjectID id, const IOProc& io) {
+  Device* const device = find(id);
+  if (device == nullptr) return kAudioHardwareBadDeviceError;
+  if (device->running) return kAudioHardwareIllegalOperationError;
+  if (const int error = probe(*device); error < 0) {
+    tellFailure(*device, error);
+    return kAudioHardwareBadDeviceError;
+  }
+  device->io = io;
+  return open(*device);
+}
+
+void AlsaHardware::stop(AudioObjectID id) {
+  Device* const device = find(id);
+  if (device == nullptr) return;
+  close(*device);
+  device->io = {};
+}
+
+/// A device that refuses goes on as it was.
+OSStatus AlsaHardware::reopen(Device& device, uint32_t rate, uint32_t frames) {
+  const auto before = std::exchange(device.setup.rate, rate);
+  const auto frames_before = std::exchange(device.setup.frames, frames);
+  if (before == rate && frames_before == frames) return kAudioHardwareNoError;
+  if (device.running) {
+    close(device);
+    const IOProc io = device.io;
+    if (open(device) == kAudioHardwareNoError) return kAudioHardwareNoError;
+    device.setup.rate = before;
+    device.setup.frames = frames_before;
+    device.io = io;
+    open(device);
+    return kAudioHardwareIllegalOperationError;
+  }
+  model.update(device.id, describe(device));
+  return kAudioHardwareNoError;
+}
+
+OSStatus AlsaHardware::setNominalSampleRate(AudioObjectID id, double rate) {
+  Device* const device = find(id);
+  if (device == nullptr || !std::ranges::count(device->rates, rate)) return kAudioHardwareIllegalOperationError;
+  return reopen(*device, static_cast<uint32_t>(rate), device->setup.frames);
+}
+
+OSStatus AlsaHardware::setBufferFrameSize(AudioObjectID id, uint32_t frames) {
+  Device* const device = find(id);
+  if (device == nullptr || frames < device->period_frames.mMinimum || frames > device->period_frames.mMaximum)
+    return kAudioHardwareIllegalOperationError;
+  return reopen(*device, device->setup.rate, frames);
+}
+
+// A device that failed is out of the list until its card comes anew, or the program starts: it would only fail again.
+void AlsaHardware::watchRunning() {
+  for (const auto& device : devices) {
+    if (!device->running) continue;
+    device->running->reportLimiting();
+    const uint32_t nr_losses = device->running->nrLosses();
+    if (std::exchange(device->nr_losses_told, nr_losses) != nr_losses) model.notifyOverload(device->id);
+    if (device->running->isSilent() && !std::exchange(device->is_silence_told, true))
+      warn("The ALSA device %@ delivers nothing.", device->name.name);
+    const int error = device->running->failure();
+    if (error == 0) continue;
+    warn("The ALSA device %@ has failed: %@.", device->name.name, snd_strerror(error));
+    close(*device);
+    model.unpublish(std::exchange(device->id, kAudioObjectUnknown));
+  }
+}
+
+} // namespace vurl

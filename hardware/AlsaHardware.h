@@ -1,0 +1,75 @@
+// The audio interfaces that ALSA drives, without a server between: each card is a device, and so is each PCM that the
+// user marked or listed. Cards that come and go are noticed within a second. What a device can do is found out when it
+// is listed, and again each time it starts. Thread: main. AlsaDevice is a device that runs.
+#pragma once
+
+#include "hardware/AlsaDevice.h"
+#include "hardware/AlsaList.h"
+#include "hardware/AlsaProbe.h"
+#include "hardware/HardwareModel.h"
+#include "platform/RunLoop.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vurl {
+
+class AlsaHardware final : public AudioService {
+public:
+  /// Tells the cards that are there.
+  using CardLister = std::function<std::vector<AlsaName>()>;
+
+  /// Publishes the devices there are. `model` and `run_loop` must outlive this object. A test may bring other cards.
+  AlsaHardware(HardwareModel& model, RunLoop& run_loop, CardLister cards = alsaCards);
+  ~AlsaHardware() override;
+
+  /// PCMs to publish besides, with commas between them.
+  void setListed(const std::string& names);
+
+  /// Looks for devices that came or went; the main loop does so every second.
+  void poll();
+
+  OSStatus start(AudioObjectID device, const IOProc& io) override;
+  void stop(AudioObjectID device) override;
+  OSStatus setNominalSampleRate(AudioObjectID device, double rate) override;
+
+  /// Takes the size nearest to `frames` that the device has.
+  OSStatus setBufferFrameSize(AudioObjectID device, uint32_t frames) override;
+
+private:
+  struct Device {
+    AlsaName name;
+    AudioObjectID id = kAudioObjectUnknown; ///< unknown while it is not published
+    AlsaDeviceSetup setup;
+    std::vector<double> rates;
+    AudioValueRange period_frames;
+    IOProc io; ///< no proc while stopped
+    std::unique_ptr<AlsaDevice> running;
+    uint32_t nr_losses_told = 0;
+    bool is_silence_told = false;
+  };
+
+  int probe(Device& device) const;
+  DeviceDescription describe(const Device& device) const;
+  void add(const AlsaName& name);
+  void remove(const AlsaName& name);
+  OSStatus open(Device& device);
+  static void close(Device& device);
+  OSStatus reopen(Device& device, uint32_t rate, uint32_t frames);
+  void tellFailure(const Device& device, int error) const;
+  void watchRunning();
+  Device* find(AudioObjectID device);
+
+  HardwareModel& model;
+  const CardLister cards;
+  const std::vector<AlsaName> marked;
+  std::vector<AlsaName> listed;
+  std::vector<std::unique_ptr<Device>> devices;
+  RunLoop::Handle poll_timer;
+  RunLoop::Handle watch_timer;
+};
+
+} // namespace vurl

@@ -1,0 +1,185 @@
+#include "hardware/AlsaLoop.h"
+
+#include <sys/eventfd.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+namespace vurl {
+namespace {
+
+constexpr uint64_t kSecond = 1'000'000'000; ///< in nanoseconds
+constexpr int kWait = 250;                  ///< milliseconds after which a silent device is looked at again
+constexpr int kPause = 10;                  ///< milliseconds before the next start of a device that stops at once
+constexpr int kMostVainStarts = 50;
+
+uint64_t hostTime() noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
+}
+
+/// Whether starting anew may help.
+bool isStop(int error) { return error == -EPIPE || error == -ESTRPIPE; }
+
+int errorOf(snd_pcm_state_t state) noexcept {
+  if (state == SND_PCM_STATE_XRUN) return -EPIPE;
+  if (state == SND_PCM_STATE_SUSPENDED) return -ESTRPIPE;
+  return state == SND_PCM_STATE_DISCONNECTED ? -ENODEV : 0;
+}
+
+} // namespace
+
+bool AlsaLoop::Side::open(std::unique_ptr<AlsaPcm> opened) {
+  pcm = std::move(opened);
+  if (!pcm) return false;
+  error = -EPIPE; // not started yet
+  const int count = snd_pcm_poll_descriptors_count(pcm->handle());
+  descriptors.resize(static_cast<size_t>(std::max(count, 0)));
+  return true;
+}
+
+void AlsaLoop::Side::look() noexcept {
+  is_ready = true;
+  if (!pcm || error != 0) return;
+  const snd_pcm_sframes_t frames = pcm->available();
+  error = frames == -EAGAIN ? 0 : static_cast<int>(std::min<snd_pcm_sframes_t>(frames, 0));
+  is_ready = frames >= static_cast<snd_pcm_sframes_t>(pcm->periodFrames());
+}
+
+AlsaLoop::AlsaLoop(std::unique_ptr<AlsaPcm> capture_pcm, std::unique_ptr<AlsaPcm> playback_pcm, uint32_t device_rate,
+                   const IOProc& io_proc)
+    : rate(device_rate), io(io_proc), stop_signal(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (capture.open(std::move(capture_pcm))) nr_frames = capture.pcm->periodFrames();
+  if (playback.open(std::move(playback_pcm))) nr_frames = playback.pcm->periodFrames();
+  is_linked = capture.pcm && playback.pcm && snd_pcm_link(capture.pcm->handle(), playback.pcm->handle()) == 0;
+  waited_for.reserve(capture.descriptors.size() + playback.descriptors.size() + 1);
+}
+
+AlsaLoop::~AlsaLoop() {
+  if (stop_signal >= 0) ::close(stop_signal);
+}
+
+void AlsaLoop::run() {
+  last_host_time = hostTime();
+  int error = 0;
+  while (error >= 0 && running.load()) error = step();
+  error_at_end.store(std::min(error, 0), std::memory_order_release);
+  playback.pcm.reset();
+  capture.pcm.reset();
+}
+
+void AlsaLoop::requestStop() {
+  running.store(false);
+  const uint64_t one = 1;
+  [[maybe_unused]] const auto written = ::write(stop_signal, &one, sizeof one); // only fails when it is full: told
+}
+
+int AlsaLoop::step() noexcept {
+  if (const int error = restartStopped(); error < 0) return error;
+  capture.look();
+  playback.look();
+  if (capture.error != 0 || playback.error != 0) return 0;
+  if (capture.is_ready && playback.is_ready)
+    cycle();
+  else
+    wait();
+  return 0;
+}
+
+/// Starts what stopped; fails when that is of no use. A side that stopped alone leaves the other one running.
+int AlsaLoop::restartStopped() noexcept {
+  if (capture.error == 0 && playback.error == 0) return 0;
+  for (const Side* side : {&capture, &playback})
+    if (side->error != 0 && !isStop(side->error)) return side->error;
+  if (nr_vain_starts > 0) sleep(kPause);
+  if (nr_vain_starts++ == kMostVainStarts) return -EIO;
+  const bool capture_too = is_linked || capture.error != 0;
+  if (capture.pcm && capture_too && has_run) countLoss();
+  const int error = restart(capture_too);
+  return isStop(error) ? 0 : error;
+}
+
+int AlsaLoop::restart(bool capture_too) noexcept {
+  capture_too = capture_too && capture.pcm;
+  if (capture_too) capture.error = capture.pcm->restart();
+  if (playback.pcm) playback.error = playback.pcm->restart();
+  if (playback.pcm && playback.error == 0) playback.error = snd_pcm_start(playback.pcm->handle());
+  if (capture_too && capture.error == 0 && !is_linked) capture.error = snd_pcm_start(capture.pcm->handle());
+  return std::min(capture.error, playback.error);
+}
+
+// What the device captured between the last cycle and now is gone; the clock tells how much that was.
+void AlsaLoop::countLoss() noexcept {
+  const uint64_t now = hostTime();
+  const uint64_t passed = now - std::exchange(last_host_time, now);
+  const uint64_t lost = passed / kSecond * rate + passed % kSecond * rate / kSecond;
+  setFirstSample(nextSample() + std::max<uint64_t>(lost, 1));
+  nr_losses.store(nr_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+void AlsaLoop::sleep(int milliseconds) noexcept {
+  pollfd stop{stop_signal, POLLIN, 0};
+  ::poll(&stop, 1, milliseconds);
+}
+
+// Only what is not ready is waited for. Some devices say that they are ready although too little is there yet: after
+// such an answer the thread sleeps for a moment, so that it does not turn in circles.
+void AlsaLoop::wait() noexcept {
+  if (std::exchange(has_waited, !has_waited)) return sleep(1);
+  waited_for.assign(1, {stop_signal, POLLIN, 0});
+  for (Side* side : {&capture, &playback}) {
+    if (!side->pcm || side->is_ready) continue;
+    const auto count = static_cast<unsigned>(side->descriptors.size());
+    snd_pcm_poll_descriptors(side->pcm->handle(), side->descriptors.data(), count);
+    waited_for.insert(waited_for.end(), side->descriptors.begin(), side->descriptors.end());
+  }
+  const int nr_ready = ::poll(waited_for.data(), waited_for.size(), kWait);
+  if (nr_ready == 0) has_waited = false;
+  if (hostTime() - last_host_time > kSecond) is_silent.store(true, std::memory_order_release);
+  auto* first = waited_for.data() + 1;
+  for (Side* side : {&capture, &playback}) {
+    if (!side->pcm || side->is_ready) continue;
+    unsigned short events = 0;
+    const auto count = static_cast<unsigned>(side->descriptors.size());
+    snd_pcm_poll_descriptors_revents(side->pcm->handle(), first, count, &events);
+    if ((events & (POLLERR | POLLNVAL)) != 0) side->error = errorOf(snd_pcm_state(side->pcm->handle()));
+    first += count;
+  }
+}
+
+void AlsaLoop::cycle() noexcept {
+  const AudioBufferList inputs = capture.pcm ? capture.pcm->begin(capture.error) : AudioBufferList{};
+  AudioBufferList outputs = playback.pcm ? playback.pcm->begin(playback.error) : AudioBufferList{};
+  if (capture.error < 0) return;
+  last_host_time = hostTime();
+  const AudioTimeStamp now = timeStamp(nextSample(), last_host_time);
+  const AudioTimeStamp later = timeStamp(nextSample() + nr_frames, last_host_time);
+  in_cycle.store(true);
+  if (running.load()) io.proc(io.device, &now, &inputs, &now, &outputs, &later, io.client_data);
+  in_cycle.store(false);
+  limiter.limit(outputs);
+  if (capture.pcm) capture.error = capture.pcm->end();
+  if (playback.pcm && playback.error == 0) playback.error = playback.pcm->end();
+  setFirstSample(nextSample() + nr_frames);
+  has_run = true;
+  has_waited = false;
+  nr_vain_starts = 0;
+  is_silent.store(false, std::memory_order_release);
+}
+
+AudioTimeStamp AlsaLoop::timeStamp(uint64_t sample, uint64_t host_time) const noexcept {
+  AudioTimeStamp stamp;
+  stamp.mSampleTime = static_cast<double>(sample);
+  stamp.mHostTime = host_time;
+  stamp.mWordClockTime = sample;
+  stamp.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid | kAudioTimeStampRateScalarValid |
+                 kAudioTimeStampWordClockTimeValid;
+  return stamp;
+}
+
+} // namespace vurl

@@ -1,0 +1,24 @@
+// What an ALSA PCM can do, found out by opening it for a moment. Thread: main. AlsaHardware describes devices by it.
+#pragma once
+
+#include "hardware/AlsaPcm.h"
+#include "hardware/AudioHardware.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vurl {
+
+/// One direction of a device.
+struct AlsaAbilities {
+  AlsaSetup setup;           ///< the best format and access, and as many channels as there are, 64 at most
+  std::vector<double> rates; ///< Hz, rising, at least one
+  AudioValueRange period_frames;
+};
+
+/// Opens `pcm` and asks. Nothing when it cannot be opened, has no format that is understood, or no rate; with a
+/// negative errno value in `error`, -ENOTSUP for the latter two.
+std::optional<AlsaAbilities> probeAlsa(const std::string& pcm, snd_pcm_stream_t direction, int& error);
+
+} // namespace vurl

@@ -1,0 +1,200 @@
+// What ALSA has of its own, on PCMs that its plugins make of files, of nothing, and of a JACK server.
+#include "platform/Text.h"
+#include "tests/hardware/ServiceRig.h"
+#include "tests/support/CapturedLog.h"
+
+#include <jack/jack.h>
+
+#include <bit>
+#include <cstring>
+#include <ranges>
+
+namespace vurl {
+namespace {
+
+constexpr uint32_t kChannels = 3;
+constexpr uint32_t kPeriod = 64;
+
+/// The sample `value` / 2^23 as the format has it, by arithmetic on the value of its bytes.
+std::string encoded(snd_pcm_format_t format, int32_t value) {
+  const auto nr_bytes = static_cast<size_t>(snd_pcm_format_physical_width(format) / 8);
+  int64_t number = snd_pcm_format_width(format) == 16 ? value / 256 : value;
+  if (snd_pcm_format_float(format) == 1)
+    number = std::bit_cast<int32_t>(static_cast<float>(value) / 8388608.0F);
+  else if (snd_pcm_format_width(format) == 32)
+    number = int64_t{value} * 256;
+  std::string bytes;
+  for (size_t i = 0; i < nr_bytes; i++, number >>= 8) bytes += static_cast<char>(number & 0xFF);
+  if (snd_pcm_format_big_endian(format) == 1) std::ranges::reverse(bytes);
+  return bytes;
+}
+
+/// Whole steps of 16 bits, the ends of the scale among them; every number another one.
+int32_t testValue(size_t number) {
+  if (number == 5) return -8388608;
+  if (number == 6) return 8388608 - 256;
+  return (static_cast<int32_t>(number * 7919 % 60000) - 30000) * 256;
+}
+
+/// Keeps the captured samples in order, and plays the test's values.
+struct FileUser {
+  static OSStatus run(AudioObjectID, const AudioTimeStamp*, const AudioBufferList* inputs, const AudioTimeStamp*,
+                      AudioBufferList* outputs, const AudioTimeStamp*, void* self) {
+    auto& user = *static_cast<FileUser*>(self);
+    if (user.nr_frames < kFrames) user.frame(*inputs, *outputs);
+    user.nr_frames = user.nr_frames + kPeriod;
+    return 0;
+  }
+
+  void frame(const AudioBufferList& inputs, const AudioBufferList& outputs) {
+    for (uint32_t i = 0; i < kPeriod * kChannels; i++) {
+      const size_t number = nr_frames * kChannels + i;
+      if (inputs.mNumberBuffers > 0) captured[number] = at(inputs, i);
+      if (outputs.mNumberBuffers > 0) at(outputs, i) = static_cast<float>(testValue(number)) / 8388608.0F;
+      if (outputs.mNumberBuffers > 0 && number == 6) at(outputs, i) = 7; // to be limited
+    }
+  }
+
+  static float& at(const AudioBufferList& list, uint32_t number) {
+    const bool is_interleaved = list.mNumberBuffers == 1;
+    auto* const samples = static_cast<float*>(list.mBuffers[is_interleaved ? 0 : number % kChannels].mData);
+    return samples[is_interleaved ? number : number / kChannels];
+  }
+
+  static constexpr uint32_t kFrames = 20 * kPeriod;
+  std::vector<float> captured = std::vector<float>(kFrames * kChannels);
+  std::atomic<uint32_t> nr_frames = 0;
+};
+
+class AlsaFiles : public testing::Test {
+protected:
+  void run(FileUser& user, snd_pcm_format_t format, snd_pcm_access_t access, bool captures) {
+    config.write("pcm.in { type file slave.pcm { type null } file /dev/null infile \"" + config.folder.file("in") +
+                 "\" format raw }\npcm.out { type file slave.pcm { type null } file \"" + config.folder.file("out") +
+                 "\" format raw truncate true }\n");
+    AlsaDeviceSetup setup{{}, {}, 48000, kPeriod};
+    (captures ? setup.capture : setup.playback) = {captures ? "in" : "out", format, access, kChannels};
+    int error = 0;
+    const auto device = AlsaDevice::start(setup, {FileUser::run, 1, &user}, error);
+    ASSERT_TRUE(device) << snd_strerror(error);
+    for (int i = 0; i < 10000 && user.nr_frames < FileUser::kFrames && device->failure() == 0; i++) usleep(1000);
+    EXPECT_EQ(device->failure(), 0);
+    EXPECT_TRUE(device->stop());
+  }
+  AlsaConfig config;
+};
+
+TEST_F(AlsaFiles, BothWaysBitForBitInEveryFormatAndLayout) {
+  for (const auto& format : alsaFormats()) {
+    std::string bytes;
+    for (size_t i = 0; i < size_t{FileUser::kFrames} * kChannels; i++) bytes += encoded(format.format, testValue(i));
+    for (const auto access : {SND_PCM_ACCESS_MMAP_INTERLEAVED, SND_PCM_ACCESS_MMAP_NONINTERLEAVED,
+                              SND_PCM_ACCESS_RW_INTERLEAVED, SND_PCM_ACCESS_RW_NONINTERLEAVED}) {
+      SCOPED_TRACE(std::string(snd_pcm_format_name(format.format)) + " " + snd_pcm_access_name(access));
+      FileUser capturing, playing;
+      writeFile(config.folder.file("in"), bytes + std::string(1 << 20, '\0'));
+      run(capturing, format.format, access, true);
+      size_t nr_wrong = 0;
+      for (size_t i = 0; i < capturing.captured.size(); i++)
+        nr_wrong += capturing.captured[i] != static_cast<float>(testValue(i)) / 8388608.0F;
+      EXPECT_EQ(nr_wrong, 0U);
+      run(playing, format.format, access, false);
+      const auto written = fileBytes(config.folder.file("out"));
+      const auto at = 3 * kPeriod * kChannels * format.nr_bytes; // behind the silence that the device begins with
+      ASSERT_GE(written.size(), at + bytes.size());
+      auto expected = bytes;
+      const bool is_float = snd_pcm_format_float(format.format) == 1;
+      int32_t full = is_float ? 8388608 : 8388607;
+      auto limited = encoded(format.format, full);
+      if (!is_float && format.nr_bytes == 4 && snd_pcm_format_width(format.format) == 32)
+        limited = snd_pcm_format_big_endian(format.format) == 1 ? "\x7F\xFF\xFF\xFF" : "\xFF\xFF\xFF\x7F";
+      expected.replace(6 * format.nr_bytes, format.nr_bytes, limited);
+      EXPECT_TRUE(written.compare(at, bytes.size(), expected) == 0);
+    }
+  }
+}
+
+class AlsaTest : public testing::Test {
+protected:
+  CapturedLog log;
+};
+
+TEST_F(AlsaTest, TellsWhatCannotBeUsedAndGoesOn) {
+  AlsaRig rig("pcm.broken { type file slave.pcm missing file /dev/null format raw hint.show on }\n"
+              "pcm.hidden { type null }\npcm.silence { type null hint.show yes }\n");
+  rig.cards = {{"Pulled Out", "hw:CARD=gone,DEV=0", "hw:CARD=gone,DEV=0"}};
+  rig.input_device.awake();
+  rig.alsa->setListed(" hidden ,, nowhere");
+  std::vector<std::string> names;
+  for (const auto& device : rig.input_device.devices()) names.push_back(device.second);
+  EXPECT_EQ(names, (std::vector<std::string>{"ALSA - silence", "ALSA - hidden"}));
+  for (const auto* name : {"broken", "nowhere", "Pulled Out"})
+    EXPECT_TRUE(log.contains(text("The ALSA device %@ cannot be used: ", name))) << name;
+  rig.alsa->setListed("");
+  EXPECT_EQ(rig.find("ALSA - hidden"), 0U);
+  AlsaRig unreadable("pcm.silence { type");
+  EXPECT_TRUE(unreadable.model.description(2) == nullptr && log.contains("cannot be read"));
+}
+
+TEST_F(AlsaTest, NamesTheProgramThatHoldsADevice) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directories(folder.path / "Box/pcm2c/sub0");
+  writeFile(folder.file("Box/pcm2c/sub0/status"), text("state: RUNNING\nowner_pid   : %i\ndelay  : 0\n", getpid()));
+  EXPECT_EQ(alsaOwner("hw:CARD=Box,DEV=2", true, folder.path), text("test_hardware (process %i)", getpid()));
+  EXPECT_EQ(alsaOwner("hw:CARD=Box,DEV=2", false, folder.path) + alsaOwner("other", true, folder.path), "");
+}
+
+/// A device over a JACK server, its outputs led back to its inputs.
+class AlsaOverJack : public AlsaTest {
+protected:
+  void SetUp() override {
+    setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
+    server.start();
+    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+    for (int i = 0; i < 500 && peer == nullptr; i++, usleep(10'000))
+      peer = jack_client_open("peer", options, nullptr, server.name().c_str());
+    ASSERT_NE(peer, nullptr);
+    rig = std::make_unique<AlsaRig>("pcm.jack { type jack playback_ports { 0 system:playback_1 1 system:playback_2 } "
+                                    "capture_ports { 0 system:capture_1 1 system:capture_2 } hint.show on }");
+    rig->input_device.awake();
+    ASSERT_NE(rig->find("ALSA - jack"), 0U);
+    rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
+  }
+  void TearDown() override {
+    rig.reset();
+    if (peer != nullptr) jack_client_close(peer);
+  }
+  std::vector<std::string> ports(unsigned long direction) {
+    const char** const names = jack_get_ports(peer, "test_hardware.*", nullptr, direction);
+    std::vector<std::string> result;
+    for (const char** name = names; name != nullptr && *name != nullptr; name++) result.emplace_back(*name);
+    jack_free(names);
+    return result;
+  }
+  JackServer server;
+  jack_client_t* peer = nullptr;
+  std::unique_ptr<AlsaRig> rig;
+};
+
+TEST_F(AlsaOverJack, LosesNothingInFullDuplex) {
+  std::atomic<int> nr_heard = 0, nr_faults = 0;
+  float next_out = 0, last_in = 0;
+  rig->delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
+    for (const uint32_t i : std::views::iota(0U, rig->delegate.nr_frames.load())) {
+      const float in = samplesOf(inputs.mBuffers[0])[i * inputs.mBuffers[0].mNumberChannels];
+      samplesOf(outputs.mBuffers[0])[i * outputs.mBuffers[0].mNumberChannels] = next_out += 1.0F / 8388608;
+      if (last_in != 0) nr_heard = nr_heard + 1, nr_faults = nr_faults + (in != last_in + 1.0F / 8388608);
+      last_in = in;
+    }
+  };
+  ASSERT_TRUE(rig->waitForCycles(5));
+  EXPECT_EQ(rig->delegate.nr_frames, 256U);
+  ASSERT_EQ(jack_connect(peer, ports(JackPortIsOutput).at(0).c_str(), ports(JackPortIsInput).at(0).c_str()), 0);
+  EXPECT_TRUE(rig->wait([&] { return nr_heard > 100'000; }));
+  rig->input_device.unselectDevice();
+  EXPECT_EQ(nr_faults, rig->observer.has("processorOverload") ? nr_faults.load() : 0);
+  EXPECT_FALSE(rig->delegate.has_gap);
+}
+
+} // namespace
+} // namespace vurl
