@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::chrono::seconds kPollInterval{1};
 constexpr std::chrono::milliseconds kWatchInterval{100};
+constexpr int kBehindServers = 1;
 constexpr double kUsualRate = 48000;
 constexpr double kUsualFrames = 256;
 
@@ -81,13 +82,13 @@ void AlsaHardware::poll() {
     if (std::ranges::none_of(devices, [&](const auto& device) { return device->name == name; })) add(name);
 }
 
-// One that another program holds is listed all the same, by its name; one that cannot work is told once, and kept in
-// mind without being listed.
+// One that another program holds is listed all the same, by its name, and told when it is to start; one that cannot
+// work is told once, and kept in mind without being listed.
 void AlsaHardware::add(const AlsaName& name) {
   auto& device = *devices.emplace_back(std::make_unique<Device>());
   device.name = name;
   const int error = probe(device);
-  if (error < 0) tellFailure(device, error);
+  if (error < 0 && error != -EBUSY) tellFailure(device, error);
   if (error >= 0 || error == -EBUSY) device.id = model.publish(*this, describe(device));
 }
 
@@ -131,6 +132,7 @@ DeviceDescription AlsaHardware::describe(const Device& device) const {
   DeviceDescription description;
   description.manufacturer = "ALSA";
   description.name = device.name.name;
+  description.sort_order = kBehindServers;
   description.inputs = describeStreams(device.setup.capture);
   description.outputs = describeStreams(device.setup.playback);
   description.nominal_sample_rates = device.rates;
