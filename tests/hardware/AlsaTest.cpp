@@ -157,7 +157,10 @@ protected:
                                     "capture_ports { 0 system:capture_1 1 system:capture_2 } hint.show on }");
     rig->input_device.awake();
     ASSERT_NE(rig->find("ALSA - jack"), 0U);
+  }
+  bool select() {
     rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
+    return rig->waitForCycles(5);
   }
   void TearDown() override {
     rig.reset();
@@ -188,7 +191,7 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplex) {
       last_in = in;
     }
   };
-  ASSERT_TRUE(rig->waitForCycles(5));
+  ASSERT_TRUE(select());
   EXPECT_EQ(rig->delegate.nr_frames, 256U);
   ASSERT_EQ(jack_connect(peer, ports(JackPortIsOutput).at(0).c_str(), ports(JackPortIsInput).at(0).c_str()), 0);
   EXPECT_TRUE(rig->wait([&] { return nr_heard > 100'000; }));
@@ -198,7 +201,7 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplex) {
 }
 
 TEST_F(AlsaOverJack, LetsGoOfADeviceThatHangs) {
-  ASSERT_TRUE(rig->waitForCycles(5));
+  ASSERT_TRUE(select());
   server.signal(SIGSTOP);
   EXPECT_TRUE(rig->wait([&] { return log.contains("The ALSA device jack delivers nothing."); }));
   const auto before = std::chrono::steady_clock::now();
@@ -209,8 +212,7 @@ TEST_F(AlsaOverJack, LetsGoOfADeviceThatHangs) {
   server.signal(SIGCONT);
   EXPECT_TRUE(rig->wait([&] { return ports(JackPortIsInput).empty() && ports(JackPortIsOutput).empty(); }));
   EXPECT_EQ(rig->delegate.nr_cycles, count);
-  rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
-  EXPECT_TRUE(rig->waitForCycles(5));
+  EXPECT_TRUE(select());
 }
 
 TEST_F(AlsaTest, TakesOutADeviceThatEndsEarly) {
