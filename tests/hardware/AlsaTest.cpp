@@ -200,6 +200,13 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplex) {
   EXPECT_EQ(rig->delegate.has_gap, rig->observer.has("processorOverload"));
 }
 
+TEST_F(AlsaOverJack, RunsOnAfterALossAndTellsIt) {
+  rig->delegate.in_cycle = sleepOnce(500);
+  rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
+  EXPECT_TRUE(rig->wait([&] { return rig->observer.has("processorOverload") && rig->delegate.has_gap; }));
+  EXPECT_TRUE(rig->waitForCycles(50));
+}
+
 TEST_F(AlsaOverJack, LetsGoOfADeviceThatHangs) {
   ASSERT_TRUE(select());
   server.signal(SIGSTOP);
