@@ -1,5 +1,7 @@
 #include "hardware/AlsaHardware.h"
 
+#include "hardware/AlsaDevice.h"
+#include "hardware/AlsaProbe.h"
 #include "platform/Log.h"
 #include "platform/Text.h"
 
@@ -50,6 +52,18 @@ AudioValueRange common(const AudioValueRange& a, const AudioValueRange& b) {
 }
 
 } // namespace
+
+struct AlsaHardware::Device {
+  AlsaName name;
+  AudioObjectID id = kAudioObjectUnknown; ///< unknown while it is not published
+  AlsaDeviceSetup setup;
+  std::vector<double> rates;
+  AudioValueRange period_frames;
+  IOProc io; ///< no proc while stopped
+  std::unique_ptr<AlsaDevice> running;
+  uint32_t nr_losses_told = 0;
+  bool is_silence_told = false;
+};
 
 AlsaHardware::AlsaHardware(HardwareModel& hardware_model, RunLoop& run_loop, CardLister lister)
     : model(hardware_model),

@@ -3,9 +3,7 @@
 // is listed, and again each time it starts. Thread: main. AlsaDevice is a device that runs.
 #pragma once
 
-#include "hardware/AlsaDevice.h"
 #include "hardware/AlsaList.h"
-#include "hardware/AlsaProbe.h"
 #include "hardware/HardwareModel.h"
 #include "platform/RunLoop.h"
 
@@ -40,17 +38,7 @@ public:
   OSStatus setBufferFrameSize(AudioObjectID device, uint32_t frames) override;
 
 private:
-  struct Device {
-    AlsaName name;
-    AudioObjectID id = kAudioObjectUnknown; ///< unknown while it is not published
-    AlsaDeviceSetup setup;
-    std::vector<double> rates;
-    AudioValueRange period_frames;
-    IOProc io; ///< no proc while stopped
-    std::unique_ptr<AlsaDevice> running;
-    uint32_t nr_losses_told = 0;
-    bool is_silence_told = false;
-  };
+  struct Device;
 
   int probe(Device& device) const;
   DeviceDescription describe(const Device& device) const;

@@ -1,4 +1,5 @@
 // What ALSA has of its own, on PCMs that its plugins make of files, of nothing, and of a JACK server.
+#include "hardware/AlsaDevice.h"
 #include "platform/Text.h"
 #include "tests/hardware/ServiceRig.h"
 #include "tests/support/CapturedLog.h"
