@@ -60,7 +60,8 @@ TYPED_TEST(AudioServiceTest, FollowsWhatIsSetWithinItsChoices) {
     EXPECT_EQ(device.clockSource(), device.dataSource());
   }
   this->rig.run_loop.drain();
-  for (const auto* message : {"updateSampleRate", "updateDataSource", "updateClockSource"})
+  EXPECT_EQ(this->rig.observer.has("updateSampleRate"), TypeParam::kNrRates > 1);
+  for (const auto* message : {"updateDataSource", "updateClockSource"})
     EXPECT_EQ(this->rig.observer.has(message), TypeParam::kHasChoices);
 }
 
