@@ -198,6 +198,9 @@ void MainMenuControler::updateChannels() {
   audio_ring.parseTODTime();
 }
 
-void MainMenuControler::processorOverload() { stopRecording("The processor was overloaded during recording."); }
+void MainMenuControler::processorOverload() {
+  ++nr_overloads;
+  stopRecording("The processor was overloaded during recording.");
+}
 
 } // namespace vurl

@@ -9,10 +9,24 @@
 
 namespace vurl {
 
-EndSignals::EndSignals(RunLoop& run_loop) {
+namespace {
+
+sigset_t endSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  return signals;
+}
+
+} // namespace
+
+void EndSignals::hold() {
+  const sigset_t signals = endSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+EndSignals::EndSignals(RunLoop& run_loop) {
+  const sigset_t signals = endSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
   if (descriptor < 0) {

@@ -11,6 +11,11 @@ namespace vurl {
 class EndSignals {
 public:
   explicit EndSignals(RunLoop& run_loop);
+
+  /// Holds the signals back until there is an object to take them: for a program whose toolkit starts threads before it
+  /// has a main loop.
+  static void hold();
+
   ~EndSignals();
   EndSignals(const EndSignals&) = delete;
   EndSignals& operator=(const EndSignals&) = delete;

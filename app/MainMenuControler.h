@@ -120,6 +120,9 @@ public:
   void updateChannels() override;
   void processorOverload() override;
 
+  /// How often samples have been lost since the program started, during takes or not.
+  uint32_t nrOverloads() const { return nr_overloads; }
+
 private:
   void followLock(bool locked);
   void finishRecording();
@@ -154,6 +157,7 @@ private:
   std::array<PopupMenu, 4> menus; ///< by DeviceMenu
   RunLoop::Handle update_GUI_timer;
   uint32_t update_GUI_counter = 0;
+  uint32_t nr_overloads = 0;
   bool is_playback = false; ///< what was started last, until it is told as finished
   bool next_piece = false;  ///< the take in hand continues one that was broken
   std::optional<Stop> pending_stop;

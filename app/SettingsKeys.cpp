@@ -117,6 +117,8 @@ std::optional<int64_t> parseInteger(std::string_view written) {
 
 } // namespace
 
+std::span<const SettingKey> settingKeys() { return kKeys; }
+
 const SettingKey* findSettingKey(std::string_view key) {
   const auto found =
       std::find_if(kKeys.begin(), kKeys.end(), [&](const auto& row) { return matches(row.pattern, key); });
@@ -141,6 +143,12 @@ std::optional<SettingValue> parseSetting(std::string_view key, std::string_view 
   reason = text("The setting \"%@\" (%@) is a whole number from %qi to %qi, not \"%@\".", key, row->meaning,
                 row->lowest, row->highest, written);
   return std::nullopt;
+}
+
+void restoreRegisteredValues(UserDefaults& defaults) {
+  for (const auto& [key, value] : defaults.all()) {
+    if (findSettingKey(key) != nullptr) defaults.removeObject(key);
+  }
 }
 
 std::string settingText(const SettingValue& value) {

@@ -2,9 +2,10 @@
 // the command line. Any thread.
 #pragma once
 
-#include "platform/PropertyList.h"
+#include "platform/UserDefaults.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ struct SettingKey {
   std::string_view meaning;
 };
 
+/// The whole table.
+std::span<const SettingKey> settingKeys();
+
 /// The entry that `key` belongs to, or null when the program knows no such key.
 const SettingKey* findSettingKey(std::string_view key);
 
@@ -29,6 +33,9 @@ const SettingKey* findSettingKey(std::string_view key);
 /// `reason`: an unknown key, a value of the wrong kind, a number out of range. Booleans are written true, false, yes,
 /// no, on, off, 1 or 0.
 std::optional<SettingValue> parseSetting(std::string_view key, std::string_view written, std::string& reason);
+
+/// Puts every setting that the program knows back to its registered value, also those set for the run. Thread: main.
+void restoreRegisteredValues(UserDefaults& defaults);
 
 /// `value` as the user reads and writes it.
 std::string settingText(const SettingValue& value);

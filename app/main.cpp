@@ -1,13 +1,11 @@
 // The terminal program: reads the command line, opens the settings, runs one subcommand.
 #include "app/Commands.h"
 #include "app/PreferencesController.h"
-#include "app/SettingsKeys.h"
+#include "app/Startup.h"
 #include "platform/Log.h"
 
 #include <CLI/CLI.hpp>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <cstdio>
 
 namespace {
@@ -28,34 +26,6 @@ struct Arguments {
   std::optional<std::string> key;
   std::optional<std::string> value;
 };
-
-/// What a failing write can cause is told by the write itself.
-void prepareProcess() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit files{};
-  if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
-    files.rlim_cur = files.rlim_max; // a take may hold 512 files open
-    setrlimit(RLIMIT_NOFILE, &files);
-  }
-}
-
-/// Sets each "KEY=VALUE" for the run. Returns false, and says why, at the first that cannot be.
-bool applySettings(UserDefaults& defaults, const std::vector<std::string>& settings) {
-  for (const std::string& setting : settings) {
-    const size_t equals = setting.find('=');
-    std::string reason = "it is written KEY=VALUE.";
-    const auto value = equals == std::string::npos
-                           ? std::nullopt
-                           : parseSetting(setting.substr(0, equals), setting.substr(equals + 1), reason);
-    if (!value) {
-      std::fprintf(stderr, "vurl: --set %s: %s\n", setting.c_str(), reason.c_str());
-      return false;
-    }
-    defaults.setForRun(*value, setting.substr(0, equals));
-  }
-  return true;
-}
 
 /// Nothing, or what is wrong with a duration.
 std::string aboveZero(const std::string& seconds) {
@@ -134,7 +104,10 @@ int run(const CLI::App& app, const Arguments& arguments) {
   Log::showOnTerminal(arguments.verbose ? Log::Terminal::everything : Log::Terminal::warnings);
   UserDefaults defaults(arguments.defaults_file);
   const PreferencesController preferences(defaults);
-  if (!applySettings(defaults, arguments.settings)) return kExitUsage;
+  if (std::string reason; !applySettings(defaults, arguments.settings, reason)) {
+    std::fprintf(stderr, "vurl: %s\n", reason.c_str());
+    return kExitUsage;
+  }
   if (app.got_subcommand("devices")) return runDevices(defaults, arguments.devices_json);
   if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
   if (app.got_subcommand("play")) return runPlay(defaults, arguments.play);

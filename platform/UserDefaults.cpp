@@ -161,6 +161,15 @@ void UserDefaults::setObject(const SettingValue& value, const std::string& key) 
   });
 }
 
+void UserDefaults::removeObject(const std::string& key) {
+  change(key, [&] {
+    for_run.erase(key);
+    if (stored.erase(key) == 0) return;
+    changed.insert(key);
+    dirty = true;
+  });
+}
+
 void UserDefaults::setForRun(const SettingValue& value, const std::string& key) {
   change(key, [&] { for_run[key] = value; });
 }
@@ -218,7 +227,14 @@ std::optional<std::string> UserDefaults::writeFile() {
   if (FileStamp::of(path) != on_disk_stamp) {
     if (auto failure = readWhatOthersWrote()) return failure;
   }
-  for (const std::string& key : changed) on_disk[key] = stored[key];
+  for (const std::string& key : changed) {
+    const SettingValue* const value = findIn(stored, key);
+    if (value == nullptr) {
+      on_disk.erase(key);
+    } else {
+      on_disk[key] = *value;
+    }
+  }
   const int error = replaceFile(path, writePropertyList(on_disk));
   if (error != 0) return systemError(error);
   on_disk_stamp = FileStamp::of(path);

@@ -77,6 +77,10 @@ public:
   void setBool(bool value, const std::string& key);
   void setObject(const SettingValue& value, const std::string& key);
 
+  /// Takes away what the user has set, and what was set for the run: reading `key` gives the registered value again.
+  /// The observers are called as above, and the file follows at the next synchronize().
+  void removeObject(const std::string& key);
+
   /// Sets a value for this run only: it is never written to the file, and a later set of the same key replaces it.
   /// Observers are called as above.
   void setForRun(const SettingValue& value, const std::string& key);

@@ -47,6 +47,21 @@ TEST_F(SettingsFile, HoldsTheUsersLayerOnly) {
   }
 }
 
+TEST_F(SettingsFile, LosesWhatIsRemoved) {
+  UserDefaults defaults(path);
+  defaults.registerDefaults({{"take", "1"s}});
+  std::string heard;
+  const auto observation =
+      defaults.observe("take", [&](const std::string&) { heard += defaults.stringForKey("take"); });
+  for (const auto& [key, value] : SettingMap{{"take", "6"s}, {"roll", "2"s}}) defaults.setObject(value, key);
+  defaults.synchronize();
+  defaults.setForRun("7"s, "take");
+  for (const char* key : {"take", "take", "unknown"}) defaults.removeObject(key);
+  EXPECT_EQ(heard, "671");
+  EXPECT_EQ(defaults.synchronize(), std::nullopt);
+  EXPECT_EQ(UserDefaults(path).all(), (SettingMap{{"roll", "2"s}}));
+}
+
 TEST_F(SettingsFile, KeepsWhatAnotherProgramWrites) {
   UserDefaults one(path), other(path);
   const auto set = [](UserDefaults& defaults, const char* key, int64_t value) {

@@ -1,0 +1,19 @@
+// What every program of this system does before it does anything else. Thread: main.
+#pragma once
+
+#include "platform/UserDefaults.h"
+
+#include <string>
+#include <vector>
+
+namespace vurl {
+
+/// Lets failing writes be told by the write itself rather than by a signal, and raises the limit of open files: a take
+/// may hold 512 open.
+void prepareProcess();
+
+/// Sets each "KEY=VALUE" of the command line for the run. Returns false, with a sentence for the user in `reason`, at
+/// the first that cannot be.
+bool applySettings(UserDefaults& defaults, const std::vector<std::string>& settings, std::string& reason);
+
+} // namespace vurl

@@ -1,0 +1,60 @@
+#include "app/TakeFolders.h"
+
+#include "platform/Text.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace vurl {
+std::vector<TakeFolder> foldersOf(const MetaData& take) {
+  std::vector<TakeFolder> folders;
+  for (int32_t number = 0; number < take.nrFolders(); ++number) {
+    const std::string path = expandTilde(take.pathForFolder(number));
+    for (int32_t file = 0; file < take.nrFiles(); ++file) {
+      if (take.folderForFile(file) != number) continue;
+      auto folder = std::find_if(folders.begin(), folders.end(), [&](const auto& known) { return known.path == path; });
+      const std::string name = std::filesystem::path(take.filenameForFile(file)).filename().string();
+      if (folder == folders.end()) folder = folders.insert(folders.end(), TakeFolder{path, 0, 0, name, name});
+      folder->nr_files += 1;
+      folder->byte_rate += take.byteRateForFile(file);
+      folder->last_name = name;
+    }
+  }
+  return folders;
+}
+
+std::optional<DiskRoom> diskRoom(const std::string& path) {
+  for (std::filesystem::path folder = path; !folder.empty(); folder = folder.parent_path()) {
+    struct statvfs room {};
+    struct stat about {};
+    if (statvfs(folder.c_str(), &room) == 0 && stat(folder.c_str(), &about) == 0) {
+      return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev};
+    }
+    if (folder == folder.parent_path()) break;
+  }
+  return std::nullopt;
+}
+
+std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,
+                                   const std::vector<std::optional<DiskRoom>>& rooms, size_t index) {
+  if (index >= rooms.size() || index >= folders.size() || !rooms[index]) return std::nullopt;
+  int64_t byte_rate = 0;
+  for (size_t i = 0; i < std::min(folders.size(), rooms.size()); ++i) {
+    if (rooms[i] && rooms[i]->disk == rooms[index]->disk) byte_rate += folders[i].byte_rate;
+  }
+  if (byte_rate <= 0) return std::nullopt;
+  return rooms[index]->free_bytes / byte_rate;
+}
+
+std::string durationInWords(int64_t seconds) {
+  constexpr int64_t kMinute = 60;
+  constexpr int64_t kHour = 3600;
+  if (seconds >= 100 * kHour) return "more than 99 h";
+  if (seconds >= kHour) return text("%i h %02i min", seconds / kHour, seconds % kHour / kMinute);
+  return text("%i min %02i s", seconds / kMinute, seconds % kMinute);
+}
+
+} // namespace vurl

@@ -1,0 +1,43 @@
+// Where the files of a take go, how fast they grow there, and how long the disks beneath will take them.
+#pragma once
+
+#include "metadata/MetaData.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vurl {
+
+/// A destination folder of a take: where it is, and what goes there.
+struct TakeFolder {
+  std::string path;       ///< with its "~" expanded
+  int32_t nr_files = 0;   ///< of the take, in this folder
+  int64_t byte_rate = 0;  ///< bytes a second that they grow by together
+  std::string first_name; ///< of the first of these files, without the folder
+  std::string last_name;  ///< of the last
+};
+
+/// The folders that receive files of `take`, in the order of their numbers; two numbers with the same path are one.
+std::vector<TakeFolder> foldersOf(const MetaData& take);
+
+/// The room on the disk under a folder.
+struct DiskRoom {
+  int64_t free_bytes = 0; ///< that this user may write
+  uint64_t disk = 0;      ///< the same number for folders that share a disk
+};
+
+/// Asks the system about `path`, or the nearest folder above it that exists when it is still to be made. Nothing when
+/// that cannot be told. May block as long as a disk does not answer. Any thread.
+std::optional<DiskRoom> diskRoom(const std::string& path);
+
+/// How many seconds of the take fit on the disk of folder `index`, all folders on the same disk growing together;
+/// nothing while either is unknown. `rooms` are those of `folders`.
+std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,
+                                   const std::vector<std::optional<DiskRoom>>& rooms, size_t index);
+
+/// A recording time for people: "3 h 12 min", "9 min 30 s", "more than 99 h".
+std::string durationInWords(int64_t seconds);
+
+} // namespace vurl
