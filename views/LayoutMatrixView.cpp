@@ -75,6 +75,8 @@ void LayoutMatrixView::resizeEvent(QResizeEvent*) { updateScrollers(); }
 
 QPoint LayoutMatrixView::centerOffset() const { return {horizontalScrollBar()->value(), verticalScrollBar()->value()}; }
 
+void LayoutMatrixView::scrollToColumn(int32_t column) { horizontalScrollBar()->setValue(column * kCell); }
+
 std::optional<LayoutMatrixView::Place> LayoutMatrixView::placeAt(QPoint point) const {
   const QPoint in_center = point - QPoint(kMargin, kMargin);
   if (in_center.x() < 0 || in_center.y() < 0) return std::nullopt;

@@ -23,6 +23,9 @@ public:
   /// The grid's size, its labels, or what is checked has changed: measures and draws anew.
   void matrixChanged();
 
+  /// Brings `column` to the left edge, as far as the grid's end allows.
+  void scrollToColumn(int32_t column);
+
   /// The row and the column at a point of the viewport; nothing in the label bands and beyond the grid.
   struct Place {
     int32_t row = 0;

@@ -1,0 +1,129 @@
+#include "views/MainWindow.h"
+
+#include "app/PreferencesController.h"
+#include "tests/support/TemporaryFolder.h"
+#include "views/PreferencesPanel.h"
+#include "views/QtRunLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <QtGui/QWheelEvent>
+#include <QtTest/QTest>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QPushButton>
+
+namespace vurl {
+namespace {
+
+constexpr int kPatience = 30000; ///< ms
+
+/// A program on its first start: an empty home, no settings.
+struct MainWindowTest : testing::Test {
+  MainWindowTest() {
+    defaults.setForRun(home.file("takes"), "path_for_folder00");
+    defaults.setForRun(home.path.string(), "csv_folder");
+    defaults.setForRun(std::string(), "selected_device");
+    std::filesystem::create_directory(home.file("takes"));
+    services.publishGeneratorForRun();
+    window.show();
+  }
+
+  void start() {
+    window.setRecorder(recorder.get());
+    recorder->start();
+  }
+
+  bool reaches(const char* words) {
+    return QTest::qWaitFor([&] { return window.takeLength().words() == QLatin1String(words); }, kPatience);
+  }
+  void click(TransportCommand segment) { QTest::mouseClick(&window.button(segment), Qt::LeftButton); }
+  void type(const char* key, const QString& typed) {
+    QLineEdit* const field = window.slate().field(QLatin1String(key));
+    field->setFocus();
+    field->selectAll();
+    QTest::keyClicks(field, typed);
+  }
+  QString cell(int row, std::string_view column) {
+    const auto& columns = HistoryControler::kColumns;
+    const auto index = std::find(columns.begin(), columns.end(), column) - columns.begin();
+    const auto& model = *window.history().model();
+    return model.index(row, static_cast<int>(index)).data().toString();
+  }
+  std::vector<MetaData> takesOnDisk() {
+    std::vector<MetaData> takes;
+    for (const auto& entry : std::filesystem::directory_iterator(home.file("takes"))) {
+      if (entry.path().extension() != ".wav") continue;
+      MetaData take(defaults);
+      EXPECT_EQ(OutputFile::readHeader(entry.path().string(), take), 0);
+      takes.push_back(take);
+    }
+    std::sort(takes.begin(), takes.end(), [](const auto& a, const auto& b) { return a.compare(b) < 0; });
+    return takes;
+  }
+
+  TemporaryFolder home;
+  UserDefaults defaults{home.file("settings.plist")};
+  UserDefaults memory{home.file("window.plist")};
+  PreferencesController preferences{defaults};
+  QtRunLoop run_loop;
+  AudioServices services{defaults, run_loop};
+  MainWindow window{defaults, memory};
+  std::unique_ptr<Recorder> recorder =
+      std::make_unique<Recorder>(defaults, run_loop, services, RecorderViews{window, &window.history()});
+};
+
+} // namespace
+
+TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurvivesQuitting) {
+  start();
+  QComboBox& devices = window.devices().menu(DeviceMenu::device);
+  devices.setCurrentIndex(devices.findText(GeneratorHardware::kDisplayName));
+  Q_EMIT devices.activated(devices.currentIndex());
+  ASSERT_TRUE(reaches("Stopped"));
+
+  click(REC);
+  ASSERT_TRUE(reaches("RECORDING"));
+  QComboBox& rates = window.devices().menu(DeviceMenu::sample_rate);
+  const int rate = rates.currentIndex();
+  for (const int angle : {-120, 120}) {
+    QWheelEvent passing_over({5, 5}, {5, 5}, {}, {0, angle}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(&rates, &passing_over);
+    EXPECT_EQ(rates.currentIndex(), rate); // another would end the take
+  }
+  type("note", "with blanks"); // the space bar belongs to the field
+  type("scene", "12A");
+  window.showAlert("Message.", "The user need not answer it.");
+  EXPECT_FALSE(window.close());
+  window.messages().dismiss(); // the question
+  EXPECT_EQ(window.messages().text(), "Message.\nThe user need not answer it.");
+  EXPECT_EQ(window.takeLength().words(), "RECORDING");
+  ASSERT_TRUE(QTest::qWaitFor([&] { return window.takeLength().time() >= "00:00:01:00"; }, kPatience));
+  click(STOP);
+  ASSERT_TRUE(reaches("Stopped"));
+  ASSERT_EQ(window.history().model()->rowCount(), 1);
+  EXPECT_EQ(cell(0, "scene") + cell(0, "note"), "12Awith blanks");
+  EXPECT_EQ(defaults.stringForKey("take"), "2");
+
+  window.slate().field("scene")->clearFocus();
+  const QPoint row = window.history().visualRect(window.history().currentIndex()).center();
+  QTest::mouseClick(window.history().viewport(), Qt::LeftButton, {}, row);
+  QTest::mouseDClick(window.history().viewport(), Qt::LeftButton, {}, row);
+  ASSERT_TRUE(reaches("Playing"));
+  EXPECT_TRUE(window.button(PLAY).isLit() && !window.button(STOP).isLit());
+  click(STOP);
+  ASSERT_TRUE(reaches("Stopped"));
+
+  QTest::keyClick(&window.history(), Qt::Key_Space);
+  ASSERT_TRUE(reaches("RECORDING"));
+  EXPECT_FALSE(window.close());
+  QTest::mouseClick(&window.messages().actionButton(), Qt::LeftButton);
+  EXPECT_TRUE(window.mayQuit());
+  recorder->controller.applicationWillTerminate();
+  const auto takes = takesOnDisk();
+  ASSERT_EQ(takes.size(), 2U);
+  EXPECT_EQ(takes[0].scene() + "/" + takes[0].take() + " " + takes[1].scene() + "/" + takes[1].take(), "12A/1 12A/2");
+  EXPECT_TRUE(takes[0].nrSamples() > 0 && takes[1].nrSamples() > 0);
+  window.setRecorder(nullptr);
+}
+
+} // namespace vurl

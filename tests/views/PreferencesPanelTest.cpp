@@ -1,0 +1,149 @@
+#include "views/PreferencesPanel.h"
+
+#include "app/ChannelLayoutControler.h"
+#include "app/PreferencesController.h"
+#include "app/SettingsKeys.h"
+#include "tests/app/HistoryRig.h"
+#include "views/LayoutMatrixView.h"
+
+#include <QtCore/QMetaProperty>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QCheckBox>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QSpinBox>
+#include <QtWidgets/QToolButton>
+#include <map>
+
+namespace vurl {
+
+using namespace std::string_literals;
+
+struct PreferencesPanelTest : HistoryRig {
+  PreferencesPanelTest() {
+    layout.setInputNames({"a", "b"});
+    layout.setOutputNames({"c", "d"});
+    layout.resetMenus();
+    panel.setControllers(layout, folders);
+    panel.showTab("general");
+  }
+
+  template <typename Control = QWidget>
+  Control* control(const std::string& name) const {
+    return panel.findChild<Control*>(QString::fromStdString(name));
+  }
+  void press(const std::string& button) const {
+    ASSERT_NE(control<QAbstractButton>(button), nullptr) << button;
+    control<QAbstractButton>(button)->click();
+    QCoreApplication::processEvents();
+  }
+  std::string example() const {
+    QCoreApplication::processEvents();
+    return control<QLabel>("example")->text().toStdString();
+  }
+
+  const PreferencesController preferences{defaults};
+  PreferencesPanel panel{defaults};
+  ChannelLayoutControler layout{defaults, panel};
+  FolderControler folders{defaults, panel, history};
+};
+
+namespace {
+
+/// The value that a control shows, as stringForKey() would tell it.
+std::string shownBy(const QWidget& control) {
+  const auto* const menu = qobject_cast<const QComboBox*>(&control);
+  const QVariant value = menu != nullptr ? menu->currentData() : control.metaObject()->userProperty().read(&control);
+  if (value.typeId() == QMetaType::Bool) return value.toBool() ? "1" : "0";
+  return value.toString().toStdString();
+}
+
+/// Does what a user does to have another value.
+void change(QWidget& control) {
+  if (auto* const box = qobject_cast<QAbstractButton*>(&control)) box->click();
+  if (auto* const number = qobject_cast<QSpinBox*>(&control)) number->stepBy(number->value() > 1 ? -1 : 1);
+  if (auto* const menu = qobject_cast<QComboBox*>(&control)) Q_EMIT menu->activated(menu->currentIndex() == 0 ? 1 : 0);
+  if (auto* const field = qobject_cast<QLineEdit*>(&control)) Q_EMIT field->textEdited(field->text() + "!");
+}
+
+} // namespace
+
+TEST_F(PreferencesPanelTest, EverySettingHasAControlThatIsBoundBothWays) {
+  const std::map<std::string_view, std::tuple<const char*, int32_t, int32_t>> cells = {
+      {"input_for_channel%02i", {"input_for_channel01", 1, 0}},
+      {"output_for_channel%02i", {"output_for_channel01", 1, 3}},
+      {"channel%02i_in_file%03i", {"channel01_in_file000", 1, 6}},
+      {"folder_for_file%03i", {"folder_for_file000", 10, 6}},
+  };
+  defaults.setInteger(2, "nr_folders");
+  for (const auto& [pattern, cell] : cells) {
+    const auto& [key, row, column] = cell;
+    const std::string before = defaults.stringForKey(key);
+    Q_EMIT panel.findChild<LayoutMatrixView*>()->cellClicked(row, column);
+    EXPECT_NE(defaults.stringForKey(key), before);
+  }
+  for (const SettingKey& row : settingKeys()) {
+    SCOPED_TRACE(row.pattern);
+    const std::string key(row.pattern);
+    const bool has_row = key == "path_for_folder%02i" || key == "name_for_channel%02i"; // with a control of its own
+    if (has_row || cells.count(key) > 0) continue;
+    ASSERT_NE(control(key), nullptr);
+    EXPECT_EQ(shownBy(*control(key)), defaults.stringForKey(key));
+    const int64_t highest = std::min<int64_t>(row.highest, 200);
+    const bool at_highest = defaults.integerForKey(key) == highest;
+    if (row.kind == SettingKind::string) defaults.setObject("else"s + key, key);
+    if (row.kind == SettingKind::boolean) defaults.setBool(!defaults.boolForKey(key), key);
+    if (row.kind == SettingKind::integer) defaults.setInteger(at_highest ? row.lowest : highest, key);
+    const std::string elsewhere = defaults.stringForKey(key);
+    EXPECT_EQ(shownBy(*control(key)), elsewhere);
+    change(*control(key));
+    EXPECT_NE(defaults.stringForKey(key), elsewhere);
+  }
+}
+
+TEST_F(PreferencesPanelTest, ShowsTheNextNamesWhileTheyAreTyped) {
+  panel.showTab("files and naming");
+  defaults.setInteger(6, "nr_files");
+  auto* const format = control<QLineEdit>("filename_format");
+  Q_EMIT format->textEdited("%s_%t");
+  const std::string path = folder.path.string();
+  EXPECT_EQ(example(),
+            text("%@/1_1-f01.wav\n%@/1_1-f02.wav\n%@/1_1-f03.wav\n%@/1_1-f04.wav\nand 2 more", path, path, path, path));
+  format->setCursorPosition(2);
+  for (auto* const token : panel.findChildren<QToolButton*>()) {
+    if (token->text().startsWith("%f ")) token->click();
+  }
+  EXPECT_EQ(defaults.stringForKey("filename_format"), "%s%f_%t");
+  EXPECT_EQ(example().substr(path.size(), 9), "/11_1.wav");
+  Q_EMIT format->textEdited("%%f"); // keeps the numbers away, and tells nothing apart
+  EXPECT_NE(example().find("same name"), std::string::npos);
+}
+
+TEST_F(PreferencesPanelTest, OpensPanelsThatKeepNothingFromBeingUsed) {
+  for (const bool confirmed : {false, true}) {
+    press("path_for_folder00");
+    auto* const chooser = panel.findChild<QFileDialog*>();
+    ASSERT_TRUE(chooser != nullptr && !chooser->isModal() && chooser->directory() == QDir(folder.path.c_str()));
+    std::filesystem::create_directory(folder.file("new"));
+    chooser->setDirectory(QString::fromStdString(folder.file("new")));
+    chooser->QDialog::done(confirmed ? QDialog::Accepted : QDialog::Rejected);
+    EXPECT_EQ(defaults.stringForKey("path_for_folder00"), confirmed ? folder.file("new") : folder.path.string());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  }
+  defaults.setObject("12"s, "scene");
+  for (const char* const button : {"cancel", "restore"}) {
+    press("restore_defaults");
+    auto* const question = panel.findChild<QMessageBox*>();
+    ASSERT_TRUE(question != nullptr && !question->isModal());
+    EXPECT_EQ(control<QLineEdit>("scene")->text(), "12");
+    button == "cancel"s ? question->button(QMessageBox::Cancel)->click() : press(button);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  }
+  EXPECT_EQ(control<QLineEdit>("scene")->text(), "1");
+  EXPECT_EQ(defaults.stringForKey("path_for_folder00"), "~/Recordings");
+}
+
+} // namespace vurl

@@ -1,0 +1,69 @@
+#include "views/TimeField.h"
+
+#include <QtGui/QFontDatabase>
+#include <QtGui/QPainter>
+
+namespace vurl {
+namespace {
+
+constexpr int kHeight = 64;
+constexpr int kDigitPixels = 34;
+constexpr int kMargin = 12;
+constexpr int kCaptionHeight = 20;
+const QColor kGround(244, 245, 238);
+const QColor kEdge(150, 152, 140);
+const QColor kCaptionInk(70, 70, 66);
+
+} // namespace
+
+TimeField::TimeField(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
+
+void TimeField::setTime(const QString& time_digits) {
+  if (digits == time_digits) return;
+  digits = time_digits;
+  update();
+}
+
+void TimeField::setColour(const QColor& colour) {
+  if (ink == colour) return;
+  ink = colour;
+  update();
+}
+
+void TimeField::setWords(const QString& text) {
+  if (caption == text) return;
+  caption = text;
+  setAccessibleDescription(text);
+  updateGeometry();
+  update();
+}
+
+QFont TimeField::digitFont() const {
+  QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  fixed.setPixelSize(kDigitPixels);
+  fixed.setBold(true);
+  return fixed;
+}
+
+QSize TimeField::sizeHint() const {
+  const int width = QFontMetrics(digitFont()).horizontalAdvance(QStringLiteral("00:00:00:00"));
+  return {2 * kMargin + width, kHeight};
+}
+
+void TimeField::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(kEdge);
+  painter.setBrush(kGround);
+  painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 5, 5);
+  const QRect inner = rect().adjusted(kMargin, 3, -kMargin, -3);
+  painter.setFont(digitFont());
+  painter.setPen(ink);
+  painter.drawText(inner.adjusted(0, 0, 0, -kCaptionHeight), Qt::AlignCenter, digits);
+  painter.setFont(font());
+  painter.setPen(kCaptionInk);
+  const QString shown = painter.fontMetrics().elidedText(caption, Qt::ElideRight, inner.width());
+  painter.drawText(inner.adjusted(0, inner.height() - kCaptionHeight, 0, 0), Qt::AlignCenter, shown);
+}
+
+} // namespace vurl

@@ -1,0 +1,36 @@
+// Big fixed-width digits with a line of words beneath, dark on a light ground like a display, whatever the desktop's
+// palette. Main thread only.
+#pragma once
+
+#include <QtWidgets/QWidget>
+
+namespace vurl {
+
+class TimeField final : public QWidget {
+  Q_OBJECT
+
+public:
+  explicit TimeField(QWidget* parent = nullptr);
+
+  void setTime(const QString& digits);
+  void setColour(const QColor& colour);
+  void setWords(const QString& text);
+
+  const QString& time() const { return digits; }
+  const QString& words() const { return caption; }
+
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+  void paintEvent(QPaintEvent* event) override;
+
+private:
+  QFont digitFont() const;
+
+  QString digits = QStringLiteral("--:--:--:--");
+  QString caption;
+  QColor ink = Qt::black;
+};
+
+} // namespace vurl
