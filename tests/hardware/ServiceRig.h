@@ -9,8 +9,8 @@
 #include "hardware/JackHardware.h"
 #include "platform/PollRunLoop.h"
 #include "tests/support/JackServer.h"
-#include "tests/support/Test.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
 #include <span>
 
