@@ -134,7 +134,7 @@ private:
     uint32_t low = 0;
     if (!layout.is_caf) {
       get_uint32_le(head.data(), 4, low);
-      return characters(head) == "data" ? large_size.value_or(low) : low;
+      return characters(head) == "data" && large_size >= 0 ? large_size : int64_t{low};
     }
     get_uint32_be(head.data(), get_uint32_be(head.data(), 4, high), low);
     return static_cast<int64_t>(uint64_t{high} << 32 | low);
@@ -160,7 +160,7 @@ private:
 
   ReadFile& file;
   const Layout& layout;
-  std::optional<int64_t> large_size; ///< of the samples, as the ds64 chunk tells it
+  int64_t large_size = -1; ///< of the samples, as the ds64 chunk tells it; negative without one
 };
 
 } // namespace
