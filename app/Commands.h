@@ -1,5 +1,6 @@
 // The subcommands of the terminal program. Each returns the program's exit code: 0 all is well, 1 a take ended with a
-// reason or could not be recorded, or a report could not be rendered, 2 it was called wrongly. Main thread.
+// reason or could not be recorded, a report could not be rendered, or a file not repaired, 2 it was called wrongly.
+// Main thread.
 #pragma once
 
 #include "platform/UserDefaults.h"
@@ -63,6 +64,15 @@ int runHistory(UserDefaults& defaults, bool json);
 /// Renders the sound report of every destination folder, prints where it is, and shows the last one to the user when
 /// `open` is set.
 int runReport(UserDefaults& defaults, bool open);
+
+struct RepairOptions {
+  std::vector<std::string> paths; ///< take files, or folders of them; or the destination folders
+  bool dry_run = false;           ///< only tells
+  bool json = false;
+};
+
+/// Completes the headers of takes whose program died while it recorded them, and prints each such file.
+int runRepair(const UserDefaults& defaults, const RepairOptions& options);
 
 /// Lists all settings, prints the one of `key`, or stores `value` under it.
 int runSettings(UserDefaults& defaults, const std::optional<std::string>& key, const std::optional<std::string>& value);

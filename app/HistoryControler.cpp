@@ -1,12 +1,13 @@
 #include "app/HistoryControler.h"
 
+#include "app/SalvageTexts.h"
 #include "app/SoundReport.h"
+#include "app/TakeFolders.h"
 #include "files/OutputFile.h"
 #include "platform/Log.h"
 
-#include <dirent.h>
-
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -16,30 +17,20 @@ namespace {
 
 constexpr std::chrono::milliseconds kSlice{8}; ///< what a load takes of the main loop at a time
 
-bool isTakeFile(std::string_view name) { return name.ends_with(".wav") || name.ends_with(".caf"); }
-
-/// The full paths of the take files in `folder` by the order of their names, behind those in `paths`. False, with a log
-/// line, when there is no such folder.
-bool addTakeFiles(const std::string& folder, std::vector<std::string>& paths) {
-  DIR* const directory = opendir(folder.c_str());
-  if (directory == nullptr) {
-    log("Could not open dir %@: %s", folder, systemError(errno));
-    return false;
-  }
-  const auto first = static_cast<std::ptrdiff_t>(paths.size());
-  while (const dirent* const entry = readdir(directory)) {
-    if (isTakeFile(entry->d_name)) paths.push_back(folder + '/' + entry->d_name);
-  }
-  if (closedir(directory) != 0) log("Could not close dir %@: @s", folder);
-  std::sort(paths.begin() + first, paths.end());
-  return true;
-}
-
 } // namespace
 
 /// A load that is under way.
 struct HistoryControler::Loading {
+  ~Loading() {
+    is_given_up = true;
+    if (salvager.joinable()) salvager.join();
+  }
+
   std::vector<std::string> paths;
+  std::vector<Salvage> salvaged; ///< the salvager's own while it runs
+  std::atomic<bool> is_salvaging = false;
+  std::atomic<bool> is_given_up = false;
+  std::thread salvager;
   size_t next = 0;
   bool again = false; ///< the folders have changed meanwhile
   RunLoop::Handle timer;
@@ -61,6 +52,7 @@ void HistoryControler::loadHistory() {
     return;
   }
   beginLoading();
+  beginSalvage();
   // A timer leaves the loop's other timers and watches their turn after every slice, which a chain of posts need not.
   loading->timer = run_loop.every(std::chrono::milliseconds(1), [this] {
     if (!loadNextFiles()) finishLoading();
@@ -69,6 +61,7 @@ void HistoryControler::loadHistory() {
 
 void HistoryControler::loadHistoryAtOnce() {
   if (loading == nullptr) beginLoading();
+  if (loading->salvager.joinable()) loading->salvager.join();
   while (loadNextFiles()) {
   }
   finishLoading();
@@ -80,17 +73,35 @@ void HistoryControler::beginLoading() {
   loading->paths = filesOfFolders();
 }
 
+void HistoryControler::beginSalvage() {
+  loading->is_salvaging = true;
+  loading->salvager = std::thread([this, &load = *loading] {
+    for (const std::string& path : load.paths) {
+      if (load.is_given_up) break;
+      Salvage found = salvageFile(path, defaults, false);
+      if (found.outcome == Salvage::Outcome::completed || found.outcome == Salvage::Outcome::failed)
+        load.salvaged.push_back(std::move(found));
+    }
+    load.is_salvaging = false;
+  });
+}
+
 std::vector<std::string> HistoryControler::filesOfFolders() {
   std::vector<std::string> paths;
   for (const std::string& folder : folders()) {
     const std::string path = expandTilde(folder);
-    if (addTakeFiles(path, paths)) setWebFolder(path);
+    if (const int error = addTakeFiles(path, paths); error != 0) {
+      log("Could not open dir %@: %s", path, systemError(error));
+    } else {
+      setWebFolder(path);
+    }
   }
   return paths;
 }
 
 /// Reads files until the slice is over. Returns whether there are more.
 bool HistoryControler::loadNextFiles() {
+  if (loading->is_salvaging) return true;
   const auto end = std::chrono::steady_clock::now() + kSlice;
   while (loading->next < loading->paths.size() && std::chrono::steady_clock::now() < end) {
     MetaData record(defaults);
@@ -108,15 +119,34 @@ bool HistoryControler::loadNextFiles() {
 
 void HistoryControler::finishLoading() {
   const bool again = loading->again;
+  if (loading->salvager.joinable()) loading->salvager.join();
+  const std::vector<SalvagedTake> saved = takesOf(loading->salvaged);
   loading.reset();
   list.sort();
   is_reading = again;
   reload();
+  if (!saved.empty()) reportSalvaged(saved);
   if (again) {
     loadHistory();
   } else {
     rewritePartialReports();
   }
+}
+
+/// A take that was cut off never came to be reported. Those in Core Audio Format are told of only, as are all that the
+/// history cannot read.
+void HistoryControler::reportSalvaged(const std::vector<SalvagedTake>& saved) {
+  const std::vector<TakePointer> listed = list.takes();
+  for (const SalvagedTake& take : saved) {
+    log("A take was cut off: %@", salvageLine(take));
+    const auto entry = std::find_if(listed.begin(), listed.end(), [&](const TakePointer& each) {
+      return each->reference == take.files[0].take_reference;
+    });
+    if (take.longest().outcome != Salvage::Outcome::completed || entry == listed.end()) continue;
+    addToCSV((*entry)->meta_data);
+    is_report_partial = true;
+  }
+  if (tell_salvaged) tell_salvaged(saved);
 }
 
 void HistoryControler::completeReports() {
@@ -198,13 +228,6 @@ std::string HistoryControler::objectValue(std::string_view column, int32_t row) 
   return column == "bit_depth" ? take.bitDepthString() : "";
 }
 
-std::vector<std::string> HistoryControler::folders() const {
-  std::vector<std::string> paths;
-  const int64_t nr_folders = std::clamp<int64_t>(defaults.integerForKey("nr_folders"), 0, 16);
-  for (int64_t folder = 0; folder < nr_folders; folder++) {
-    paths.push_back(defaults.stringForKey(text("path_for_folder%02i", folder)));
-  }
-  return paths;
-}
+std::vector<std::string> HistoryControler::folders() const { return destinationFolders(defaults); }
 
 } // namespace vurl

@@ -7,6 +7,7 @@
 #include "app/HistoryView.h"
 #include "app/TakeList.h"
 #include "files/FinishedTakes.h"
+#include "files/Salvage.h"
 #include "platform/Desktop.h"
 #include "platform/RunLoop.h"
 #include "platform/UserDefaults.h"
@@ -19,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace vurl {
@@ -40,13 +42,21 @@ public:
   HistoryControler(const HistoryControler&) = delete;
   HistoryControler& operator=(const HistoryControler&) = delete;
 
+  /// Tells the user of takes that were cut off and found again.
+  using SalvageTeller = std::function<void(const std::vector<SalvagedTake>& takes)>;
+
   /// Reads the take files of all destination folders into the list, in slices between which the main loop goes on;
   /// sorts, reloads the table and selects its last row when all are read. Nothing leaves the list. Called while it
   /// runs, it reads the folders once more behind that. Reports that finished takes brought about meanwhile lack takes;
   /// they are written once more in the end, on a thread of their own.
+  /// Before the first file is read, a thread completes those that were cut off (files/Salvage.h); their takes get their
+  /// line in the CSV report and their place in the XML report when all is read, and the teller is told.
   void loadHistory();
 
-  /// The same at once, for a program that has nothing else to do.
+  /// Who is told of takes that were saved, on the main thread; nobody at first.
+  void setSalvageTeller(SalvageTeller teller) { tell_salvaged = std::move(teller); }
+
+  /// Reads at once, for a program that has nothing else to do, and leaves files as they are.
   void loadHistoryAtOnce();
 
   bool isLoading() const { return loading != nullptr; }
@@ -98,9 +108,11 @@ private:
   struct Loading;
 
   void beginLoading();
+  void beginSalvage();
   bool loadNextFiles();
   void finishLoading();
   std::vector<std::string> filesOfFolders();
+  void reportSalvaged(const std::vector<SalvagedTake>& saved);
   void rewritePartialReports();
   void reload();
 
@@ -108,6 +120,7 @@ private:
   RunLoop& run_loop;
   HistoryView& view;
   const Opener opener;
+  SalvageTeller tell_salvaged;
   TakeList list;
   std::vector<TakePointer> shown; ///< the table's rows
   std::unique_ptr<Loading> loading;

@@ -1,5 +1,7 @@
 #include "app/Recorder.h"
 
+#include "app/SalvageTexts.h"
+
 #include <thread>
 
 namespace vurl {
@@ -42,6 +44,9 @@ Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& ser
                   [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }, channel_layout_controler,
                   history_controler}) {
   input_device.setObserver(&controller);
+  history_controler.setSalvageTeller([&view = views.main_window](const std::vector<SalvagedTake>& takes) {
+    view.showAlert(salvageMessage(takes), salvageDetails(takes));
+  });
 }
 
 Recorder::~Recorder() {

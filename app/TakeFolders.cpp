@@ -1,14 +1,24 @@
 #include "app/TakeFolders.h"
 
-#include "platform/Text.h"
+#include "platform/Log.h"
 
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <dirent.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <string_view>
 
 namespace vurl {
+namespace {
+
+constexpr int64_t kMostFolders = 16;
+
+} // namespace
+
 std::vector<TakeFolder> foldersOf(const MetaData& take) {
   std::vector<TakeFolder> folders;
   for (int32_t number = 0; number < take.nrFolders(); ++number) {
@@ -24,6 +34,28 @@ std::vector<TakeFolder> foldersOf(const MetaData& take) {
     }
   }
   return folders;
+}
+
+std::vector<std::string> destinationFolders(const UserDefaults& defaults) {
+  std::vector<std::string> paths;
+  const int64_t nr_folders = std::clamp<int64_t>(defaults.integerForKey("nr_folders"), 0, kMostFolders);
+  for (int64_t folder = 0; folder < nr_folders; folder++) {
+    paths.push_back(defaults.stringForKey(text("path_for_folder%02i", folder)));
+  }
+  return paths;
+}
+
+int addTakeFiles(const std::string& folder, std::vector<std::string>& paths) {
+  DIR* const directory = opendir(folder.c_str());
+  if (directory == nullptr) return errno;
+  const auto first = static_cast<std::ptrdiff_t>(paths.size());
+  while (const dirent* const entry = readdir(directory)) {
+    const std::string_view name = entry->d_name;
+    if (name.ends_with(".wav") || name.ends_with(".caf")) paths.push_back(folder + '/' + entry->d_name);
+  }
+  if (closedir(directory) != 0) log("Could not close dir %@: @s", folder);
+  std::sort(paths.begin() + first, paths.end());
+  return 0;
 }
 
 std::optional<DiskRoom> diskRoom(const std::string& path) {

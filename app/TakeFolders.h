@@ -22,6 +22,13 @@ struct TakeFolder {
 /// The folders that receive files of `take`, in the order of their numbers; two numbers with the same path are one.
 std::vector<TakeFolder> foldersOf(const MetaData& take);
 
+/// The destination folders as they are stored, a "~" unexpanded.
+std::vector<std::string> destinationFolders(const UserDefaults& defaults);
+
+/// Adds the full paths of the take files in `folder` to `paths`, by the order of their names. Returns 0, or the errno
+/// when there is no such folder. Any thread.
+int addTakeFiles(const std::string& folder, std::vector<std::string>& paths);
+
 /// The room on the disk under a folder.
 struct DiskRoom {
   int64_t free_bytes = 0; ///< that this user may write

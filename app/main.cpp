@@ -23,6 +23,7 @@ struct Arguments {
   PlayOptions play;
   LayoutOptions layout;
   InfoOptions info;
+  RepairOptions repair;
   std::optional<std::string> key;
   std::optional<std::string> value;
 };
@@ -89,6 +90,12 @@ void describe(CLI::App& app, Arguments& arguments) {
   info->add_flag("--chunks", arguments.info.chunks, "List the chunks of each file as well");
   info->add_flag("--json", arguments.info.json, "Print a JSON array");
 
+  CLI::App* const repair = app.add_subcommand("repair", "Complete takes that were cut off by a crash");
+  repair->add_option("path", arguments.repair.paths, "Take files, or folders of them; or the destination folders")
+      ->type_name("FILE");
+  repair->add_flag("--dry-run", arguments.repair.dry_run, "Tell what would be done, and change nothing");
+  repair->add_flag("--json", arguments.repair.json, "Print a JSON array");
+
   CLI::App* const history = app.add_subcommand("history", "List the takes in the destination folders");
   history->add_flag("--json", arguments.history_json, "Print a JSON array");
 
@@ -113,6 +120,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
   if (app.got_subcommand("play")) return runPlay(defaults, arguments.play);
   if (app.got_subcommand("layout")) return runLayout(defaults, arguments.layout);
   if (app.got_subcommand("info")) return runInfo(defaults, arguments.info);
+  if (app.got_subcommand("repair")) return runRepair(defaults, arguments.repair);
   if (app.got_subcommand("history")) return runHistory(defaults, arguments.history_json);
   if (app.got_subcommand("report")) return runReport(defaults, arguments.open_report);
   return runSettings(defaults, arguments.key, arguments.value);

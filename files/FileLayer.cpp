@@ -10,7 +10,13 @@
 namespace vurl {
 
 int PosixFileLayer::createExclusive(const std::string& path) {
-  return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor < 0) return -1;
+  struct flock whole {};
+  whole.l_type = F_WRLCK;
+  whole.l_whence = SEEK_SET;
+  [[maybe_unused]] const int result = fcntl(descriptor, F_OFD_SETLK, &whole); // some file systems know no locks
+  return descriptor;
 }
 
 int PosixFileLayer::openForReading(const std::string& path) {

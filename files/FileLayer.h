@@ -17,7 +17,8 @@ public:
   virtual ~FileLayer() = default;
 
   /// Creates a new file for writing, mode 0666 less the process's mask; fails with EEXIST when the name is taken.
-  /// Returns a descriptor.
+  /// Until it is closed it is locked, where the file system can do that, so that nobody takes it for one that was left
+  /// behind (files/Salvage.h). Returns a descriptor.
   [[nodiscard]] virtual int createExclusive(const std::string& path) = 0;
 
   /// Opens a file for reading without waiting for anybody; only a regular file is one, anything else fails with EINVAL,

@@ -1,5 +1,6 @@
 // The history: reading folders, merging files into takes, finished takes and their CSV line, the folders' table.
 #include "app/FolderControler.h"
+#include "app/SalvageTexts.h"
 #include "tests/app/HistoryRig.h"
 
 #include <sys/stat.h>
@@ -154,6 +155,32 @@ TEST_F(HistoryTest, aFolderIsChosenOrNot) {
     EXPECT_EQ(rows("slate"), rows_after);
   }
   EXPECT_EQ(std::pair(panel.asked, panel.reloads), std::pair(2, 2));
+}
+
+TEST_F(HistoryTest, takesThatWereCutOffAreCompletedReportedAndTold) {
+  MetaData died = take("died", 1, 2);
+  died.setNrSamples(0);
+  writeFiles(died);
+  for (const int32_t file : {0, 1}) { // the second one has come a block further
+    const std::string header = fileBytes(died.filenameForFile(file));
+    writeFile(died.filenameForFile(file), header + std::string(static_cast<size_t>(256 * 3 * (file + 1)), '\1'));
+  }
+  std::vector<SalvagedTake> told;
+  history.setSalvageTeller([&](const auto& takes) { told = takes; });
+  history.loadHistoryAtOnce(); // for looking only
+  EXPECT_TRUE(told.empty() && rows("duration") == "00:00:00:00 ") << rows("duration");
+  HistoryControler next(defaults, run_loop, view);
+  next.setSalvageTeller([&](const auto& takes) { told = takes; });
+  next.loadHistory();
+  while (next.isLoading()) run_loop.runOnce(std::chrono::milliseconds(5));
+  next.completeReports();
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(salvageMessage(told), "1 take was cut off and has been completed.");
+  EXPECT_EQ(salvageDetails(told), "died1.wav and 1 more file: 00:00:00:00 long, the shortest file 256 samples less.");
+  ASSERT_EQ(next.numberOfRows(), 1);
+  EXPECT_EQ(next.metaDataOfRow(0)->nrSamples(), 256);
+  EXPECT_NE(fileBytes(folder.file("report.csv")).find("died1.wav"), std::string::npos);
+  EXPECT_NE(fileBytes(folder.file("soundreport.xml")).find("<DURATION_SAMPLES>256<"), std::string::npos);
 }
 
 } // namespace vurl

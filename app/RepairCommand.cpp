@@ -1,0 +1,92 @@
+// vurl repair: completes the headers of takes that were cut off.
+#include "app/Commands.h"
+#include "app/SalvageTexts.h"
+#include "app/TakeFolders.h"
+#include "files/Salvage.h"
+#include "platform/Text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+namespace vurl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* outcomeText(Salvage::Outcome outcome) {
+  switch (outcome) {
+  case Salvage::Outcome::none: return "complete";
+  case Salvage::Outcome::in_use: return "in use";
+  case Salvage::Outcome::cut: return "cut off";
+  case Salvage::Outcome::completed: return "completed";
+  case Salvage::Outcome::failed: return "failed";
+  }
+  return "";
+}
+
+/// Adds the file at `path`, or the take files of the folder there. Returns false, with the reason on standard error,
+/// when it cannot be read.
+bool addFiles(const std::string& path, std::vector<std::string>& files) {
+  int error = addTakeFiles(path, files);
+  if (error == ENOTDIR) {
+    files.push_back(path);
+    error = 0;
+  }
+  if (error != 0) std::fprintf(stderr, "vurl: %s: %s.\n", printable(path).c_str(), systemError(error).c_str());
+  return error == 0;
+}
+
+Json asJson(const Salvage& file) {
+  return {{"file", file.path},
+          {"outcome", outcomeText(file.outcome)},
+          {"take", file.take_reference},
+          {"samples", file.nr_frames},
+          {"sample_rate", file.sample_rate},
+          {"duration", file.duration},
+          {"lost_bytes", file.lost_bytes},
+          {"reason", file.reason.empty() ? Json(nullptr) : Json(file.reason)}};
+}
+
+void print(const Salvage& file) {
+  std::string line = text("%@: %s", printable(file.path), outcomeText(file.outcome));
+  if (file.nr_frames > 0) line += text(", %@, %qi samples", file.duration, file.nr_frames);
+  if (file.lost_bytes > 0) line += text(", %qi bytes of a last frame cut away", file.lost_bytes);
+  if (!file.reason.empty()) line += text(", %@", file.reason);
+  std::printf("%s\n", line.c_str());
+}
+
+} // namespace
+
+int runRepair(const UserDefaults& defaults, const RepairOptions& options) {
+  int exit_code = kExitFine;
+  std::vector<std::string> paths;
+  for (const std::string& path : options.paths.empty() ? destinationFolders(defaults) : options.paths)
+    if (!addFiles(expandTilde(path), paths)) exit_code = kExitHarmed;
+  paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+  std::vector<Salvage> found;
+  for (const std::string& path : paths) {
+    Salvage file = salvageFile(path, defaults, options.dry_run);
+    if (file.outcome == Salvage::Outcome::failed) exit_code = kExitHarmed;
+    if (file.outcome == Salvage::Outcome::none) continue;
+    if (!options.json) print(file);
+    found.push_back(std::move(file));
+  }
+  if (options.json) {
+    Json list = Json::array();
+    for (const Salvage& file : found) list.push_back(asJson(file));
+    std::printf("%s\n", list.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+    return exit_code;
+  }
+  for (const SalvagedTake& take : takesOf(found)) {
+    const int64_t difference = take.longest().nr_frames - take.shortest().nr_frames;
+    if (difference > 0) std::printf("The files of one take differ: %s.\n", salvageLine(take).c_str());
+  }
+  if (found.empty())
+    std::fprintf(stderr, "vurl: Nothing to repair: %i files looked at.\n", static_cast<int>(paths.size()));
+  return exit_code;
+}
+
+} // namespace vurl

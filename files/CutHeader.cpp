@@ -1,0 +1,242 @@
+#include "files/CutHeader.h"
+
+#include "engine/SampleFormat.h"
+#include "files/BWFUtils.h"
+#include "files/CAFUtils.h"
+#include "files/utils.h"
+#include "metadata/RateTexts.h"
+#include "platform/Log.h"
+#include "platform/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+namespace vurl {
+namespace {
+
+// Where things stand in a header; none of it moves with the texts.
+constexpr int32_t kDs64 = 12;
+constexpr int32_t kFmt = 48;
+constexpr int32_t kFact = 72;
+constexpr int32_t kBext = 84;
+constexpr int32_t kOriginator = kBext + 8 + 256;
+constexpr int32_t kData = kHeaderSize - 8;
+constexpr int32_t kCAFDesc = 8;
+constexpr int32_t kCAFString = 80;
+constexpr int32_t kCAFMark = 84;
+constexpr int32_t kCAFData = kHeaderSize - 16;
+constexpr uint32_t kUnknownSize = 0xFFFFFFFF;
+constexpr const char* kOriginatorText = "Vurl Recorder";
+
+std::string_view characters(const uint8_t* block, int64_t offset, size_t size) {
+  return {reinterpret_cast<const char*>(block) + offset, size};
+}
+
+bool stands(const uint8_t* block, int64_t offset, std::string_view identifier) {
+  return characters(block, offset, identifier.size()) == identifier;
+}
+
+uint32_t littleEndian(const uint8_t* block, int32_t offset) {
+  uint32_t value = 0;
+  get_uint32_le(block, offset, value);
+  return value;
+}
+
+uint32_t bigEndian(const uint8_t* block, int32_t offset) {
+  uint32_t value = 0;
+  get_uint32_be(block, offset, value);
+  return value;
+}
+
+uint64_t largeSize(const uint8_t* block) {
+  uint64_t value = 0;
+  get_uint64_le(block, kDs64 + 16, value);
+  return value;
+}
+
+/// Whether a header laid out as ours says that there are no samples, in one of the places at least: the last header may
+/// have come to disk in part.
+bool saysNothing(const uint8_t* block) {
+  const uint32_t data_size = littleEndian(block, kData + 4);
+  if (stands(block, 0, "RF64")) {
+    const uint64_t large = largeSize(block);
+    return large == 0 || static_cast<uint32_t>(large) != data_size;
+  }
+  return data_size == 0 || data_size == kUnknownSize || littleEndian(block, kFact + 8) == 0 ||
+         littleEndian(block, 4) == kHeaderSize - 8;
+}
+
+/// A stretch of a text, in bytes.
+struct Stretch {
+  size_t begin;
+  size_t end;
+};
+
+/// The content of the first element `tag` of `document` behind `from`.
+std::optional<Stretch> contentOf(std::string_view document, const std::string& tag, size_t from) {
+  const size_t opening = document.find('<' + tag + '>', from);
+  if (opening == std::string_view::npos) return std::nullopt;
+  const size_t begin = opening + tag.size() + 2;
+  const size_t end = document.find("</" + tag + '>', begin);
+  if (end == std::string_view::npos) return std::nullopt;
+  return Stretch{begin, end};
+}
+
+/// Where the element begins that tells of rates and durations. The user's texts, which may hold anything, stand before
+/// and behind it, but begin no line of this depth.
+size_t speedOf(std::string_view document) { return document.find("\r\n\t<SPEED>\r\n"); }
+
+std::string contentText(std::string_view document, const std::string& tag, size_t from) {
+  const auto found = contentOf(document, tag, from);
+  return found ? std::string(document.substr(found->begin, found->end - found->begin)) : "";
+}
+
+/// The document names most rates; of those that it has no name for, one stands in the description.
+uint32_t frameRateOf(std::string_view document, size_t speed) {
+  const std::string rate = contentText(document, "TIMECODE_RATE", speed);
+  const std::string flag = contentText(document, "TIMECODE_FLAG", speed);
+  const auto* const known = std::find_if(kRateTexts.begin(), kRateTexts.end(), [&](const RateTexts& texts) {
+    return rate.empty() ? document.find(std::string("bSPEED=") + texts.speed + "\r\n") != std::string_view::npos
+                        : rate == texts.timecode && flag == texts.flag;
+  });
+  return known == kRateTexts.end() ? FRAME_RATE_59_94 : known->frame_rate;
+}
+
+/// Puts `content` into an element of `document`, which keeps its length by giving or taking blanks at the end.
+bool replaceContent(std::string& document, const std::string& tag, size_t from, const std::string& content) {
+  const auto old = contentOf(document, tag, from);
+  if (!old) return false;
+  const size_t size = document.size();
+  const size_t last = document.find_last_not_of(' ');
+  const size_t blanks = size - 1 - last;
+  if (content.size() > old->end - old->begin + blanks) return false;
+  document.replace(old->begin, old->end - old->begin, content);
+  document.resize(size, ' ');
+  return true;
+}
+
+} // namespace
+
+std::optional<CutHeader> CutHeader::read(const uint8_t* block, int64_t file_size) {
+  auto header = stands(block, 0, "caff") ? readCAF(block, file_size) : readBWF(block, file_size);
+  if (header) header->findDocument(block);
+  return header;
+}
+
+std::optional<CutHeader> CutHeader::readBWF(const uint8_t* block, int64_t file_size) {
+  const bool is_own =
+      (stands(block, 0, "RIFF") || stands(block, 0, "RF64")) && stands(block, 8, "WAVE") &&
+      (stands(block, kDs64, "JUNK") || stands(block, kDs64, "ds64")) && littleEndian(block, kDs64 + 4) == 28 &&
+      stands(block, kFmt, "fmt ") && littleEndian(block, kFmt + 4) == 16 && stands(block, kFact, "fact") &&
+      stands(block, kBext, "bext") && stands(block, kOriginator, kOriginatorText) && stands(block, kData, "data");
+  if (!is_own || !saysNothing(block)) return std::nullopt;
+  CutHeader header;
+  uint16_t channels = 0;
+  uint16_t bits = 0;
+  get_uint16_le(block, kFmt + 10, channels);
+  get_uint16_le(block, kFmt + 22, bits);
+  header.nr_tracks = channels;
+  header.bits = bits;
+  header.sample_rate =
+      static_cast<int32_t>(std::min<uint32_t>(littleEndian(block, kFmt + 12), std::numeric_limits<int32_t>::max()));
+  if (!header.measure(file_size)) return std::nullopt;
+  return header;
+}
+
+std::optional<CutHeader> CutHeader::readCAF(const uint8_t* block, int64_t file_size) {
+  const bool is_own = stands(block, kCAFDesc, "desc") && stands(block, kCAFDesc + 20, "lpcm") &&
+                      stands(block, kCAFString, "CAM") && stands(block, kCAFMark, "mark") &&
+                      stands(block, kCAFData, "data");
+  const uint32_t high = bigEndian(block, kCAFData + 4);
+  const uint32_t low = bigEndian(block, kCAFData + 8);
+  const bool is_unknown = (high == 0 && low == 0) || (high == kUnknownSize && low == kUnknownSize);
+  if (!is_own || !is_unknown) return std::nullopt;
+  CutHeader header;
+  header.is_caf = true;
+  header.nr_tracks = static_cast<int32_t>(bigEndian(block, kCAFDesc + 36));
+  header.bits = static_cast<int32_t>(bigEndian(block, kCAFDesc + 40));
+  uint64_t rate_bits = uint64_t{bigEndian(block, kCAFDesc + 12)} << 32 | bigEndian(block, kCAFDesc + 16);
+  double rate = 0;
+  std::memcpy(&rate, &rate_bits, sizeof rate);
+  if (!(rate >= 0 && rate < 1e9)) return std::nullopt;
+  header.sample_rate = static_cast<int32_t>(std::lround(rate));
+  if (!header.measure(file_size)) return std::nullopt;
+  return header;
+}
+
+/// Whether the format is one of ours and a whole frame is there.
+bool CutHeader::measure(int64_t file_size) {
+  constexpr std::array<int32_t, 3> kBits{16, 24, 32};
+  if (nr_tracks < 1 || nr_tracks > MetaData::kMaximumChannels) return false;
+  if (std::find(kBits.begin(), kBits.end(), bits) == kBits.end()) return false;
+  frame_size = nr_tracks * bits / 8;
+  nr_frames = (file_size - kHeaderSize) / frame_size;
+  return nr_frames > 0;
+}
+
+/// Finds the iXML chunk by its neighbours' sizes; a header without one can be completed as well.
+void CutHeader::findDocument(const uint8_t* block) {
+  const int64_t end = is_caf ? kCAFData : kData;
+  const int64_t head = is_caf ? 12 : 8;
+  int64_t position = is_caf ? kCAFDesc : kDs64;
+  while (position + head <= end) {
+    const auto place = static_cast<int32_t>(position);
+    if (is_caf && bigEndian(block, place + 4) != 0) return;
+    const int64_t size = is_caf ? bigEndian(block, place + 8) : littleEndian(block, place + 4);
+    if (position + head + size > end) return;
+    if (stands(block, position, "iXML")) {
+      document_offset = position + head;
+      document = characters(block, document_offset, static_cast<size_t>(size));
+      const size_t speed = std::min(speedOf(document), document.size());
+      take_reference = contentText(document, "FAMILY_UID", speed);
+      return;
+    }
+    position += head + size;
+  }
+}
+
+int64_t CutHeader::wholeSize() const { return kHeaderSize + nr_frames * frame_size; }
+
+/// As much of the take's record as the sizes need.
+MetaData CutHeader::record(const UserDefaults& defaults) const {
+  constexpr std::array<std::pair<int32_t, int32_t>, 3> kDepths{{{16, INTEGER16}, {24, INTEGER24}, {32, FLOAT32}}};
+  MetaData meta_data(defaults);
+  meta_data.setFileFormat(is_caf ? MetaData::kCAF : MetaData::kBWF);
+  meta_data.setSampleOffset(kHeaderSize);
+  meta_data.setNrChannels(nr_tracks);
+  meta_data.setNrFiles(1);
+  for (int32_t channel = 0; channel < nr_tracks; channel++) meta_data.setEnable(true, channel, 0);
+  for (const auto& [nr_bits, depth] : kDepths)
+    if (bits == nr_bits) meta_data.setBitDepth(depth);
+  meta_data.setSampleRate(sample_rate);
+  meta_data.setFrameRate(static_cast<int32_t>(frameRateOf(document, std::min(speedOf(document), document.size()))));
+  meta_data.setNrSamples(nr_frames);
+  return meta_data;
+}
+
+std::string CutHeader::complete(uint8_t* block, const UserDefaults& defaults) const {
+  const MetaData meta_data = record(defaults);
+  if (is_caf) {
+    add_caf_data(block, kCAFData, meta_data, 0);
+  } else {
+    add_bwf_riff(block, 0, meta_data, 0);
+    add_bwf_ds64(block, kDs64, meta_data, 0);
+    add_bwf_fact(block, kFact, meta_data, 0);
+    add_bwf_data(block, kData, meta_data, 0);
+  }
+  std::string completed = document;
+  const size_t speed = speedOf(completed);
+  const std::string duration = meta_data.durationString();
+  const bool is_told = speed != std::string::npos &&
+                       replaceContent(completed, "DURATION_SAMPLES", speed, text("%qi", nr_frames)) &&
+                       replaceContent(completed, "DURATION_TEXT", speed, duration);
+  if (is_told) std::memcpy(block + document_offset, completed.data(), completed.size());
+  if (!is_told) log("The document of a take that was cut off does not tell its duration");
+  return duration;
+}
+
+} // namespace vurl

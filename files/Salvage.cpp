@@ -1,0 +1,185 @@
+#include "files/Salvage.h"
+
+#include "files/BWFUtils.h"
+#include "files/CutHeader.h"
+#include "files/FileLayer.h"
+#include "files/HeaderJournal.h"
+#include "platform/Log.h"
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <optional>
+#include <utility>
+
+namespace vurl {
+namespace {
+
+constexpr size_t kEnd = 512;       ///< bytes at each end of a header that hold all sizes
+constexpr int64_t kQuietTime = 60; ///< seconds without a change after which nobody is writing
+
+/// Completes one file.
+class Repair {
+public:
+  Repair(const std::string& path, const UserDefaults& user_defaults) : defaults(user_defaults) {
+    result.path = path;
+    descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+  }
+  ~Repair() {
+    if (descriptor >= 0) close(descriptor);
+  }
+  Repair(const Repair&) = delete;
+  Repair& operator=(const Repair&) = delete;
+
+  Salvage run(bool dry_run) {
+    if (descriptor < 0) return whyNotOpen();
+    if (fstat(descriptor, &status) != 0) return failed(errno);
+    if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
+    const HeaderJournal journal(result.path);
+    const bool was_begun = journal.exists();
+    if (!was_begun && !looksCut()) return result;
+    if (isHeld()) {
+      result.outcome = Salvage::Outcome::in_use;
+      return result;
+    }
+    if (fstat(descriptor, &status) != 0) return failed(errno); // it may have been finished before the lock
+    if (was_begun && !dry_run) return finishWhatWasBegun(journal);
+    const auto header = readHeader();
+    if (!header) return result;
+    describe(*header);
+    if (dry_run) return result;
+    return complete(*header, journal);
+  }
+
+private:
+  /// A file that can only be read may be complete all the same; only one that was cut off is a failure.
+  Salvage whyNotOpen() {
+    const int error = errno;
+    if (error == ENOENT || error == ELOOP || error == EISDIR || error == ENXIO) return result;
+    descriptor = open(result.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0 || fstat(descriptor, &status) != 0) return failed(error);
+    if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
+    const auto header = readHeader();
+    if (!header) return result;
+    describe(*header);
+    return failed(error);
+  }
+
+  std::optional<CutHeader> readHeader() {
+    block.resize(kHeaderSize);
+    if (readAt(descriptor, block.data(), block.size(), 0) != 0) return std::nullopt;
+    return CutHeader::read(block.data(), status.st_size);
+  }
+
+  /// The same by the header's two ends alone, for there may be thousands of complete files.
+  bool looksCut() {
+    block.assign(kHeaderSize, 0);
+    if (readAt(descriptor, block.data(), kEnd, 0) != 0) return false;
+    if (readAt(descriptor, block.data() + kHeaderSize - kEnd, kEnd, kHeaderSize - kEnd) != 0) return false;
+    return CutHeader::read(block.data(), status.st_size).has_value();
+  }
+
+  /// A recorder holds a lock on what it writes. Taking it keeps a second repair out as well.
+  bool isHeld() const {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (fcntl(descriptor, F_OFD_SETLK, &whole) == 0) return false;
+    if (errno == EAGAIN || errno == EACCES) return true;
+    return std::time(nullptr) - status.st_mtim.tv_sec < kQuietTime;
+  }
+
+  void describe(const CutHeader& header) {
+    std::vector<uint8_t> completed = block;
+    result.outcome = Salvage::Outcome::cut;
+    result.duration = header.complete(completed.data(), defaults);
+    result.take_reference = header.takeReference();
+    result.nr_frames = header.nrFrames();
+    result.sample_rate = header.sampleRate();
+    result.lost_bytes = status.st_size - header.wholeSize();
+    new_block = std::move(completed);
+  }
+
+  Salvage complete(const CutHeader& header, const HeaderJournal& journal) {
+    if (const int error = journal.write({block, new_block, header.wholeSize()}); error != 0) return failed(error);
+    return carryOut({block, new_block, header.wholeSize()}, journal);
+  }
+
+  Salvage finishWhatWasBegun(const HeaderJournal& journal) {
+    const auto entry = journal.read();
+    block.resize(kHeaderSize);
+    if (const int error = readAt(descriptor, block.data(), block.size(), 0); error != 0) return failed(error);
+    if (entry && entry->whole_size <= status.st_size && entry->isBetween(block)) {
+      if (const auto header = CutHeader::read(entry->old_block.data(), entry->whole_size)) {
+        block = entry->old_block;
+        describe(*header);
+        return carryOut(*entry, journal);
+      }
+    }
+    // It was not written to its end, so that the header is untouched; or the file is another one now.
+    journal.remove();
+    const auto header = readHeader();
+    if (!header) return result;
+    describe(*header);
+    return complete(*header, journal);
+  }
+
+  Salvage carryOut(const HeaderJournal::Entry& entry, const HeaderJournal& journal) {
+    int error = writeAt(descriptor, entry.new_block.data(), entry.new_block.size(), 0);
+    if (error == 0 && ftruncate(descriptor, entry.whole_size) != 0) error = errno;
+    const timespec times[2] = {status.st_atim, status.st_mtim};
+    if (error == 0 && futimens(descriptor, times) != 0) log("A repaired file has a new date, %s.", systemError(errno));
+    if (error == 0 && fsync(descriptor) != 0) error = errno;
+    if (error != 0) return failed(error);
+    journal.remove();
+    result.outcome = Salvage::Outcome::completed;
+    return result;
+  }
+
+  Salvage failed(int error) {
+    result.outcome = Salvage::Outcome::failed;
+    result.reason = systemError(error);
+    return result;
+  }
+
+  const UserDefaults& defaults;
+  Salvage result;
+  int descriptor = -1;
+  struct stat status {};
+  std::vector<uint8_t> block;
+  std::vector<uint8_t> new_block;
+};
+
+bool isShorter(const Salvage& one, const Salvage& other) { return one.nr_frames < other.nr_frames; }
+
+} // namespace
+
+Salvage salvageFile(const std::string& path, const UserDefaults& defaults, bool dry_run) {
+  return Repair(path, defaults).run(dry_run);
+}
+
+const Salvage& SalvagedTake::longest() const { return *std::max_element(files.begin(), files.end(), isShorter); }
+const Salvage& SalvagedTake::shortest() const { return *std::min_element(files.begin(), files.end(), isShorter); }
+
+std::vector<SalvagedTake> takesOf(const std::vector<Salvage>& files) {
+  std::vector<SalvagedTake> takes;
+  for (const Salvage& file : files) {
+    if (file.outcome == Salvage::Outcome::none) continue;
+    const auto same = std::find_if(takes.begin(), takes.end(), [&](const SalvagedTake& take) {
+      return !file.take_reference.empty() && take.files[0].take_reference == file.take_reference;
+    });
+    if (same == takes.end()) {
+      takes.push_back({{file}});
+    } else {
+      same->files.push_back(file);
+    }
+  }
+  return takes;
+}
+
+} // namespace vurl

@@ -1,0 +1,169 @@
+// Takes whose program died: which files are completed and how, and a death in the middle of that.
+#include "files/Salvage.h"
+
+#include "files/BWFUtils.h"
+#include "files/FileLayer.h"
+#include "files/HeaderChunks.h"
+#include "files/HeaderJournal.h"
+#include "metadata/RateTexts.h"
+#include "tests/files/HeaderRig.h"
+
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vurl {
+
+using Outcome = Salvage::Outcome;
+
+struct SalvageTest : HeaderTest {
+  SalvageTest() { take.setNrSamples(0); }
+
+  std::string header(int64_t nr_samples) {
+    MetaData at_the_end = take;
+    at_the_end.setNrSamples(nr_samples);
+    return take.fileFormat() == MetaData::kCAF ? cafHeaderOf(at_the_end) : headerOf(at_the_end);
+  }
+
+  /// What the killed program leaves of file 1 of the take.
+  std::string cutFile(int64_t nr_frames, size_t stray = 0) {
+    std::string samples(static_cast<size_t>(nr_frames * take.blockAlignForFile(1)) + stray, '\0');
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<char>(i * 7 + 1);
+    return header(0) + samples;
+  }
+
+  /// The document without its spare blanks, and all around it.
+  static std::pair<std::string, std::string> parts(const std::string& bytes) {
+    const size_t begin = bytes.find("<?xml");
+    const size_t end = bytes.find("</BWFXML>");
+    return {bytes.substr(begin, end - begin), bytes.substr(0, begin - 16) + bytes.substr(kHeaderSize - 16)};
+  }
+
+  Outcome salvage(bool dry_run = false) { return (told = salvageFile(path, defaults, dry_run)).outcome; }
+
+  TemporaryFolder folder;
+  std::string path = folder.file("x.wav");
+  MetaData take = sampleTake();
+  Salvage told;
+};
+
+TEST_F(SalvageTest, aHeaderTellsOfAllWholeFramesBehindIt) {
+  for (const int32_t format : {MetaData::kBWF, MetaData::kCAF})
+    for (const int32_t depth : {INTEGER16, INTEGER24, FLOAT32})
+      for (const auto& [frames, stray] : {std::pair<int64_t, size_t>{256, 0}, {1, 1}, {100000, 1}, {2560, 0}}) {
+        take.setFileFormat(format);
+        take.setBitDepth(depth);
+        const std::string cut = cutFile(frames, stray);
+        writeFile(path, cut);
+        timespec times[2] = {{1000000, 0}, {1000000, 0}};
+        utimensat(AT_FDCWD, path.c_str(), times, 0);
+        ASSERT_EQ(salvage(true), Outcome::cut);
+        ASSERT_EQ(fileBytes(path), cut);
+        ASSERT_EQ(salvage(), Outcome::completed) << told.reason;
+        const std::string whole = fileBytes(path);
+        EXPECT_EQ(parts(whole), parts(header(frames) + cut.substr(kHeaderSize, cut.size() - kHeaderSize - stray)));
+        EXPECT_EQ(std::tuple(told.nr_frames, told.sample_rate, told.take_reference, told.lost_bytes),
+                  std::tuple(frames, take.sampleRate(), take.bwfOriginatorReferenceForFile(-1), int64_t(stray)));
+        std::string fault;
+        EXPECT_TRUE(chunksOfFile(path, fault) && fault.empty()) << fault;
+        struct stat status {};
+        stat(path.c_str(), &status);
+        EXPECT_EQ(status.st_mtim.tv_sec, 1000000);
+        EXPECT_EQ(salvage(), Outcome::none);
+        EXPECT_EQ(fileBytes(path), whole);
+      }
+}
+
+TEST_F(SalvageTest, durationsFollowTheDocumentsRateAndStayOutOfTheUsersTexts) {
+  for (const auto& rate : kRateTexts) {
+    take.setFrameRate(static_cast<int32_t>(rate.frame_rate));
+    take.setNote("a & <b\n\t<SPEED>\n<DURATION_SAMPLES>0</DURATION_SAMPLES>");
+    writeFile(path, cutFile(123456));
+    ASSERT_EQ(salvage(), Outcome::completed);
+    EXPECT_EQ(parts(fileBytes(path)).first, parts(header(123456)).first) << rate.token;
+  }
+}
+
+TEST_F(SalvageTest, aLargeFileBecomesRF64) {
+  writeFile(path, cutFile(1));
+  const int64_t frames = 4294000000 / take.blockAlignForFile(1);
+  const int64_t size = kHeaderSize + frames * take.blockAlignForFile(1);
+  ASSERT_EQ(truncate(path.c_str(), size), 0);
+  ASSERT_EQ(salvage(), Outcome::completed);
+  const int descriptor = open(path.c_str(), O_RDONLY);
+  std::string block(kHeaderSize, '\0');
+  EXPECT_EQ(readAt(descriptor, reinterpret_cast<uint8_t*>(block.data()), block.size(), 0), 0);
+  close(descriptor);
+  EXPECT_EQ(parts(block), parts(header(frames)));
+  EXPECT_EQ(block.substr(0, 4), "RF64");
+  EXPECT_EQ(salvage(), Outcome::none);
+}
+
+TEST_F(SalvageTest, othersFilesAndCompleteOnesStayAsTheyAre) {
+  std::string foreign = cutFile(256);
+  foreign.replace(foreign.find("Vurl Recorder"), 4, "Some");
+  for (const std::string& bytes :
+       {foreign, header(0), header(256) + cutFile(256).substr(kHeaderSize), std::string("RIFF"),
+        std::string(200000, '\0'), cutFile(256).substr(0, kHeaderSize + 1)}) {
+    writeFile(path, bytes);
+    EXPECT_EQ(salvage(), Outcome::none);
+    EXPECT_EQ(fileBytes(path), bytes);
+  }
+  writeFile(folder.file("target.wav"), cutFile(256));
+  std::filesystem::remove(path);
+  std::filesystem::create_symlink(folder.file("target.wav"), path);
+  EXPECT_EQ(salvage(), Outcome::none);
+  EXPECT_EQ(fileBytes(path), cutFile(256));
+}
+
+TEST_F(SalvageTest, aTakeThatIsBeingRecordedIsLeftAlone) {
+  PosixFileLayer layer;
+  const int descriptor = layer.createExclusive(path);
+  const std::string bytes = cutFile(256);
+  ASSERT_EQ(writeAll(layer, descriptor, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()), 0);
+  EXPECT_EQ(salvage(), Outcome::in_use);
+  EXPECT_EQ(fileBytes(path), bytes);
+  EXPECT_EQ(layer.close(descriptor), 0);
+  EXPECT_EQ(salvage(), Outcome::completed);
+}
+
+TEST_F(SalvageTest, aDeathDuringTheRepairIsMended) {
+  const std::string cut = cutFile(256, 1);
+  writeFile(path, cut);
+  ASSERT_EQ(salvage(), Outcome::completed);
+  const std::string whole = fileBytes(path);
+  const auto block = [](const std::string& bytes) {
+    return std::vector<uint8_t>(bytes.begin(), bytes.begin() + kHeaderSize);
+  };
+  const HeaderJournal journal(path);
+  const HeaderJournal::Entry entry{block(cut), block(whole), static_cast<int64_t>(whole.size())};
+  const std::string journal_path = folder.file(".x.wav.repair");
+  std::mt19937 random(1);
+  for (int round = 0; round < 40; ++round) {
+    std::string torn = cut; // some sectors have come to disk, in any order
+    for (size_t i = 0; i < size_t{kHeaderSize}; i += 512)
+      if (random() % 2 == 0) torn.replace(i, 512, whole, i, 512);
+    writeFile(path, torn);
+    ASSERT_EQ(journal.write(entry), 0);
+    EXPECT_EQ(salvage(), Outcome::completed);
+    EXPECT_EQ(fileBytes(path), whole);
+    EXPECT_FALSE(std::filesystem::exists(journal_path));
+  }
+  // A journal that was cut short itself: the header was not touched yet.
+  ASSERT_EQ(journal.write(entry), 0);
+  writeFile(journal_path, fileBytes(journal_path).substr(0, 200000));
+  writeFile(path, cut);
+  EXPECT_EQ(salvage(), Outcome::completed);
+  EXPECT_EQ(fileBytes(path), whole);
+  // One that was left behind, and somebody has changed the file since.
+  ASSERT_EQ(journal.write(entry), 0);
+  std::string changed = whole;
+  changed.replace(changed.find("Film"), 4, "Farm");
+  writeFile(path, changed);
+  EXPECT_EQ(salvage(), Outcome::none);
+  EXPECT_EQ(fileBytes(path), changed);
+  EXPECT_FALSE(std::filesystem::exists(journal_path));
+}
+
+} // namespace vurl
