@@ -47,6 +47,9 @@ public:
     setTexts(recorder->controller);
     record(*recorder);
     recorder->controller.applicationWillTerminate();
+    if (!recorder->disk_sync.wait(DiskSync::kPatience)) warn("A disk does not answer: the take may not be on it yet.");
+    run_loop.drain();
+    harmed = harmed || recorder->nrUnsyncedFiles() > 0;
     const bool all_printed = view.flush();
     if (follows_lock && nr_takes == 0)
       std::fprintf(stderr, "vurl: No timecode was locked; nothing has been recorded.\n");

@@ -1,6 +1,7 @@
 #include "app/Recorder.h"
 
 #include "app/SalvageTexts.h"
+#include "platform/Text.h"
 
 #include <thread>
 
@@ -34,6 +35,7 @@ void AudioServices::updateGenerator() {
 
 Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, const RecorderViews& views)
     : pull_popup(views.main_window),
+      disk_sync(std::make_shared<PosixFileLayer>(), syncTeller(run_loop, views.main_window)),
       history_controler(defaults, run_loop, views.history == nullptr ? hidden_history : *views.history),
       audio_ring(defaults, systemWallTime, &pull_popup),
       output_file(audio_ring, defaults, file_layer, &history_controler),
@@ -44,9 +46,20 @@ Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& ser
                   [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }, channel_layout_controler,
                   history_controler}) {
   input_device.setObserver(&controller);
+  output_file.setDiskSync(disk_sync);
   history_controler.setSalvageTeller([&view = views.main_window](const std::vector<SalvagedTake>& takes) {
     view.showAlert(salvageMessage(takes), salvageDetails(takes));
   });
+}
+
+DiskSync::Teller Recorder::syncTeller(RunLoop& run_loop, MainWindowView& view) {
+  return [this, &run_loop, &view, still = std::weak_ptr(alive)](const std::string& path, int error) {
+    run_loop.post([this, &view, still, path, error] {
+      if (still.expired()) return;
+      ++nr_unsynced_files;
+      view.showAlert("A take may not be whole on disk.", text("%@: %s.", path, systemError(error)));
+    });
+  };
 }
 
 Recorder::~Recorder() {

@@ -61,7 +61,12 @@ public:
   /// Selects the stored device, starts the processing thread and the refresh timer, and begins to read the history.
   void start();
 
+  /// Files that could not be brought to disk, as far as the main loop has heard. The view has been told of each.
+  int32_t nrUnsyncedFiles() const { return nr_unsynced_files; }
+
 private:
+  DiskSync::Teller syncTeller(RunLoop& run_loop, MainWindowView& view);
+
   /// Hands the ring's menu of rates to the view.
   class PullPopup final : public PullMenu {
   public:
@@ -91,8 +96,11 @@ private:
   HiddenLayout hidden_layout;
   HiddenHistory hidden_history;
   PosixFileLayer file_layer;
+  std::shared_ptr<bool> alive = std::make_shared<bool>(true); ///< posted work looks whether the recorder still is
+  int32_t nr_unsynced_files = 0;
 
 public:
+  DiskSync disk_sync;                 ///< before the engine, whose thread tells it of files
   HistoryControler history_controler; ///< before the engine, whose thread hands it takes
   AudioRing audio_ring;
   OutputFile output_file;

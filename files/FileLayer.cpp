@@ -39,6 +39,20 @@ ssize_t PosixFileLayer::write(int descriptor, const void* bytes, size_t size) {
 
 int64_t PosixFileLayer::seek(int descriptor, int64_t offset) { return ::lseek(descriptor, offset, SEEK_SET); }
 
+int PosixFileLayer::startWriting(int descriptor) { return sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE); }
+
+int PosixFileLayer::sync(int descriptor) { return fsync(descriptor); }
+
+int PosixFileLayer::syncFolder(const std::string& path) {
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return -1;
+  int error = fsync(descriptor) == 0 ? 0 : errno;
+  if (error == EINVAL) error = 0; // some file systems sync no folders
+  ::close(descriptor);
+  errno = error;
+  return error == 0 ? 0 : -1;
+}
+
 int PosixFileLayer::close(int descriptor) { return ::close(descriptor); }
 
 int writeAll(FileLayer& layer, int descriptor, const uint8_t* bytes, size_t size) {

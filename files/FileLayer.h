@@ -34,6 +34,15 @@ public:
   /// Sets the file position to `offset` bytes from the start. Returns it.
   [[nodiscard]] virtual int64_t seek(int descriptor, int64_t offset) = 0;
 
+  /// Has the system begin to write to disk what it holds of the file, without waiting for it.
+  virtual int startWriting(int descriptor) = 0;
+
+  /// Waits until the file is on disk, as a power failure would find it.
+  [[nodiscard]] virtual int sync(int descriptor) = 0;
+
+  /// The same for the names in the folder at `path`.
+  [[nodiscard]] virtual int syncFolder(const std::string& path) = 0;
+
   /// Closes the descriptor, which is free again whatever the result. Returns 0.
   [[nodiscard]] virtual int close(int descriptor) = 0;
 };
@@ -46,6 +55,9 @@ public:
   [[nodiscard]] ssize_t read(int descriptor, void* bytes, size_t size) override;
   [[nodiscard]] ssize_t write(int descriptor, const void* bytes, size_t size) override;
   [[nodiscard]] int64_t seek(int descriptor, int64_t offset) override;
+  int startWriting(int descriptor) override;
+  [[nodiscard]] int sync(int descriptor) override;
+  [[nodiscard]] int syncFolder(const std::string& path) override;
   [[nodiscard]] int close(int descriptor) override;
 };
 

@@ -1,6 +1,7 @@
 #include "files/HeaderJournal.h"
 
 #include "files/BWFUtils.h"
+#include "files/FileLayer.h"
 #include "files/utils.h"
 
 #include <fcntl.h>
@@ -28,14 +29,6 @@ uint64_t sumOf(const std::vector<uint8_t>& bytes) {
   uint64_t sum = 0xCBF29CE484222325;
   for (size_t i = 0; i < kSum; i++) sum = (sum ^ bytes[i]) * 0x100000001B3;
   return sum;
-}
-
-/// Waits until what changed in `folder` is on disk, where the file system can do that.
-void syncFolder(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  [[maybe_unused]] const int result = fsync(descriptor);
-  close(descriptor);
 }
 
 } // namespace
@@ -73,7 +66,9 @@ int HeaderJournal::write(const Entry& entry) const {
   if (error == 0 && fsync(descriptor) != 0) error = errno;
   if (close(descriptor) != 0 && error == 0) error = errno;
   if (error != 0) remove();
-  if (error == 0) syncFolder(folder);
+  PosixFileLayer layer;
+  if (error == 0) [[maybe_unused]]
+    const int result = layer.syncFolder(folder); // as far as the disk can
   return error;
 }
 

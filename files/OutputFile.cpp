@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 namespace vurl {
 namespace {
@@ -68,7 +69,10 @@ OutputFile::State OutputFile::recordingPass(State current) {
   if (current == STARTING_RECORDING) {
     audio_ring.applyWantedChannels();
     if (!keeps_position.exchange(false)) audio_ring.idleRecord();
-    if (setReason(openMovieForRecording())) return FINISHED_RECORDING;
+    if (setReason(openMovieForRecording())) {
+      syncFiles();
+      return FINISHED_RECORDING;
+    }
     return stop_pressed.load(std::memory_order_acquire) ? BORDER_RECORDING : RUNNING_RECORDING;
   }
   if (current != STOPPING_RECORDING) return addingToMovieForRecording();
@@ -227,6 +231,7 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
     if (descriptor < 0) return text("Could not open audio file '%@', %s.", name, systemError(errno));
     fds[static_cast<size_t>(file)] = descriptor;
     ++nr_opened_files;
+    if (disk_sync != nullptr) disk_sync->begin(name);
     if (Reason error = writeHeader(file)) return error;
   }
   return std::nullopt;
@@ -261,6 +266,7 @@ OutputFile::Reason OutputFile::closeMovieForRecording() {
     if (error && first) log("%@", *error);
     if (error && !first) first = std::move(error);
   }
+  syncFiles();
   return first;
 }
 
@@ -273,6 +279,13 @@ OutputFile::Reason OutputFile::closeFile(int32_t file) {
   const int result = file_layer.close(std::exchange(descriptor, -1));
   if (result < 0) return text("Could not close audio file, %s.", systemError(errno));
   return std::nullopt;
+}
+
+void OutputFile::syncFiles() const {
+  if (disk_sync == nullptr) return;
+  std::vector<std::string> paths;
+  for (int32_t file = 0; file < nr_opened_files; ++file) paths.push_back(meta_data->filenameForFile(file));
+  disk_sync->end(paths);
 }
 
 void OutputFile::closeLeftOvers() {

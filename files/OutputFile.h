@@ -6,6 +6,7 @@
 #pragma once
 
 #include "engine/AudioRing.h"
+#include "files/DiskSync.h"
 #include "files/FileLayer.h"
 #include "files/FinishedTakes.h"
 #include "metadata/MetaData.h"
@@ -61,6 +62,9 @@ public:
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
+
+  /// Has the files of takes brought to disk by `sync`, which outlives the engine. Before the thread starts.
+  void setDiskSync(DiskSync& sync) { disk_sync = &sync; }
 
   /// Starts the processing thread, which runs processingPass() every `period`.
   void startThread(std::chrono::milliseconds period = kPeriod);
@@ -160,6 +164,7 @@ private:
   Reason addToMovieForRecording();
   Reason closeMovieForRecording();
   Reason closeFile(int32_t file);
+  void syncFiles() const;
   Reason writeHeader(int32_t file);
   void updateSystemData();
   void updateRouting(int32_t nr_channels, int32_t nr_files);
@@ -181,6 +186,7 @@ private:
   const UserDefaults& defaults;
   FileLayer& file_layer;
   FinishedTakes* const history;
+  DiskSync* disk_sync = nullptr;
   const WallClock clock;
 
   std::atomic<int32_t> current_state{IDLE};

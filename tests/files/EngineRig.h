@@ -29,6 +29,9 @@ struct FaultyDisk final : FileLayer {
     if (while_reading) while_reading();
     return result(disk.read(descriptor, bytes, std::min(size, size_t{700})), std::exchange(read_error, 0));
   }
+  int startWriting(int descriptor) override { return disk.startWriting(descriptor); }
+  int sync(int descriptor) override { return disk.sync(descriptor); }
+  int syncFolder(const std::string& path) override { return disk.syncFolder(path); }
   int64_t seek(int descriptor, int64_t offset) override {
     return result(disk.seek(descriptor, offset), std::exchange(seek_error, 0));
   }

@@ -1,0 +1,104 @@
+// What is brought to disk, and a disk that fails or hangs.
+#include "files/DiskSync.h"
+
+#include "tests/files/EngineRig.h"
+
+#include <condition_variable>
+#include <mutex>
+
+namespace vurl {
+
+/// A disk that notes what it is asked for, and hangs or fails on demand.
+struct NotingDisk final : FileLayer {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::map<int, std::string> names;
+  std::vector<std::string> calls;
+  bool hangs = false;
+  int sync_error = 0;
+
+  void note(const std::string& call) {
+    std::unique_lock lock(mutex);
+    calls.push_back(call);
+    changed.notify_all();
+    changed.wait(lock, [this] { return !hangs; });
+  }
+  void hang(bool hang) {
+    const std::lock_guard lock(mutex);
+    hangs = hang;
+    changed.notify_all();
+  }
+  bool has(const std::string& call) {
+    std::unique_lock lock(mutex);
+    const auto is_there = [&] { return std::find(calls.begin(), calls.end(), call) != calls.end(); };
+    return changed.wait_for(lock, std::chrono::seconds(60), is_there);
+  }
+  int openForReading(const std::string& path) override {
+    note("open " + path);
+    names[static_cast<int>(names.size()) + 100] = path;
+    return static_cast<int>(names.size()) + 99;
+  }
+  int startWriting(int descriptor) override { return note("write " + names[descriptor]), 0; }
+  int sync(int descriptor) override {
+    note("sync " + names[descriptor]);
+    return sync_error == 0 ? 0 : (errno = sync_error, -1);
+  }
+  int syncFolder(const std::string& path) override { return note("sync " + path), 0; }
+  int close(int descriptor) override { return note("close " + names[descriptor]), 0; }
+  int createExclusive(const std::string&) override { return -1; }
+  ssize_t read(int, void*, size_t) override { return -1; }
+  ssize_t write(int, const void*, size_t) override { return -1; }
+  int64_t seek(int, int64_t) override { return -1; }
+};
+
+struct DiskSyncTest : OutputFileTest {
+  std::string told() {
+    const std::lock_guard lock(told_mutex);
+    return told_lines;
+  }
+
+  std::shared_ptr<NotingDisk> noting = std::make_shared<NotingDisk>();
+  std::mutex told_mutex;
+  std::string told_lines;
+  std::unique_ptr<DiskSync> sync = std::make_unique<DiskSync>(
+      noting,
+      [this](const std::string& path, int error) {
+        const std::lock_guard lock(told_mutex);
+        told_lines += path + ": " + systemError(error) + "\n";
+      },
+      std::chrono::milliseconds(50));
+};
+
+TEST_F(DiskSyncTest, aTakeIsWrittenOutWhileItRunsAndSyncedBehindItsEnd) {
+  engine.setDiskSync(*sync);
+  record(48000);
+  EXPECT_TRUE(noting->has("write " + path()));
+  finish();
+  ASSERT_TRUE(sync->wait(std::chrono::seconds(60)));
+  const std::vector<std::string> end = {"sync " + path(), "close " + path(), "sync " + folder.path.string() + "/"};
+  EXPECT_TRUE(std::search(noting->calls.begin(), noting->calls.end(), end.begin(), end.end()) != noting->calls.end());
+  EXPECT_EQ(told(), "");
+  noting->sync_error = EIO;
+  record(48000);
+  finish();
+  ASSERT_TRUE(sync->wait(std::chrono::seconds(60)));
+  EXPECT_EQ(told(), path() + ": Input/output error\n");
+}
+
+TEST_F(DiskSyncTest, aDiskThatHangsHoldsUpNeitherTakesNorTheEnd) {
+  engine.setDiskSync(*sync);
+  noting->hang(true);
+  for (int i = 0; i < 3; ++i) {
+    record(48000);
+    finish();
+    EXPECT_FALSE(engine.reason());
+  }
+  EXPECT_EQ(takes.size(), 3U);
+  EXPECT_FALSE(sync->wait(std::chrono::milliseconds(10)));
+  sync.reset();
+  EXPECT_TRUE(log.contains("A disk does not answer"));
+  noting->hang(false); // the thread that was left behind ends, and tells nobody
+  EXPECT_TRUE(noting->has("close " + path()));
+}
+
+} // namespace vurl
