@@ -230,11 +230,11 @@ std::string CutHeader::complete(uint8_t* block, const UserDefaults& defaults) co
   }
   std::string completed = document;
   const size_t speed = speedOf(completed);
-  const std::string duration = meta_data.durationString();
+  std::string duration = meta_data.durationString();
   const bool is_told = speed != std::string::npos &&
                        replaceContent(completed, "DURATION_SAMPLES", speed, text("%qi", nr_frames)) &&
                        replaceContent(completed, "DURATION_TEXT", speed, duration);
-  if (is_told) std::memcpy(block + document_offset, completed.data(), completed.size());
+  if (is_told) std::copy(completed.begin(), completed.end(), block + document_offset);
   if (!is_told) log("The document of a take that was cut off does not tell its duration");
   return duration;
 }
