@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 namespace vurl {
 namespace {
@@ -28,21 +29,28 @@ const Field* fieldOf(const std::string& key) {
   return found == kFields.end() ? nullptr : &*found;
 }
 
-/// Whether `format` holds the token, with or without a width.
-bool holdsToken(std::string_view format, char token) {
+/// The widths that `format` holds the token with: digits, or nothing.
+std::set<std::string> widthsOfToken(std::string_view format, char token) {
+  std::set<std::string> widths;
   for (size_t i = format.find('%'); i < format.size(); i = format.find('%', i + 1)) {
+    std::string width;
     ++i;
-    if (i < format.size() && format[i] >= '0' && format[i] <= '9') ++i;
-    if (i < format.size() && format[i] == token) return true;
+    if (i < format.size() && format[i] >= '0' && format[i] <= '9') width = format[i++];
+    if (i < format.size() && format[i] == token) widths.insert(width);
   }
-  return false;
+  return widths;
 }
 
-/// `typed` as it stands in a file name.
-std::string inFileName(const UserDefaults& defaults, const std::string& typed) {
+/// `typed` as it stands in a file name. Scene, slate, take and roll take a width all alike, the other tokens take none.
+std::string inFileName(const UserDefaults& defaults, const std::string& typed, char token, const std::string& width) {
   MetaData take(defaults);
-  take.setProject(typed);
-  return take.stringWithFormat("%p", true, 0);
+  take.setScene(typed);
+  const bool is_padded = std::string_view("sltr").find(token) != std::string_view::npos;
+  return take.stringWithFormat('%' + (is_padded ? width : "") + 's', true, 0);
+}
+
+std::string_view withoutZeros(std::string_view number) {
+  return number.substr(std::min(number.find_first_not_of('0'), number.size()));
 }
 
 } // namespace
@@ -57,9 +65,10 @@ std::vector<std::string> textWarnings(const UserDefaults& defaults, const std::s
   if (field->in_csv && typed.find('"') != std::string::npos) {
     warnings.emplace_back("A quote ends the column in the CSV report too early.");
   }
-  if (field->token != 0 && holdsToken(defaults.stringForKey("filename_format"), field->token)) {
-    const std::string clean = inFileName(defaults, typed);
-    if (clean != typed) warnings.push_back(text("In file names this reads %@.", clean));
+  if (field->token == 0) return warnings;
+  for (const std::string& width : widthsOfToken(defaults.stringForKey("filename_format"), field->token)) {
+    const std::string name = inFileName(defaults, typed, field->token, width);
+    if (withoutZeros(name) != withoutZeros(typed)) warnings.push_back(text("In file names this reads %@.", name));
   }
   return warnings;
 }

@@ -67,26 +67,32 @@ void ChannelStripBox::setStartValue(int32_t value) {
   start_value = value;
   for (const auto& view : channel_views) view->setStartValue(static_cast<float>(value));
   for (const auto& header : channel_headers) header->setStartValue(static_cast<float>(value));
-  update();
+  redraw();
 }
 
 void ChannelStripBox::setWarnValue(int32_t value) {
   warn_value = value;
   for (const auto& view : channel_views) view->setWarnValue(static_cast<float>(value));
-  update();
+  redraw();
 }
 
 void ChannelStripBox::setErrorValue(int32_t value) {
   error_value = value;
   for (const auto& view : channel_views) view->setErrorValue(static_cast<float>(value));
-  update();
+  redraw();
 }
 
 void ChannelStripBox::setEndValue(int32_t value) {
   end_value = value;
   for (const auto& view : channel_views) view->setEndValue(static_cast<float>(value));
   for (const auto& header : channel_headers) header->setEndValue(static_cast<float>(value));
+  redraw();
+}
+
+/// Meters paint every pixel of theirs, so that what lies behind them is not redrawn with them, nor they with it.
+void ChannelStripBox::redraw() {
   update();
+  for (const auto& view : channel_views) view->meter().update();
 }
 
 void ChannelStripBox::setNrChannels(int32_t n) {

@@ -59,6 +59,7 @@ protected:
   void resizeEvent(QResizeEvent* event) override;
 
 private:
+  void redraw();
   void repositionChildren();
   void placeColumn(uint32_t column, uint32_t rows, int column_width);
   void noteResize();

@@ -2,6 +2,7 @@
 
 #include "platform/Text.h"
 #include "views/SettingsBinding.h"
+#include "views/TextHint.h"
 
 #include <QtGui/QKeyEvent>
 #include <QtGui/QPainter>
@@ -77,7 +78,9 @@ void ChannelView::describe() {
 }
 
 void ChannelView::awakeFromNib(UserDefaults& defaults) {
-  SettingsBinding::bind(name_field, defaults, text("name_for_channel%02i", channel_nr));
+  const std::string key = text("name_for_channel%02i", channel_nr);
+  SettingsBinding::bind(name_field, defaults, key);
+  TextHint::watch(name_field, defaults, key);
 }
 
 void ChannelView::setLevelEdgeLeft(int32_t left, int32_t right) {

@@ -14,8 +14,9 @@ TEST(TextHint, WarnsOfWhatOtherProgramsChokeOn) {
     const char* warned; ///< a part of it; empty for no warning at all
   };
   const Case cases[] = {
-      {"scene", "12A", ""},
-      {"scene", "12/A b", "reads 12_A_b."},
+      {"scene", "12", ""},
+      {"scene", "12A", "reads 012."}, // the width takes numbers only
+      {"scene", "A/12 b", "reads A_12_b."},
       {"roll", "R 1", ""}, // not in the names
       {"note", "dog & cat", "iXML"},
       {"note", "say \"cut\"", "CSV"},
