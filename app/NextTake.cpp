@@ -63,6 +63,14 @@ MetaData nextTake(const UserDefaults& defaults, int32_t files, int32_t sample_ra
   return take;
 }
 
+std::string nextTakeWarning(const MetaData& take) {
+  if (take.nrFiles() == 0) return "The take has no files.";
+  for (int32_t file = 0; file < take.nrFiles(); ++file) {
+    if (take.pathForFolder(take.folderForFile(file)).empty()) return text("File %i has no folder.", file + 1);
+  }
+  return namesCollide(take) ? "Some files would have the same name." : "";
+}
+
 bool namesCollide(const MetaData& take) {
   std::set<std::string> names;
   for (int32_t file = 0; file < take.nrFiles(); ++file) {

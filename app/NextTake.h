@@ -10,6 +10,10 @@ namespace vurl {
 MetaData nextTake(const UserDefaults& defaults, int32_t files = MetaData::kMaximumFiles, int32_t sample_rate = 48000,
                   const WallClock& clock = systemWallTime);
 
+/// Why `take` could not be recorded, as a sentence for the user; empty when nothing speaks against it. Whether its
+/// folders are there is not looked at.
+std::string nextTakeWarning(const MetaData& take);
+
 /// Whether two files of `take` have the same path, so that it could not be recorded.
 bool namesCollide(const MetaData& take);
 

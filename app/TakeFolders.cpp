@@ -59,20 +59,18 @@ int addTakeFiles(const std::string& folder, std::vector<std::string>& paths) {
 }
 
 std::optional<DiskRoom> diskRoom(const std::string& path) {
-  for (std::filesystem::path folder = path; !folder.empty(); folder = folder.parent_path()) {
-    struct statvfs room {};
-    struct stat about {};
-    if (statvfs(folder.c_str(), &room) == 0 && stat(folder.c_str(), &about) == 0) {
-      return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev};
-    }
-    if (folder == folder.parent_path()) break;
-  }
-  return std::nullopt;
+  struct statvfs room {};
+  struct stat about {};
+  const bool found = stat(path.c_str(), &about) == 0;
+  const bool is_missing = found ? !S_ISDIR(about.st_mode) : errno == ENOENT || errno == ENOTDIR;
+  if (is_missing) return DiskRoom{0, 0, false};
+  if (!found || statvfs(path.c_str(), &room) != 0) return std::nullopt;
+  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev};
 }
 
 std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,
                                    const std::vector<std::optional<DiskRoom>>& rooms, size_t index) {
-  if (index >= rooms.size() || index >= folders.size() || !rooms[index]) return std::nullopt;
+  if (index >= rooms.size() || index >= folders.size() || !rooms[index] || !rooms[index]->is_there) return std::nullopt;
   int64_t byte_rate = 0;
   for (size_t i = 0; i < std::min(folders.size(), rooms.size()); ++i) {
     if (rooms[i] && rooms[i]->disk == rooms[index]->disk) byte_rate += folders[i].byte_rate;

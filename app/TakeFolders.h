@@ -33,10 +33,11 @@ int addTakeFiles(const std::string& folder, std::vector<std::string>& paths);
 struct DiskRoom {
   int64_t free_bytes = 0; ///< that this user may write
   uint64_t disk = 0;      ///< the same number for folders that share a disk
+  bool is_there = true;   ///< without its folder a take cannot be made: nobody makes it
 };
 
-/// Asks the system about `path`, or the nearest folder above it that exists when it is still to be made. Nothing when
-/// that cannot be told. May block as long as a disk does not answer. Any thread.
+/// Asks the system about the folder at `path`. Nothing when that cannot be told. May block as long as a disk does not
+/// answer. Any thread.
 std::optional<DiskRoom> diskRoom(const std::string& path);
 
 /// How many seconds of the take fit on the disk of folder `index`, all folders on the same disk growing together;

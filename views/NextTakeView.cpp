@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 #include "views/SettingControls.h"
 
+#include <QtGui/QTextDocumentFragment>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
 
@@ -13,6 +14,7 @@ namespace {
 constexpr std::chrono::seconds kTick{1};
 constexpr int kTicksPerQuestion = 3;
 constexpr int64_t kLowSeconds = 900;
+constexpr size_t kFoldersInALine = 2;
 
 QString shortened(const std::string& path) {
   const QString home = QString::fromStdString(expandTilde("~"));
@@ -25,6 +27,13 @@ std::vector<std::string> pathsOf(const std::vector<TakeFolder>& folders) {
   paths.reserve(folders.size());
   for (const TakeFolder& folder : folders) paths.push_back(folder.path);
   return paths;
+}
+
+/// A screen reader tells a label's description, for the label's name is what it is for.
+void showWords(QLabel& label, const QString& words) {
+  if (label.text() == words) return;
+  label.setText(words);
+  label.setAccessibleDescription(QTextDocumentFragment::fromHtml(words).toPlainText());
 }
 
 } // namespace
@@ -62,17 +71,26 @@ void NextTakeView::setRecording(bool on) {
 /// Names may hold the time, so they are made anew every second; the disks are asked less often.
 void NextTakeView::refresh() {
   timer.start(kTick);
-  if (!recording || folders.empty())
-    folders = foldersOf(nextTake(defaults, MetaData::kMaximumFiles, sample_rate ? sample_rate() : 0));
+  if (!recording || folders.empty()) lookAhead();
   if (std::exchange(changed, false) || ticks++ % kTicksPerQuestion == 0) disks.ask(pathsOf(folders));
-  files->setText(filesInWords());
+  const bool many = folders.size() > kFoldersInALine; // a line of their own each, so that the window stays narrow
+  static_cast<QBoxLayout*>(layout())->setDirection(many ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+  for (QLabel* label : {files, room}) label->setWordWrap(many);
+  showWords(*files, filesInWords());
   files->setToolTip(files->text());
-  room->setText(roomInWords());
+  showWords(*room, roomInWords());
+}
+
+void NextTakeView::lookAhead() {
+  const MetaData take = nextTake(defaults, MetaData::kMaximumFiles, sample_rate ? sample_rate() : 0);
+  folders = foldersOf(take);
+  warning = QString::fromStdString(nextTakeWarning(take));
 }
 
 QString NextTakeView::filesInWords() const {
   if (folders.empty()) return tr("Next take: no files. Set up files and folders in the preferences.");
   QStringList parts;
+  if (!recording && !warning.isEmpty()) parts += tr("<b>⚠ CANNOT BE RECORDED: %1</b>").arg(warning.toHtmlEscaped());
   for (const TakeFolder& folder : folders) {
     const QString folder_name = shortened(folder.path).toHtmlEscaped();
     const QString first = QString::fromStdString(folder.first_name).toHtmlEscaped();
@@ -98,12 +116,15 @@ QString NextTakeView::roomInWords() const {
     QString words = rooms[i] ? tr("%1 GB free").arg(static_cast<double>(rooms[i]->free_bytes) / 1e9, 0, 'f', 1)
                              : tr("free space unknown");
     if (seconds) words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), words);
+    const bool is_missing = rooms[i] && !rooms[i]->is_there;
+    if (is_missing) words = tr("FOLDER NOT THERE");
     const bool low = seconds && *seconds < kLowSeconds;
     words = words.toHtmlEscaped();
     if (folders.size() > 1) words = tr("%1: %2").arg(QString::number(i + 1), words);
-    parts += low ? tr("<b>⚠ LOW: %1</b>").arg(words) : words;
+    words.replace(QLatin1Char(' '), QStringLiteral("&nbsp;")); // lines break between folders
+    parts += is_missing ? tr("<b>⚠ %1</b>").arg(words) : low ? tr("<b>⚠ LOW: %1</b>").arg(words) : words;
   }
-  return parts.join(QStringLiteral("&nbsp;&nbsp;&nbsp;"));
+  return parts.join(QStringLiteral("&nbsp;&nbsp; "));
 }
 
 } // namespace vurl

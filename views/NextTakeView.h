@@ -30,6 +30,7 @@ public:
 
 private:
   void refresh();
+  void lookAhead();
   QString filesInWords() const;
   QString roomInWords() const;
 
@@ -38,6 +39,7 @@ private:
   UserDefaults::ObservationHandle changes;
   DiskWatch disks;
   std::vector<TakeFolder> folders;
+  QString warning; ///< why the next take could not be recorded
   QTimer timer;
   bool changed = true; ///< a setting, since the record was made
   int ticks = 0;

@@ -1,5 +1,6 @@
 #include "app/TakeFolders.h"
 
+#include "app/NextTake.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -27,18 +28,23 @@ TEST(TakeFoldersTest, FoldersOnOneDiskShareItsRoom) {
   EXPECT_TRUE(folders[0].path == "/a" && folders[0].nr_files == 2 && folders[0].byte_rate == 2 * 144000);
   EXPECT_TRUE(folders[1].path == "/b" && folders[1].nr_files == 1 && folders[1].byte_rate == 288000);
 
+  EXPECT_EQ(nextTakeWarning(take), "");
+  take.setPath("", 3);
+  EXPECT_EQ(nextTakeWarning(take), "File 3 has no folder.");
+
   const DiskRoom ten_seconds{5760000, 1};
   EXPECT_EQ(secondsLeft(folders, {ten_seconds, ten_seconds}, 0), 10);
   EXPECT_EQ(secondsLeft(folders, {ten_seconds, DiskRoom{5760000, 2}}, 0), 20);
   EXPECT_EQ(secondsLeft(folders, {ten_seconds, std::nullopt}, 1), std::nullopt);
 }
 
-TEST(TakeFoldersTest, AFolderThatIsStillToBeMadeHasTheRoomOfTheOneAboveIt) {
+TEST(TakeFoldersTest, AFolderThatIsMissingHasNoRoomWhateverTheDiskAboveItHas) {
   const TemporaryFolder folder;
   const auto here = diskRoom(folder.path.string());
-  const auto below = diskRoom(folder.file("not/yet"));
+  const auto below = diskRoom(folder.file("not/there"));
   ASSERT_TRUE(here && below);
-  EXPECT_TRUE(here->disk == below->disk && below->free_bytes > 0);
+  EXPECT_TRUE(here->is_there && here->free_bytes > 0 && !below->is_there);
+  EXPECT_EQ(secondsLeft({TakeFolder{"", 1, 1, "", ""}}, {below}, 0), std::nullopt);
   EXPECT_EQ(durationInWords(11520) + ", " + durationInWords(570), "3 h 12 min, 9 min 30 s");
 }
 
