@@ -54,7 +54,19 @@ bool MainMenuControler::choose(DeviceMenu which, int64_t tag) {
   case DeviceMenu::sample_rate: sampleRateChanged(); break;
   case DeviceMenu::clock_source: clockSourceChanged(); break;
   }
+  // A device that refuses the choice sends no news of it.
+  if (const int32_t reported = reportedTag(which); reported != -1) selectInMenu(which, static_cast<uint32_t>(reported));
   return true;
+}
+
+int32_t MainMenuControler::reportedTag(DeviceMenu which) const {
+  switch (which) {
+  case DeviceMenu::data_source: return input_device.dataSource();
+  case DeviceMenu::sample_rate: return input_device.sampleRate();
+  case DeviceMenu::clock_source: return input_device.clockSource();
+  case DeviceMenu::device: break;
+  }
+  return -1;
 }
 
 // The user's choices
@@ -68,10 +80,18 @@ void MainMenuControler::deviceChanged(Sender sender) {
     return;
   }
   const PopupMenu::Item chosen = *item; // the menu may be rebuilt while the device is opened
+  if (sender == Sender::user && isInUse(chosen) && output_file.state() != OutputFile::IDLE) {
+    defaults.setObject(chosen.title, "selected_device"); // nothing changes, so no take ends
+    return;
+  }
   if (sender == Sender::user) rememberDevice(chosen.title);
   device_in_use = chosen.title;
   input_device.setSelectedDevice(static_cast<uint32_t>(chosen.tag));
   audio_ring.parseTODTime();
+}
+
+bool MainMenuControler::isInUse(const PopupMenu::Item& device) const {
+  return input_device.selectedDevice() == static_cast<int32_t>(device.tag);
 }
 
 void MainMenuControler::rememberDevice(const std::string& name) {

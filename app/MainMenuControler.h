@@ -92,6 +92,8 @@ public:
 
   // Device menus: the user's choices
 
+  /// Opens the device that its menu is on. While something runs, the user's choice of the device in use is noted and
+  /// ends nothing.
   void deviceChanged(Sender sender);
   /// Notes the user's choice, the display name of a device, as the one to select from now on. A real device switches
   /// the test generator off for good.
@@ -134,6 +136,9 @@ private:
   void fill(DeviceMenu which, std::vector<PopupMenu::Item> items);
   void selectInMenu(DeviceMenu which, int64_t tag);
   PopupMenu& menuFor(DeviceMenu which);
+  bool isInUse(const PopupMenu::Item& device) const;
+  /// What the device says is in use of what a menu offers, or -1.
+  int32_t reportedTag(DeviceMenu which) const;
   void incrementNumber(const char* key);
   void hideGeneratorIfDevicePulled(const std::vector<PopupMenu::Item>& devices);
   std::string timecode(int64_t samples) const;

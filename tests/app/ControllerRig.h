@@ -56,7 +56,7 @@ struct RecordingLayoutView final : ChannelLayoutView {
   void redrawMatrix() override { ++redraws; }
 };
 
-/// A device that a test plugs and pulls: stereo, at one rate, never delivering.
+/// A device that a test plugs and pulls: stereo, never delivering, and staying at one of its rates.
 class PlugDevice final : public AudioService {
 public:
   PlugDevice(HardwareModel& hardware, PollRunLoop& loop) : model(hardware), run_loop(loop) {}
@@ -67,7 +67,7 @@ public:
     description.manufacturer = "Plug";
     description.name = name;
     description.inputs = {{"Line", 2}};
-    description.nominal_sample_rates = {44100};
+    description.nominal_sample_rates = {44100, 48000};
     description.nominal_sample_rate = 44100;
     id = model.publish(*this, description);
     run_loop.drain();

@@ -156,6 +156,8 @@ TEST_F(ControllerTest, RemembersTheUsersChoiceOnly) {
   EXPECT_EQ(chosen(), "Plug - A");
   EXPECT_EQ(defaults.stringForKey("selected_device"), "") << "taken by itself, not chosen";
   EXPECT_FALSE(view.menus[1].enabled) << "it has no data sources";
+  EXPECT_TRUE(controller.choose(DeviceMenu::sample_rate, 48000));
+  EXPECT_EQ(chosen(DeviceMenu::sample_rate), "44100 Hz") << "it refuses";
   ASSERT_TRUE(controller.choose(DeviceMenu::device, view.menus[0].items[0].tag));
   run_loop.drain();
   EXPECT_EQ(defaults.stringForKey("selected_device"), "Plug - A");

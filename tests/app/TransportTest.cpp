@@ -79,6 +79,14 @@ TEST(Transport, EveryChangeAtTheHardwareInEveryState) {
   }
 }
 
+TEST(Transport, ChoosingTheDeviceInUseEndsNothing) {
+  inEveryState([](ControllerRig& rig, State state) {
+    EXPECT_TRUE(rig.controller.choose(DeviceMenu::device, rig.input_device.selectedDevice()));
+    EXPECT_TRUE(rig.output_file.state() == state && !rig.output_file.reason());
+    EXPECT_EQ(rig.defaults.stringForKey("selected_device"), "Vurl - Test Generator");
+  });
+}
+
 TEST(Transport, WhatTheWindowShowsInEachState) {
   // clang-format off
   const char* const shown[] = {
