@@ -31,6 +31,7 @@ constexpr QSize kFrame(0, 40); ///< what the desktop puts around a window
 constexpr int kHistoryHeight = 130;
 constexpr int kFirstSplit = 510;        ///< of strips and history together, before the window has been laid out
 constexpr int kTransientMessage = 8000; ///< ms
+constexpr int kSettingsPause = 2000;    ///< ms behind a change, until the settings are written
 
 /// The engine's states in words, by number.
 constexpr std::array kStateWords = {
@@ -88,6 +89,7 @@ MainWindow::MainWindow(UserDefaults& user_defaults, UserDefaults& window_memory)
   makeStatusBar();
   makeMenus();
   restorePlaces();
+  keepSettings();
   history_table->setFocus();
 }
 
@@ -276,6 +278,20 @@ void MainWindow::quit() {
     time_counter_field->repaint();
   }
   QApplication::exit(0);
+}
+
+/// What the user has set up survives a power cut. Never during a take: a disk under load may hold the window up.
+void MainWindow::keepSettings() {
+  save_timer.setSingleShot(true);
+  save_timer.setInterval(kSettingsPause);
+  connect(&save_timer, &QTimer::timeout, this, [this] {
+    if (engine_state != OutputFile::IDLE) {
+      save_timer.start();
+    } else if (const auto reason = defaults.synchronize()) {
+      showAlert(tr("The settings are not saved.").toStdString(), *reason);
+    }
+  });
+  any_setting = defaults.observe("", [this](const std::string&) { save_timer.start(); });
 }
 
 void MainWindow::restorePlaces() {

@@ -13,6 +13,7 @@
 #include "views/TimeField.h"
 #include "views/TransportButton.h"
 
+#include <QtCore/QTimer>
 #include <QtWidgets/QMainWindow>
 
 class QLabel;
@@ -85,6 +86,7 @@ private:
   void restorePlaces();
   void fitStrips();
   void savePlaces();
+  void keepSettings();
 
   UserDefaults& defaults;
   UserDefaults& memory;
@@ -104,6 +106,8 @@ private:
   DeviceBar* device_bar = nullptr;
   QSplitter* splitter = nullptr;
   QLabel* losses_label = nullptr;
+  QTimer save_timer;
+  UserDefaults::ObservationHandle any_setting;
   QAction* preferences_command = nullptr;
   QAction* restore_command = nullptr;
   PreferencesPanel* preferences = nullptr;
