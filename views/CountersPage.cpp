@@ -24,7 +24,9 @@ void CountersPage::addNextTake(QVBoxLayout& page) {
   QLineEdit* const scene = settingField(defaults, "scene");
   connect(scene, &QLineEdit::textEdited, this, &CountersPage::sceneChanged);
   addRow(*rows, tr("Scene"), scene);
-  addRow(*rows, tr("Slate"), settingField(defaults, "slate"));
+  QLineEdit* const slate = settingField(defaults, "slate");
+  connect(slate, &QLineEdit::textEdited, this, &CountersPage::sceneChanged);
+  addRow(*rows, tr("Slate"), slate);
   addRow(*rows, tr("Take"), settingField(defaults, "take"));
   addRow(*rows, tr("Roll"), settingField(defaults, "roll"));
   addRow(*rows, tr("Note"), settingField(defaults, "note"));

@@ -17,7 +17,7 @@ public:
   explicit CountersPage(UserDefaults& defaults);
 
 Q_SIGNALS:
-  /// The user has typed another scene.
+  /// The user has typed another scene or slate.
   void sceneChanged();
 
 private:

@@ -3,6 +3,7 @@
 #include "engine/AudioRing.h"
 #include "timecode/ltc.h"
 #include "views/SettingControls.h"
+#include "views/SettingsBinding.h"
 
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QComboBox>
@@ -29,6 +30,8 @@ void GeneralPage::addInputs(QVBoxLayout& page) {
   device->setToolTip(tr("The name of the device that is taken whenever it is there. The device menu stores it."));
   addRow(*rows, tr("Preferred device"), device);
   QLineEdit* const alsa = settingField(defaults, "alsa_devices");
+  // Each half-typed name would be opened as a device, and the list of devices would change, which ends a take.
+  SettingsBinding::bind(*alsa, defaults, "alsa_devices", SettingsBinding::Write::when_finished);
   alsa->setPlaceholderText(tr("none"));
   alsa->setToolTip(tr("Names of ALSA PCMs that are listed besides the cards, with commas between them."));
   addRow(*rows, tr("Further ALSA devices"), alsa);

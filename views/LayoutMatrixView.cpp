@@ -41,7 +41,7 @@ LayoutMatrixView::LayoutMatrixView(const LayoutMatrix& shown, QWidget* parent)
   small.setPixelSize(kTextSize);
   viewport()->setFont(small);
   viewport()->setMouseTracking(true);
-  setFocusPolicy(Qt::StrongFocus);
+  setFocusPolicy(Qt::TabFocus); // behind a click the space bar would switch the same cell back
   setAccessibleName(tr("Routing: channels and folders down, inputs, outputs and files across"));
   horizontalScrollBar()->setSingleStep(kCell);
   verticalScrollBar()->setSingleStep(kCell);

@@ -71,12 +71,15 @@ void MainWindow::makeTransportMenu(QMenu& menu) {
   menu.addSeparator();
   QAction* const monitoring = menu.addAction(tr("&Monitoring"));
   monitoring->setShortcut(QKeySequence(tr("Ctrl+M")));
+  monitoring->setShortcutContext(Qt::ApplicationShortcut);
+  monitoring->setAutoRepeat(false);
   SettingsBinding::bind(*monitoring, defaults, "monitoring");
 }
 
 void MainWindow::setPreferences(PreferencesPanel* panel) {
   preferences = panel;
   for (QAction* command : {preferences_command, restore_command}) command->setVisible(panel != nullptr);
+  if (panel != nullptr) connect(panel, &PreferencesPanel::toggleWanted, this, [this] { press(TOGGLE); });
 }
 
 void MainWindow::chooseCsvFolder() {

@@ -13,7 +13,10 @@
 #include "views/SettingControls.h"
 
 #include <QtGui/QGuiApplication>
+#include <QtGui/QKeyEvent>
 #include <QtGui/QScreen>
+#include <QtGui/QShortcut>
+#include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
@@ -59,6 +62,10 @@ PreferencesPanel::PreferencesPanel(UserDefaults& user_defaults, QWidget* parent)
   page->addWidget(tabs);
   page->addWidget(buttons);
 
+  auto* const space_bar = owned<QShortcut>(QKeySequence(Qt::Key_Space), this);
+  space_bar->setAutoRepeat(false);
+  connect(space_bar, &QShortcut::activated, this, &PreferencesPanel::toggleWanted);
+
   refresh_timer.setSingleShot(true);
   connect(&refresh_timer, &QTimer::timeout, this, &PreferencesPanel::refresh);
   connect(tabs, &QTabWidget::currentChanged, &refresh_timer, qOverload<>(&QTimer::start));
@@ -82,6 +89,15 @@ void PreferencesPanel::addTab(QWidget* page, const QString& name, const QString&
   }
   page->setObjectName(name);
   tabs->addTab(page, title);
+}
+
+/// The space bar works a button that the tab key has reached, and what else accepts it; from all the rest it is the
+/// transport's.
+bool PreferencesPanel::event(QEvent* event) {
+  if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space &&
+      qobject_cast<QAbstractButton*>(focusWidget()) != nullptr)
+    event->accept();
+  return QDialog::event(event);
 }
 
 void PreferencesPanel::setControllers(ChannelLayoutControler& layout, FolderControler& folders) {

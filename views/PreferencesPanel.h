@@ -49,10 +49,13 @@ public:
   void chooseFolder(const std::string& path, Chosen chosen) override;
 
 Q_SIGNALS:
-  /// The user has typed another scene in the panel.
+  /// The user has typed another scene or slate in the panel.
   void sceneChanged();
+  /// The space bar was pressed where nothing in the panel has a use for it.
+  void toggleWanted();
 
 protected:
+  bool event(QEvent* event) override;
   void hideEvent(QHideEvent* event) override;
 
 private:

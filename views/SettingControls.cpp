@@ -28,8 +28,18 @@ Control* bound(Control* control, UserDefaults& defaults, const std::string& key)
 
 } // namespace
 
+void takeNoFocus(QAbstractButton& button) {
+  button.setFocusPolicy(Qt::TabFocus);
+  QObject::connect(&button, &QAbstractButton::pressed, &button, [&button] {
+    QWidget* const field = button.window()->focusWidget();
+    if (field != nullptr && field != &button) field->clearFocus();
+  });
+}
+
 QCheckBox* settingBox(UserDefaults& defaults, const std::string& key, const QString& title) {
-  return bound(owned<QCheckBox>(title), defaults, key);
+  auto* const box = owned<QCheckBox>(title);
+  takeNoFocus(*box);
+  return bound(box, defaults, key);
 }
 
 QComboBox* settingMenu(UserDefaults& defaults, const std::string& key, std::initializer_list<SettingItem> items) {
@@ -57,6 +67,7 @@ QLineEdit* settingField(UserDefaults& defaults, const std::string& key) {
 QPushButton* quietButton(const QString& title) {
   auto* const button = owned<QPushButton>(title);
   button->setAutoDefault(false);
+  takeNoFocus(*button);
   return button;
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+class QAbstractButton;
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
@@ -40,7 +41,11 @@ QSpinBox* settingNumber(UserDefaults& defaults, const std::string& key, const QS
 /// With a warning sign where the text may do harm.
 QLineEdit* settingField(UserDefaults& defaults, const std::string& key);
 
-/// A push button that Enter, pressed in a field, does not press.
+/// Leaves the space bar to the transport when `button` is clicked: only the tab key brings the keyboard there. What was
+/// being typed is finished by the click.
+void takeNoFocus(QAbstractButton& button);
+
+/// A push button that Enter, pressed in a field, does not press, and that takes no focus.
 QPushButton* quietButton(const QString& title);
 
 /// A titled group at the end of `page`, to be filled with rows.

@@ -61,19 +61,22 @@ QLineEdit* SlateBar::addField(const char* key, const QString& title, int column,
 }
 
 void SlateBar::addCount(int column) {
-  auto* const count = owned<QSpinBox>();
+  count = owned<QSpinBox>();
   count->setRange(0, kMaximumCount);
   count->setToolTip(tr("The part of the take: counts up when a take is cut short or split"));
   count->setFixedWidth(72);
-  count->setFocusPolicy(Qt::ClickFocus);
+  count->setFocusPolicy(Qt::StrongFocus);
   WheelGuard::protect(*count);
   SettingsBinding::bind(*count, defaults, "count");
+  connect(count->findChild<QLineEdit*>(), &QLineEdit::returnPressed, count, &QSpinBox::clearFocus);
   auto* const grid = static_cast<QGridLayout*>(layout());
   grid->addWidget(labelFor(*count, tr("Count")), 0, column);
   grid->addWidget(count, 1, column);
 }
 
+/// Texts are stored as they are typed; a number is when its field is left.
 void SlateBar::finishEditing() {
+  if (count->hasFocus()) count->clearFocus();
   if (std::exchange(scene_edited, false)) Q_EMIT sceneChanged();
 }
 

@@ -6,6 +6,8 @@
 
 #include <QtWidgets/QLineEdit>
 
+class QSpinBox;
+
 namespace vurl {
 
 class SlateBar final : public QWidget {
@@ -31,6 +33,7 @@ private:
 
   UserDefaults& defaults;
   bool scene_edited = false;
+  QSpinBox* count = nullptr;
 };
 
 } // namespace vurl

@@ -11,6 +11,7 @@
 #include <QtTest/QTest>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QSpinBox>
 
 namespace vurl {
 namespace {
@@ -80,6 +81,11 @@ TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurv
   devices.setCurrentIndex(devices.findText(GeneratorHardware::kDisplayName));
   Q_EMIT devices.activated(devices.currentIndex());
   ASSERT_TRUE(reaches("Stopped"));
+
+  auto* const count = window.slate().findChild<QSpinBox*>();
+  count->setFocus();
+  QTest::keyClick(count, Qt::Key_Return);
+  EXPECT_FALSE(count->hasFocus()); // the space bar is the transport's again
 
   click(REC);
   ASSERT_TRUE(reaches("RECORDING"));
