@@ -41,7 +41,7 @@ void ChannelHeader::paintEvent(QPaintEvent*) {
   if (in_live_resize || width() <= kNarrow || !(range > 0)) return;
   QPainter painter(this);
   const double scale = (width() - level_left - level_right) / static_cast<double>(range);
-  const bool crowded = kLabelStep * scale < fontMetrics().horizontalAdvance("-00 ");
+  const bool crowded = kLabelStep * scale < fontMetrics().horizontalAdvance("-00");
   const int step = crowded ? 2 * kLabelStep : kLabelStep;
   for (int value = static_cast<int>(end_value); static_cast<float>(value) >= start_value; value -= step) {
     const QString label = QString::asprintf(value == 0 ? "%3i dbFS" : "%3i", value);

@@ -143,7 +143,7 @@ void HistoryTable::dropEvent(QDropEvent* event) {
 
 void HistoryTable::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-    Q_EMIT playWanted();
+    if (!event->isAutoRepeat()) Q_EMIT playWanted();
     return;
   }
   QTableView::keyPressEvent(event);

@@ -2,6 +2,7 @@
 
 #include "views/LayoutMatrixView.h"
 #include "views/SettingControls.h"
+#include "views/WheelGuard.h"
 
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QGridLayout>
@@ -32,6 +33,7 @@ void LayoutPage::addCounts(QVBoxLayout& page) {
     menu->setObjectName(row.key);
     menu->setAccessibleName(row.title);
     menu->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    WheelGuard::protect(*menu);
     connect(menu, &QComboBox::activated, this, [this, menu, which = row.which](int index) {
       if (channel_layout_controler != nullptr)
         channel_layout_controler->choose(which, menu->itemData(index).toLongLong());

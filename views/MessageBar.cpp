@@ -2,6 +2,7 @@
 
 #include "views/SettingControls.h"
 
+#include <QtGui/QAccessible>
 #include <QtGui/QPainter>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
@@ -53,6 +54,8 @@ void MessageBar::show(const QString& message, const QString& details, const QStr
   messages.removeIf([&](const Message& known) { return known.message == message && known.details == details; });
   messages.append({message, details, action, act});
   showNewest();
+  QAccessibleEvent alert(this, QAccessible::Alert);
+  QAccessible::updateAccessibility(&alert);
 }
 
 void MessageBar::dismiss() {

@@ -1,7 +1,10 @@
 #include "views/TimeField.h"
 
+#include "views/SettingControls.h"
+
 #include <QtGui/QFontDatabase>
 #include <QtGui/QPainter>
+#include <QtWidgets/QAccessibleWidget>
 
 namespace vurl {
 namespace {
@@ -14,9 +17,28 @@ const QColor kGround(244, 245, 238);
 const QColor kEdge(150, 152, 140);
 const QColor kCaptionInk(70, 70, 66);
 
+/// Tells a screen reader the time when it asks; it would talk without end if it were told of every change.
+class AccessibleTime final : public QAccessibleWidget {
+public:
+  explicit AccessibleTime(TimeField* field) : QAccessibleWidget(field, QAccessible::Clock) {}
+
+  QString text(QAccessible::Text which) const override {
+    const auto* const field = static_cast<const TimeField*>(widget());
+    return which == QAccessible::Value ? field->time() : QAccessibleWidget::text(which);
+  }
+};
+
+QAccessibleInterface* makeAccessible(const QString&, QObject* object) {
+  auto* const field = qobject_cast<TimeField*>(object);
+  return field == nullptr ? nullptr : owned<AccessibleTime>(field); // Qt's cache owns it
+}
+
 } // namespace
 
-TimeField::TimeField(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
+TimeField::TimeField(QWidget* parent) : QWidget(parent) {
+  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  [[maybe_unused]] static const bool once = (QAccessible::installFactory(makeAccessible), true);
+}
 
 void TimeField::setTime(const QString& time_digits) {
   if (digits == time_digits) return;
