@@ -27,7 +27,8 @@ void GeneralPage::addInputs(QVBoxLayout& page) {
   QFormLayout* const rows = addGroup(page, tr("Device"));
   QLineEdit* const device = settingField(defaults, "selected_device");
   device->setPlaceholderText(tr("the first one that is there"));
-  device->setToolTip(tr("The name of the device that is taken whenever it is there. The device menu stores it."));
+  device->setToolTip(tr("The name of the device that is taken when the program starts, and when devices come and go. "
+                        "The device menu stores it."));
   addRow(*rows, tr("Preferred device"), device);
   QLineEdit* const alsa = settingField(defaults, "alsa_devices");
   // Each half-typed name would be opened as a device, and the list of devices would change, which ends a take.

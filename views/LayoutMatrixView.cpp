@@ -41,7 +41,7 @@ LayoutMatrixView::LayoutMatrixView(const LayoutMatrix& shown, QWidget* parent)
   small.setPixelSize(kTextSize);
   viewport()->setFont(small);
   viewport()->setMouseTracking(true);
-  setFocusPolicy(Qt::TabFocus); // behind a click the space bar would switch the same cell back
+  setFocusPolicy(Qt::StrongFocus);
   setAccessibleName(tr("Routing: channels and folders down, inputs, outputs and files across"));
   horizontalScrollBar()->setSingleStep(kCell);
   verticalScrollBar()->setSingleStep(kCell);
@@ -116,6 +116,7 @@ void LayoutMatrixView::scrollContentsBy(int, int) {
 
 void LayoutMatrixView::mousePressEvent(QMouseEvent* event) {
   const auto place = placeAt(event->position().toPoint());
+  has_keyboard = false;
   if (event->button() != Qt::LeftButton || !place) return;
   setCurrent(*place);
   Q_EMIT cellClicked(place->row, place->column);
@@ -152,8 +153,9 @@ void LayoutMatrixView::updateBands(std::optional<Place> place) {
 }
 
 bool LayoutMatrixView::event(QEvent* event) {
-  if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space)
-    event->accept(); // the space bar is the grid's while it has the focus
+  if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space &&
+      has_keyboard)
+    event->accept();
   return QAbstractScrollArea::event(event);
 }
 
@@ -164,10 +166,12 @@ void LayoutMatrixView::keyPressEvent(QKeyEvent* event) {
     return;
   }
   const Place place = target(*event);
-  if (place == current)
+  if (place == current) {
     QAbstractScrollArea::keyPressEvent(event);
-  else
-    setCurrent(place);
+    return;
+  }
+  has_keyboard = true;
+  setCurrent(place);
 }
 
 LayoutMatrixView::Place LayoutMatrixView::target(const QKeyEvent& key) const {
@@ -205,7 +209,11 @@ void LayoutMatrixView::setCurrent(Place place) {
   setAccessibleDescription(description(current));
 }
 
-void LayoutMatrixView::focusInEvent(QFocusEvent*) { updateBands(current); }
+void LayoutMatrixView::focusInEvent(QFocusEvent* event) {
+  if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason) has_keyboard = true;
+  updateBands(current);
+}
+
 void LayoutMatrixView::focusOutEvent(QFocusEvent*) { updateBands(current); }
 
 void LayoutMatrixView::changeEvent(QEvent* event) {

@@ -2,7 +2,7 @@
 // and keys; what they do is the controller's. Cells are 14 points wide and high, the label bands 100. Main thread only.
 //
 // Arrows, Page Up and Down, Home and End (with Ctrl for the grid's corners) move the current cell, the space bar clicks
-// it, once the tab key has brought the keyboard here. The row and the column under the pointer stand out.
+// it. The row and the column under the pointer stand out.
 #pragma once
 
 #include "app/LayoutMatrix.h"
@@ -79,6 +79,7 @@ private:
   const LayoutMatrix& matrix;
   Place current;
   std::optional<Place> hovered;
+  bool has_keyboard = false; ///< no click since: after one the space bar must not switch the same cell back
   MatrixMarks marks;
 };
 
