@@ -30,6 +30,7 @@ constexpr QSize kFirstSize(1240, 760);
 constexpr QSize kFrame(0, 40); ///< what the desktop puts around a window
 constexpr int kHistoryHeight = 130;
 constexpr int kFirstSplit = 510;        ///< of strips and history together, before the window has been laid out
+constexpr int kStandstill = 5;          ///< refreshes of the ring, a second: the device, if there is one, has stopped
 constexpr int kTransientMessage = 8000; ///< ms
 constexpr int kSettingsPause = 2000;    ///< ms behind a change, until the settings are written
 
@@ -231,7 +232,9 @@ void MainWindow::showRing(const RingPositions& positions) {
   next_take_view->setRecording(isRecording(engine_state));
   if (engine_state < 0 || static_cast<size_t>(engine_state) >= kStateWords.size()) return;
   const QString words = tr(kStateWords[static_cast<size_t>(engine_state)]);
-  time_counter_field->setWords(words);
+  still_refreshes = positions.device == device_position ? still_refreshes + 1 : 0;
+  device_position = positions.device;
+  time_counter_field->setWords(still_refreshes < kStandstill ? words : tr("%1 · NO SOUND ARRIVES").arg(words));
   setWindowTitle(engine_state == OutputFile::IDLE ? tr("Vurl Recorder") : tr("%1 – Vurl Recorder").arg(words));
 }
 

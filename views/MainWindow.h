@@ -93,6 +93,8 @@ private:
   Recorder* recorder = nullptr;
   bool may_quit = false;
   int32_t engine_state = OutputFile::IDLE;
+  int64_t device_position = 0;
+  int still_refreshes = 0; ///< since the device has moved
   MessageBar* message_bar = nullptr;
   std::array<TransportButton*, 4> transport{}; ///< by TransportCommand
   TimeField* current_time_field = nullptr;

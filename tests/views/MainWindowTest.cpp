@@ -76,6 +76,8 @@ struct MainWindowTest : testing::Test {
 } // namespace
 
 TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurvivesQuitting) {
+  for (int refreshes = 0; refreshes < 5; ++refreshes) window.showRing({});
+  EXPECT_EQ(window.takeLength().words(), "Stopped · NO SOUND ARRIVES");
   start();
   QComboBox& devices = window.devices().menu(DeviceMenu::device);
   devices.setCurrentIndex(devices.findText(GeneratorHardware::kDisplayName));
