@@ -76,14 +76,11 @@ TEST_F(LayoutMatrixViewTest, KeysMoveAndClickTheCurrentCell) {
   EXPECT_EQ(view.description({1, 1}).toStdString(), "Input 2\nb\nChannel 2\n\nchecked");
   press({Qt::Key_End, Qt::Key_Space}, Qt::ControlModifier);
   EXPECT_EQ(clicked, "6,206");
-  EXPECT_EQ(click(499, 149), "6,206");        // the view came along
-  for (const bool is_moved : {false, true}) { // behind a click the space bar is the transport's
-    if (is_moved) press({Qt::Key_Up}, Qt::NoModifier);
-    QKeyEvent space(QEvent::ShortcutOverride, Qt::Key_Space, Qt::NoModifier);
-    space.ignore();
-    QCoreApplication::sendEvent(&view, &space);
-    EXPECT_EQ(space.isAccepted(), is_moved);
-  }
+  EXPECT_EQ(click(499, 149), "6,206"); // the view came along
+  QKeyEvent space(QEvent::ShortcutOverride, Qt::Key_Space, Qt::NoModifier);
+  space.ignore();
+  QCoreApplication::sendEvent(&view, &space);
+  EXPECT_FALSE(space.isAccepted()); // behind a click it is the transport's
 }
 
 } // namespace vurl

@@ -69,8 +69,7 @@ void change(QWidget& control) {
   if (auto* const number = qobject_cast<QSpinBox*>(&control)) number->stepBy(number->value() > 1 ? -1 : 1);
   if (auto* const menu = qobject_cast<QComboBox*>(&control)) Q_EMIT menu->activated(menu->currentIndex() == 0 ? 1 : 0);
   if (auto* const field = qobject_cast<QLineEdit*>(&control)) {
-    field->setText(field->text() + "!");
-    Q_EMIT field->textEdited(field->text());
+    field->insert("!");
     Q_EMIT field->editingFinished();
   }
 }
@@ -131,23 +130,17 @@ TEST_F(PreferencesPanelTest, ShowsTheNextNamesWhileTheyAreTyped) {
 TEST_F(PreferencesPanelTest, LeavesTheSpaceBarToTheTransportButWhereTheKeyboardHasAUseForIt) {
   auto* const device = control<QLineEdit>("selected_device");
   auto* const box = control<QCheckBox>("monitoring");
-  const auto space = [this] { QTest::keyClick(panel.focusWidget() == nullptr ? &panel : panel.focusWidget(), ' '); };
   QSignalSpy toggled(&panel, &PreferencesPanel::toggleWanted);
   ASSERT_TRUE(QTest::qWaitForWindowActive(&panel));
   device->setFocus();
-  space();
-  EXPECT_EQ(device->text() + QString::number(toggled.size()), " 0");
+  QTest::keyClick(device, ' ');
   QTest::mouseClick(box, Qt::LeftButton, {}, {5, box->height() / 2});
-  EXPECT_TRUE(box->isChecked());
-  space();
+  EXPECT_TRUE(device->text() == " " && box->isChecked() && toggled.empty());
+  QTest::keyClick(panel.focusWidget() == nullptr ? &panel : panel.focusWidget(), ' ');
   EXPECT_TRUE(box->isChecked() && toggled.size() == 1);
   box->setFocus(Qt::TabFocusReason);
-  space();
+  QTest::keyClick(box, ' ');
   EXPECT_TRUE(!box->isChecked() && toggled.size() == 1);
-
-  QSignalSpy scenes(&panel, &PreferencesPanel::sceneChanged);
-  for (const char* const key : {"scene", "slate", "take"}) Q_EMIT control<QLineEdit>(key)->textEdited("7");
-  EXPECT_EQ(scenes.size(), 2);
 }
 
 TEST_F(PreferencesPanelTest, OpensPanelsThatKeepNothingFromBeingUsed) {
