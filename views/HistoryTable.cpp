@@ -141,6 +141,13 @@ void HistoryTable::dropEvent(QDropEvent* event) {
   Q_EMIT filesDropped();
 }
 
+/// One take stays selected, for PLAY: a click with Ctrl would leave none.
+QItemSelectionModel::SelectionFlags HistoryTable::selectionCommand(const QModelIndex& index,
+                                                                   const QEvent* event) const {
+  const auto flags = QTableView::selectionCommand(index, event);
+  return flags.testFlag(QItemSelectionModel::Deselect) ? QItemSelectionModel::NoUpdate : flags;
+}
+
 void HistoryTable::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
     if (!event->isAutoRepeat()) Q_EMIT playWanted();

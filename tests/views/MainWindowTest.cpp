@@ -114,7 +114,7 @@ TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurv
 
   window.slate().field("scene")->clearFocus();
   const QPoint row = window.history().visualRect(window.history().currentIndex()).center();
-  QTest::mouseClick(window.history().viewport(), Qt::LeftButton, {}, row);
+  QTest::mouseClick(window.history().viewport(), Qt::LeftButton, Qt::ControlModifier, row);
   QTest::mouseDClick(window.history().viewport(), Qt::LeftButton, {}, row);
   ASSERT_TRUE(reaches("Playing"));
   EXPECT_TRUE(window.button(PLAY).isLit() && !window.button(STOP).isLit());
