@@ -1,6 +1,7 @@
 #include "hardware/AlsaHardware.h"
 
 #include "hardware/AlsaDevice.h"
+#include "hardware/AlsaOwner.h"
 #include "hardware/AlsaProbe.h"
 #include "platform/Log.h"
 #include "platform/Text.h"

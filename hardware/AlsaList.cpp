@@ -4,16 +4,19 @@
 #include "platform/Text.h"
 
 #include <alsa/asoundlib.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <optional>
+#include <utility>
 
 namespace vurl {
 namespace {
+
+constexpr std::string_view kPrefix = "hw:CARD=";
+constexpr std::string_view kDevice = ",DEV=";
 
 struct CloseControl {
   void operator()(snd_ctl_t* control) const { snd_ctl_close(control); }
@@ -26,32 +29,50 @@ struct CloseInput {
 };
 using Config = std::unique_ptr<snd_config_t, DeleteConfig>;
 
-/// The PCM of the card's first device of this direction; empty when it has none.
-std::string firstPcm(snd_ctl_t* control, const std::string& card, snd_pcm_stream_t direction) {
-  snd_pcm_info_t* info = nullptr;
-  snd_pcm_info_alloca(&info);
-  for (int device = -1; snd_ctl_pcm_next_device(control, &device) == 0 && device >= 0;) {
-    snd_pcm_info_set_device(info, static_cast<unsigned>(device));
-    snd_pcm_info_set_subdevice(info, 0);
-    snd_pcm_info_set_stream(info, direction);
-    if (snd_ctl_pcm_info(control, info) == 0) return text("hw:CARD=%@,DEV=%i", card, device);
-  }
-  return {};
+bool has(snd_ctl_t* control, snd_pcm_info_t* info, snd_pcm_stream_t direction) {
+  snd_pcm_info_set_stream(info, direction);
+  return snd_ctl_pcm_info(control, info) == 0;
 }
 
-/// Nothing when the card has been removed meanwhile, or has no PCM.
-std::optional<AlsaName> describeCard(int number) {
+std::vector<AlsaPcmInfo> pcmsOf(snd_ctl_t* control) {
+  std::vector<AlsaPcmInfo> pcms;
+  snd_pcm_info_t* info = nullptr;
+  snd_pcm_info_alloca(&info);
+  for (int number = -1; snd_ctl_pcm_next_device(control, &number) == 0 && number >= 0;) {
+    snd_pcm_info_set_device(info, static_cast<unsigned>(number));
+    snd_pcm_info_set_subdevice(info, 0);
+    AlsaPcmInfo pcm;
+    pcm.number = number;
+    pcm.captures = has(control, info, SND_PCM_STREAM_CAPTURE);
+    if (pcm.captures) pcm.name = snd_pcm_info_get_name(info);
+    pcm.plays = has(control, info, SND_PCM_STREAM_PLAYBACK);
+    if (pcm.plays && pcm.name.empty()) pcm.name = snd_pcm_info_get_name(info);
+    pcms.push_back(std::move(pcm));
+  }
+  return pcms;
+}
+
+struct Card {
+  std::string name;
+  std::string identifier;
+  std::vector<AlsaPcmInfo> pcms;
+};
+
+/// Nothing when the card has been removed meanwhile.
+std::optional<Card> askCard(int number) {
   snd_ctl_t* opened = nullptr;
-  if (snd_ctl_open(&opened, text("hw:%i", number).c_str(), 0) < 0) return std::nullopt;
+  if (snd_ctl_open(&opened, text("hw:%i", number).c_str(), SND_CTL_NONBLOCK) < 0) return std::nullopt;
   const std::unique_ptr<snd_ctl_t, CloseControl> control(opened);
   snd_ctl_card_info_t* info = nullptr;
   snd_ctl_card_info_alloca(&info);
   if (snd_ctl_card_info(control.get(), info) < 0) return std::nullopt;
-  const std::string id = snd_ctl_card_info_get_id(info);
-  AlsaName card{snd_ctl_card_info_get_name(info), firstPcm(control.get(), id, SND_PCM_STREAM_CAPTURE),
-                firstPcm(control.get(), id, SND_PCM_STREAM_PLAYBACK)};
-  if (card.capture.empty() && card.playback.empty()) return std::nullopt;
-  return card;
+  return Card{snd_ctl_card_info_get_name(info), snd_ctl_card_info_get_id(info), pcmsOf(control.get())};
+}
+
+/// The card's control file is made anew each time.
+uint64_t pluggingOf(int number) {
+  struct stat found {};
+  return ::stat(text("/dev/snd/controlC%i", number).c_str(), &found) == 0 ? found.st_ino : 0;
 }
 
 std::string environment(const char* name) {
@@ -95,16 +116,50 @@ std::string trimmed(std::string_view word) {
 
 } // namespace
 
-std::vector<AlsaName> alsaCards() {
-  std::vector<AlsaName> cards;
-  for (int number = -1; snd_card_next(&number) == 0 && number >= 0;) {
-    auto card = describeCard(number);
-    if (!card) continue;
-    const auto same = std::ranges::count(cards, card->name, &AlsaName::name);
-    if (same > 0) card->name += text(" (%i)", same + 1);
-    cards.push_back(std::move(*card));
+std::vector<AlsaName> devicesOfCard(const std::string& card, const std::string& identifier,
+                                    const std::vector<AlsaPcmInfo>& pcms) {
+  const auto pcmName = [&](const AlsaPcmInfo& pcm) {
+    return text("%@%@%@%i", kPrefix, identifier, kDevice, pcm.number);
+  };
+  const auto first_in = std::ranges::find(pcms, true, &AlsaPcmInfo::captures);
+  const auto first_out = std::ranges::find(pcms, true, &AlsaPcmInfo::plays);
+  std::vector<AlsaName> devices;
+  if (first_in == pcms.end() && first_out == pcms.end()) return devices;
+  devices.push_back(
+      {card, first_in == pcms.end() ? "" : pcmName(*first_in), first_out == pcms.end() ? "" : pcmName(*first_out)});
+  for (auto pcm = pcms.begin(); pcm != pcms.end(); ++pcm) {
+    const bool captures = pcm->captures && pcm != first_in;
+    const bool plays = pcm->plays && pcm != first_out;
+    if (!captures && !plays) continue;
+    auto name = text("%@, %@", card, pcm->name.empty() ? text("PCM %i", pcm->number) : pcm->name);
+    if (std::ranges::count(devices, name, &AlsaName::name) > 0) name += text(" (PCM %i)", pcm->number);
+    devices.push_back({name, captures ? pcmName(*pcm) : "", plays ? pcmName(*pcm) : ""});
   }
-  return cards;
+  return devices;
+}
+
+std::optional<AlsaPlace> placeOfPcm(const std::string& pcm) {
+  const auto comma = pcm.find(kDevice);
+  if (!pcm.starts_with(kPrefix) || comma == std::string::npos) return std::nullopt;
+  return AlsaPlace{pcm.substr(kPrefix.size(), comma - kPrefix.size()), std::atoi(&pcm[comma + kDevice.size()])};
+}
+
+std::vector<AlsaName> alsaCards() {
+  std::vector<AlsaName> devices;
+  std::vector<std::string> names;
+  for (int number = -1; snd_card_next(&number) == 0 && number >= 0;) {
+    const uint64_t plugging = pluggingOf(number);
+    const auto card = askCard(number);
+    if (!card) continue;
+    const auto same = std::ranges::count(names, card->name);
+    names.push_back(card->name);
+    for (auto& device :
+         devicesOfCard(same > 0 ? text("%@ (%i)", card->name, same + 1) : card->name, card->identifier, card->pcms)) {
+      device.plugging = plugging;
+      devices.push_back(std::move(device));
+    }
+  }
+  return devices;
 }
 
 std::vector<AlsaName> markedAlsaPcms() {
@@ -135,22 +190,6 @@ std::vector<AlsaName> listedAlsaPcms(std::string_view list) {
     list.remove_prefix(std::min(end + 1, list.size()));
   }
   return listed;
-}
-
-std::string alsaOwner(const std::string& pcm, bool captures, const std::string& folder) {
-  const std::string prefix = "hw:CARD=";
-  const auto comma = pcm.find(",DEV=");
-  if (!pcm.starts_with(prefix) || comma == std::string::npos) return {};
-  const auto card = pcm.substr(prefix.size(), comma - prefix.size());
-  std::ifstream status(text("%@/%@/pcm%@%@/sub0/status", folder, card, pcm.substr(comma + 5), captures ? "c" : "p"));
-  for (std::string word; status >> word;) {
-    int process = 0;
-    std::string name;
-    if (word != "owner_pid" || !(status >> word >> process)) continue;
-    std::ifstream("/proc/" + std::to_string(process) + "/comm") >> name;
-    return name.empty() ? std::string() : text("%@ (process %i)", name, process);
-  }
-  return {};
 }
 
 } // namespace vurl

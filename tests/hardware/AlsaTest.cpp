@@ -1,5 +1,6 @@
 // What ALSA has of its own, on PCMs that its plugins make of files, of nothing, and of a JACK server.
 #include "hardware/AlsaDevice.h"
+#include "hardware/AlsaOwner.h"
 #include "platform/Text.h"
 #include "tests/hardware/ServiceRig.h"
 #include "tests/support/CapturedLog.h"
@@ -137,11 +138,42 @@ TEST_F(AlsaTest, TellsWhatCannotBeUsedAndGoesOn) {
 }
 
 TEST_F(AlsaTest, NamesTheProgramThatHoldsADevice) {
-  const TemporaryFolder folder;
-  std::filesystem::create_directories(folder.path / "Box/pcm2c/sub0");
-  writeFile(folder.file("Box/pcm2c/sub0/status"), text("state: RUNNING\nowner_pid   : %i\ndelay  : 0\n", getpid()));
-  EXPECT_EQ(alsaOwner("hw:CARD=Box,DEV=2", true, folder.path), text("test_hardware (process %i)", getpid()));
-  EXPECT_EQ(alsaOwner("hw:CARD=Box,DEV=2", false, folder.path) + alsaOwner("other", true, folder.path), "");
+  const TemporaryFolder system;
+  const auto tell = [&](const std::string& file, const std::string& content) {
+    std::filesystem::create_directories((system.path / file).parent_path());
+    writeFile(system.file(file), content);
+  };
+  tell("asound/Box/pcm2c/sub0/status", "closed\n");
+  tell("asound/Box/pcm2c/sub1/status", "state: RUNNING\nowner_pid   : 77\ndelay  : 0\n");
+  tell("asound/Box/pcm3c/sub0/status", "state: RUNNING\nowner_pid   : 99\n"); // it has ended meanwhile
+  tell("77/status", "Name:\tdata-loop\nTgid:\t70\n");
+  tell("70/status", "Name:\tSound Server\nTgid:\t70\n");
+  EXPECT_EQ(alsaOwner("hw:CARD=Box,DEV=2", true, system.path), "Sound Server (process 70)");
+  for (const auto* pcm : {"hw:CARD=Box,DEV=3", "hw:CARD=Box,DEV=4", "hw:CARD=Pox,DEV=2", "other"})
+    EXPECT_EQ(alsaOwner(pcm, true, system.path), "") << pcm;
+}
+
+TEST_F(AlsaTest, EveryPcmOfACardIsADevice) {
+  const auto devices = [](const std::vector<AlsaPcmInfo>& pcms) {
+    std::string all;
+    for (const auto& device : devicesOfCard("Big Box", "Box", pcms)) {
+      all += device.name + ":";
+      for (const auto& pcm : {device.capture, device.playback})
+        all += " " + (pcm.empty() ? "-" : std::to_string(placeOfPcm(pcm).value_or(AlsaPlace{"", -1}).number));
+      all += "; ";
+    }
+    return all;
+  };
+  EXPECT_EQ(devices({}) + devices({{0, "Midi", false, false}}), "");
+  EXPECT_EQ(devices({{0, "USB Audio", true, true}}), "Big Box: 0 0; ");
+  EXPECT_EQ(devices({{1, "Out", false, true}, {4, "In", true, false}}), "Big Box: 4 1; ");
+  EXPECT_EQ(devices({{0, "Analog", true, true},
+                     {2, "Alt", true, true},
+                     {3, "HDMI", false, true},
+                     {7, "HDMI", false, true},
+                     {8, "", false, true}}),
+            "Big Box: 0 0; Big Box, Alt: 2 2; Big Box, HDMI: - 3; Big Box, HDMI (PCM 7): - 7; Big Box, PCM 8: - 8; ");
+  EXPECT_EQ(devices({{0, "In", true, false}, {1, "Both", true, true}}), "Big Box: 0 1; Big Box, Both: 1 -; ");
 }
 
 /// A device over a JACK server, its outputs led back to its inputs.
