@@ -62,13 +62,17 @@ struct AlsaHardware::Device {
   AudioValueRange period_frames;
   IOProc io; ///< no proc while stopped
   std::unique_ptr<AlsaDevice> running;
+  std::unique_ptr<CardSources> sources; ///< while it is published
   uint32_t nr_losses_told = 0;
   bool is_silence_told = false;
 };
 
-AlsaHardware::AlsaHardware(HardwareModel& hardware_model, RunLoop& run_loop, CardLister lister)
+AlsaHardware::AlsaHardware(HardwareModel& hardware_model, RunLoop& main_loop, CardLister lister,
+                           CardControlsOpener controls)
     : model(hardware_model),
+      run_loop(main_loop),
       cards(std::move(lister)),
+      open_controls(std::move(controls)),
       marked((may_log = true, snd_lib_error_set_handler(logLibrary), markedAlsaPcms())) {
   poll();
   poll_timer = run_loop.every(kPollInterval, [this] { poll(); });
@@ -104,7 +108,27 @@ void AlsaHardware::add(const AlsaName& name) {
   device.name = name;
   const int error = probe(device);
   if (error < 0 && error != -EBUSY) tellFailure(device, error);
-  if (error >= 0 || error == -EBUSY) device.id = model.publish(*this, describe(device));
+  if (error >= 0 || error == -EBUSY) publish(device);
+}
+
+void AlsaHardware::publish(Device& device) {
+  findSources(device);
+  device.id = model.publish(*this, describe(device));
+}
+
+/// The devices of a card come in the order of its PCMs.
+void AlsaHardware::findSources(Device& device) {
+  const auto capture = placeOfPcm(device.name.capture);
+  const auto place = capture ? capture : placeOfPcm(device.name.playback);
+  if (!place) return;
+  const auto nth_capture = std::ranges::count_if(devices, [&](const auto& other) {
+    const auto there = placeOfPcm(other->name.capture);
+    return capture && there && there->card == capture->card && there->number < capture->number;
+  });
+  device.sources =
+      std::make_unique<CardSources>(open_controls(place->card, CardSources::wants), run_loop,
+                                    capture ? std::optional(static_cast<uint32_t>(nth_capture)) : std::nullopt,
+                                    [this, &device] { model.update(device.id, describe(device)); });
 }
 
 void AlsaHardware::remove(const AlsaName& name) {
@@ -154,6 +178,7 @@ DeviceDescription AlsaHardware::describe(const Device& device) const {
   description.nominal_sample_rate = device.setup.rate;
   description.buffer_frame_size_range = device.period_frames;
   description.buffer_frame_size = device.setup.frames;
+  if (device.sources) device.sources->describe(description);
   return description;
 }
 
@@ -248,6 +273,22 @@ OSStatus AlsaHardware::setBufferFrameSize(AudioObjectID id, uint32_t frames) {
   return reopen(*device, device->setup.rate, frames);
 }
 
+OSStatus AlsaHardware::setSource(AudioObjectID id, bool (CardSources::*set)(uint32_t), uint32_t source) {
+  Device* const device = find(id);
+  if (device == nullptr || !device->sources) return kAudioHardwareIllegalOperationError;
+  const bool is_set = (*device->sources.*set)(source);
+  model.update(device->id, describe(*device));
+  return is_set ? OSStatus{kAudioHardwareNoError} : OSStatus{kAudioHardwareIllegalOperationError};
+}
+
+OSStatus AlsaHardware::setDataSource(AudioObjectID id, uint32_t source) {
+  return setSource(id, &CardSources::setDataSource, source);
+}
+
+OSStatus AlsaHardware::setClockSource(AudioObjectID id, uint32_t source) {
+  return setSource(id, &CardSources::setClockSource, source);
+}
+
 // A device that failed is out of the list until its card comes anew, or the program starts: it would only fail again.
 void AlsaHardware::watchRunning() {
   for (const auto& device : devices) {
@@ -261,6 +302,7 @@ void AlsaHardware::watchRunning() {
     if (error == 0) continue;
     warn("The ALSA device %@ has failed: %@.", device->name.name, snd_strerror(error));
     close(*device);
+    device->sources.reset();
     model.unpublish(std::exchange(device->id, kAudioObjectUnknown));
   }
 }

@@ -3,7 +3,9 @@
 // is listed, and again each time it starts. Thread: main. AlsaDevice is a device that runs.
 #pragma once
 
+#include "hardware/AlsaControls.h"
 #include "hardware/AlsaList.h"
+#include "hardware/CardSources.h"
 #include "hardware/HardwareModel.h"
 #include "platform/RunLoop.h"
 
@@ -21,7 +23,8 @@ public:
   using CardLister = std::function<std::vector<AlsaName>()>;
 
   /// Publishes the devices there are. `model` and `run_loop` must outlive this object. A test may bring other cards.
-  AlsaHardware(HardwareModel& model, RunLoop& run_loop, CardLister cards = alsaCards);
+  AlsaHardware(HardwareModel& model, RunLoop& run_loop, CardLister cards = alsaCards,
+               CardControlsOpener controls = openAlsaControls);
   ~AlsaHardware() override;
 
   /// PCMs to publish besides, with commas between them.
@@ -37,22 +40,30 @@ public:
   /// Takes the size nearest to `frames` that the device has.
   OSStatus setBufferFrameSize(AudioObjectID device, uint32_t frames) override;
 
+  OSStatus setDataSource(AudioObjectID device, uint32_t id) override;
+  OSStatus setClockSource(AudioObjectID device, uint32_t id) override;
+
 private:
   struct Device;
 
   int probe(Device& device) const;
   DeviceDescription describe(const Device& device) const;
   void add(const AlsaName& name);
+  void publish(Device& device);
+  void findSources(Device& device);
   void remove(const AlsaName& name);
   OSStatus open(Device& device);
   static void close(Device& device);
   OSStatus reopen(Device& device, uint32_t rate, uint32_t frames);
   void tellFailure(const Device& device, int error) const;
   void watchRunning();
+  OSStatus setSource(AudioObjectID id, bool (CardSources::*set)(uint32_t), uint32_t source);
   Device* find(AudioObjectID device);
 
   HardwareModel& model;
+  RunLoop& run_loop;
   const CardLister cards;
+  const CardControlsOpener open_controls;
   const std::vector<AlsaName> marked;
   std::vector<AlsaName> listed;
   std::vector<std::unique_ptr<Device>> devices;
