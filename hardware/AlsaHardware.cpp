@@ -17,6 +17,8 @@ namespace vurl {
 namespace {
 
 constexpr std::chrono::seconds kPollInterval{1};
+constexpr std::chrono::seconds kWatchedPollInterval{10}; ///< where news is told: in case that some goes astray
+constexpr std::chrono::milliseconds kSettleTime{200};    ///< a card comes as a burst of events
 constexpr std::chrono::milliseconds kWatchInterval{100};
 constexpr int kBehindServers = 1;
 constexpr double kUsualRate = 48000;
@@ -63,19 +65,23 @@ struct AlsaHardware::Device {
   IOProc io; ///< no proc while stopped
   std::unique_ptr<AlsaDevice> running;
   std::unique_ptr<CardSources> sources; ///< while it is published
+  int error = 0;                        ///< a negative errno value, when it was last asked what it can do
+  bool is_out = false;                  ///< it is there, and is not to be used again
   uint32_t nr_losses_told = 0;
   bool is_silence_told = false;
 };
 
 AlsaHardware::AlsaHardware(HardwareModel& hardware_model, RunLoop& main_loop, CardLister lister,
-                           CardControlsOpener controls)
+                           CardControlsOpener controls, std::unique_ptr<PlugMonitor> plug_monitor)
     : model(hardware_model),
       run_loop(main_loop),
       cards(std::move(lister)),
       open_controls(std::move(controls)),
+      plugs(std::move(plug_monitor)),
       marked((may_log = true, snd_lib_error_set_handler(logLibrary), markedAlsaPcms())) {
   poll();
-  poll_timer = run_loop.every(kPollInterval, [this] { poll(); });
+  if (plugs) plug_watch = run_loop.watch(plugs->descriptor(), [this] { hearPlugs(); });
+  poll_timer = run_loop.every(plugs ? kWatchedPollInterval : kPollInterval, [this] { poll(); });
   watch_timer = run_loop.every(kWatchInterval, [this] { watchRunning(); });
 }
 
@@ -88,7 +94,17 @@ void AlsaHardware::setListed(const std::string& names) {
   poll();
 }
 
-void AlsaHardware::poll() {
+void AlsaHardware::hearPlugs() {
+  if (!plugs->takeNews() || settle_timer) return;
+  settle_timer = run_loop.every(kSettleTime, [this] {
+    settle_timer.reset();
+    look(true);
+  });
+}
+
+void AlsaHardware::poll() { look(false); }
+
+void AlsaHardware::look(bool has_news) {
   auto present = cards();
   for (const auto* more : {&marked, &std::as_const(listed)})
     for (const auto& name : *more)
@@ -97,18 +113,35 @@ void AlsaHardware::poll() {
   for (const auto& device : devices)
     if (!std::ranges::count(present, device->name)) gone.push_back(device->name);
   for (const auto& name : gone) remove(name);
-  for (const auto& name : present)
-    if (std::ranges::none_of(devices, [&](const auto& device) { return device->name == name; })) add(name);
+  std::erase_if(present, [this](const auto& name) {
+    return std::ranges::any_of(devices, [&](const auto& device) { return device->name == name; });
+  });
+  retry(has_news || !gone.empty() || !present.empty());
+  for (const auto& name : present) add(name);
+}
+
+// What could not be had may have waited for a card, or for leave to open it.
+void AlsaHardware::retry(bool all) {
+  for (const auto& device : devices) {
+    if (device->id != kAudioObjectUnknown || device->is_out) continue;
+    if (all || device->error == -EACCES) tryToPublish(*device);
+  }
+}
+
+void AlsaHardware::add(const AlsaName& name) {
+  auto& device = *devices.emplace_back(std::make_unique<Device>());
+  device.name = name;
+  tryToPublish(device);
 }
 
 // One that another program holds is listed all the same, by its name, and told when it is to start; one that cannot
 // work is told once, and kept in mind without being listed.
-void AlsaHardware::add(const AlsaName& name) {
-  auto& device = *devices.emplace_back(std::make_unique<Device>());
-  device.name = name;
-  const int error = probe(device);
-  if (error < 0 && error != -EBUSY) tellFailure(device, error);
-  if (error >= 0 || error == -EBUSY) publish(device);
+void AlsaHardware::tryToPublish(Device& device) {
+  const int error_told = std::exchange(device.error, probe(device));
+  if (device.error >= 0 || device.error == -EBUSY)
+    publish(device);
+  else if (device.error != error_told)
+    tellFailure(device, device.error);
 }
 
 void AlsaHardware::publish(Device& device) {
@@ -290,6 +323,7 @@ OSStatus AlsaHardware::setClockSource(AudioObjectID id, uint32_t source) {
 }
 
 // A device that failed is out of the list until its card comes anew, or the program starts: it would only fail again.
+// The card of one that is no card itself may come back.
 void AlsaHardware::watchRunning() {
   for (const auto& device : devices) {
     if (!device->running) continue;
@@ -303,6 +337,8 @@ void AlsaHardware::watchRunning() {
     warn("The ALSA device %@ has failed: %@.", device->name.name, snd_strerror(error));
     close(*device);
     device->sources.reset();
+    device->is_out = error != -ENODEV;
+    device->error = error;
     model.unpublish(std::exchange(device->id, kAudioObjectUnknown));
   }
 }

@@ -7,6 +7,8 @@
 #include "hardware/AlsaList.h"
 #include "hardware/CardSources.h"
 #include "hardware/HardwareModel.h"
+#include "hardware/PlugMonitor.h"
+#include "hardware/UdevMonitor.h"
 #include "platform/RunLoop.h"
 
 #include <cstdint>
@@ -24,13 +26,14 @@ public:
 
   /// Publishes the devices there are. `model` and `run_loop` must outlive this object. A test may bring other cards.
   AlsaHardware(HardwareModel& model, RunLoop& run_loop, CardLister cards = alsaCards,
-               CardControlsOpener controls = openAlsaControls);
+               CardControlsOpener controls = openAlsaControls, std::unique_ptr<PlugMonitor> plugs = openUdevMonitor());
   ~AlsaHardware() override;
 
   /// PCMs to publish besides, with commas between them.
   void setListed(const std::string& names);
 
-  /// Looks for devices that came or went; the main loop does so every second.
+  /// Looks for devices that came or went; the main loop does so when it is told that some may have, and where nobody
+  /// tells, every second.
   void poll();
 
   OSStatus start(AudioObjectID device, const IOProc& io) override;
@@ -49,6 +52,7 @@ private:
   int probe(Device& device) const;
   DeviceDescription describe(const Device& device) const;
   void add(const AlsaName& name);
+  void tryToPublish(Device& device);
   void publish(Device& device);
   void findSources(Device& device);
   void remove(const AlsaName& name);
@@ -57,6 +61,9 @@ private:
   OSStatus reopen(Device& device, uint32_t rate, uint32_t frames);
   void tellFailure(const Device& device, int error) const;
   void watchRunning();
+  void hearPlugs();
+  void look(bool has_news);
+  void retry(bool all);
   OSStatus setSource(AudioObjectID id, bool (CardSources::*set)(uint32_t), uint32_t source);
   Device* find(AudioObjectID device);
 
@@ -64,9 +71,12 @@ private:
   RunLoop& run_loop;
   const CardLister cards;
   const CardControlsOpener open_controls;
+  const std::unique_ptr<PlugMonitor> plugs; ///< null where nobody tells
   const std::vector<AlsaName> marked;
   std::vector<AlsaName> listed;
   std::vector<std::unique_ptr<Device>> devices;
+  RunLoop::Handle plug_watch;
+  RunLoop::Handle settle_timer; ///< while a card that came is being set up
   RunLoop::Handle poll_timer;
   RunLoop::Handle watch_timer;
 };

@@ -1,11 +1,14 @@
-// A sound card of recorded lists, which a test plugs, pulls and turns: its PCM is one of ALSA's own making.
+// A sound card of recorded lists, which a test plugs and pulls, and whose mixer it turns. Its PCM is one of ALSA's own
+// making that runs as fast as it is asked.
 #pragma once
 
-#include "tests/hardware/ServiceRig.h"
+#include "hardware/AlsaHardware.h"
 
 #include <sys/eventfd.h>
 
 #include <unistd.h>
+
+#include <algorithm>
 
 namespace vurl {
 
@@ -48,6 +51,54 @@ public:
 private:
   CardMixer& mixer;
   const int news = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+};
+
+/// Gives back what it is lent, so that the test can tell news through it.
+class PlayedPlugs final : public PlugMonitor {
+public:
+  explicit PlayedPlugs(int news_descriptor) : news(news_descriptor) {}
+  int descriptor() const override { return news; }
+  bool takeNews() override {
+    eventfd_t count = 0;
+    return eventfd_read(news, &count) == 0;
+  }
+
+private:
+  const int news;
+};
+
+/// The card "Box". ALSA's configuration must hold kPcm.
+class PlayedCard {
+public:
+  static constexpr const char* kPcm =
+      "pcm.hw { @args [ CARD DEV ] @args.CARD { type string } @args.DEV { type integer } type null }";
+  ~PlayedCard() { ::close(news); }
+
+  std::unique_ptr<AlsaHardware> serve(HardwareModel& model, RunLoop& run_loop) {
+    const auto open = [this](const std::string& card, auto) {
+      return card == "Box" ? std::make_unique<RecordedControls>(mixer) : nullptr;
+    };
+    return std::make_unique<AlsaHardware>(
+        model, run_loop, [this] { return devices; }, open, std::make_unique<PlayedPlugs>(news));
+  }
+  void pull() {
+    devices.clear();
+    tell();
+  }
+  void plug() {
+    devices = devicesOfCard("Box", "Box", {{0, "Analog", true, true}});
+    devices.front().plugging = ++nr_pluggings;
+    tell();
+  }
+
+  void tell() const { eventfd_write(news, 1); }
+
+  CardMixer mixer;
+  std::vector<AlsaName> devices;
+
+private:
+  const int news = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  uint64_t nr_pluggings = 0;
 };
 
 } // namespace vurl

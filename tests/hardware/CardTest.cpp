@@ -1,5 +1,6 @@
 // Cards by their controls: which of them choose sources, and who hears of changes.
 #include "tests/hardware/CardRig.h"
+#include "tests/hardware/ServiceRig.h"
 
 namespace vurl {
 namespace {
@@ -50,13 +51,8 @@ class CardTest : public testing::Test {
 protected:
   void SetUp() override {
     mixer.controls = kStudio;
-    rig.alsa.reset();
-    rig.cards = devicesOfCard("Box", "Box", {{0, "Analog", true, true}});
-    rig.alsa = std::make_unique<AlsaHardware>(
-        rig.model, rig.run_loop, [this] { return rig.cards; },
-        [this](const std::string& card, auto) {
-          return card == "Box" ? std::make_unique<RecordedControls>(mixer) : nullptr;
-        });
+    card.plug();
+    rig.alsa = card.serve(rig.model, rig.run_loop);
     rig.input_device.awake();
     ASSERT_NE(rig.find("ALSA - Box"), 0U);
     rig.input_device.setSelectedDevice(rig.find("ALSA - Box"));
@@ -64,8 +60,12 @@ protected:
     rig.observer.take();
   }
   CapturedLog log;
-  CardMixer mixer;
-  AlsaRig rig{"pcm.hw { @args [ CARD DEV ] @args.CARD { type string } @args.DEV { type integer } type null }"};
+  PlayedCard card;
+  CardMixer& mixer = card.mixer;
+  TemporaryFolder folder;
+  AlsaRig rig{std::string(PlayedCard::kPcm) +
+              "\npcm.late { type file slave.pcm { type null } file /dev/null infile \"" + folder.file("in") +
+              "\" format raw }"};
 };
 
 TEST_F(CardTest, SourcesAreSetAndFollowOtherProgramsWhileItRuns) {
@@ -95,6 +95,37 @@ TEST_F(CardTest, SourcesAreSetAndFollowOtherProgramsWhileItRuns) {
   rig.runFor(std::chrono::milliseconds(20));
   EXPECT_EQ(rig.input_device.dataSources().size(), 3U);
   EXPECT_TRUE(rig.waitForCycles(5));
+}
+
+TEST_F(CardTest, ComesAndGoesWithinASecond) {
+  constexpr std::chrono::milliseconds kSecond{1000};
+  const auto first = rig.find("ALSA - Box");
+  card.plug(); // anew, faster than anybody looks
+  EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Box") != first; }, kSecond));
+  EXPECT_TRUE(rig.wait([&] { return rig.observer.has("updateDevices"); }, kSecond));
+  for (int i = 0; i < 3; i++) {
+    card.pull();
+    EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Box") == 0; }, kSecond));
+    card.plug();
+    EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Box") != 0; }, kSecond));
+  }
+  rig.input_device.setSelectedDevice(rig.find("ALSA - Box"));
+  EXPECT_TRUE(rig.waitForCycles(5));
+  rig.input_device.unselectDevice();
+  EXPECT_FALSE(log.contains("cannot"));
+}
+
+TEST_F(CardTest, WhatWaitsForACardIsTriedAgainAndToldOnce) {
+  const auto is_told = [](const std::string& line) { return line.find("Late cannot be used") != std::string::npos; };
+  card.devices.push_back({"Late", "late", ""});
+  rig.alsa->poll();
+  card.tell();
+  rig.runFor(std::chrono::milliseconds(400));
+  EXPECT_EQ(std::ranges::count_if(log.lines(), is_told), 1);
+  EXPECT_EQ(rig.find("ALSA - Late"), 0U);
+  writeFile(folder.file("in"), "");
+  card.tell();
+  EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Late") != 0; }, std::chrono::seconds(1)));
 }
 
 } // namespace

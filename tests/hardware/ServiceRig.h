@@ -192,7 +192,8 @@ class AlsaRig final : public ServiceRig {
 public:
   explicit AlsaRig(const std::string& pcms = "pcm.silence { type null hint { show on } }") {
     config.write(pcms);
-    alsa = std::make_unique<AlsaHardware>(model, run_loop, [this] { return cards; });
+    alsa = std::make_unique<AlsaHardware>(
+        model, run_loop, [this] { return cards; }, openAlsaControls, nullptr);
   }
   std::string name() const override { return "ALSA - silence"; }
   static constexpr size_t kNrRates = 14;
