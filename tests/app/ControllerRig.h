@@ -85,6 +85,19 @@ private:
   AudioObjectID id = kAudioObjectUnknown;
 };
 
+/// Hands cycles to the ring, no faster than one each `pause` while there is one: for devices that do not wait.
+struct PacedDelegate final : AudioIODelegate {
+  explicit PacedDelegate(AudioRing& ring) : delegate(ring) {}
+  OSStatus ioCycleForDevice(uint32_t device, const AudioTimeStamp& now, const AudioBufferList& inputs,
+                            const AudioTimeStamp& input_time, const AudioBufferList& outputs,
+                            const AudioTimeStamp& output_time, void* client_data) noexcept override {
+    std::this_thread::sleep_for(pause.load());
+    return delegate.ioCycleForDevice(device, now, inputs, input_time, outputs, output_time, client_data);
+  }
+  RingDelegate delegate;
+  std::atomic<std::chrono::milliseconds> pause{};
+};
+
 struct ControllerRig {
   ControllerRig() {
     defaults.registerDefaults({{"path_for_folder00", folder.path.string()},
@@ -129,7 +142,7 @@ struct ControllerRig {
   RecordingHistoryView history_view;
   HistoryControler history{defaults, run_loop, history_view, [](const std::string&) { return true; }};
   OutputFile output_file{audio_ring, defaults, file_layer, &history};
-  RingDelegate ring_delegate{audio_ring};
+  PacedDelegate ring_delegate{audio_ring};
   InputDevice input_device{model, run_loop, ring_delegate};
   RecordingLayoutView layout_view;
   ChannelLayoutControler channel_layout_controler{defaults, layout_view};
