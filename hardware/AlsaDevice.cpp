@@ -1,5 +1,8 @@
 #include "hardware/AlsaDevice.h"
 
+#include "hardware/AlsaLog.h"
+#include "hardware/Patience.h"
+
 #include <cerrno>
 #include <chrono>
 #include <thread>
@@ -10,24 +13,44 @@ namespace {
 
 constexpr std::chrono::milliseconds kPatience{1900}; ///< together with the rest of stop(): less than two seconds
 
+/// The sides of a device that exist.
+struct Opened {
+  std::unique_ptr<AlsaPcm> capture;
+  std::unique_ptr<AlsaPcm> playback;
+  uint32_t nr_frames = 0;
+  int error = 0;
+};
+
+Opened openSides(const AlsaDeviceSetup& setup) {
+  Opened opened;
+  opened.nr_frames = setup.frames;
+  const bool captures = !setup.capture.pcm.empty();
+  if (captures) {
+    opened.capture =
+        AlsaPcm::open(setup.capture, SND_PCM_STREAM_CAPTURE, setup.rate, setup.frames, false, opened.error);
+    if (!opened.capture) return opened;
+    opened.nr_frames = opened.capture->periodFrames();
+  }
+  if (setup.playback.pcm.empty()) return opened;
+  opened.playback =
+      AlsaPcm::open(setup.playback, SND_PCM_STREAM_PLAYBACK, setup.rate, opened.nr_frames, captures, opened.error);
+  if (opened.playback) opened.nr_frames = opened.playback->periodFrames();
+  return opened;
+}
+
 } // namespace
 
+// What comes too late is closed by the thread that opened it.
 std::unique_ptr<AlsaDevice> AlsaDevice::start(const AlsaDeviceSetup& setup, const IOProc& io, int& error) {
-  std::unique_ptr<AlsaPcm> capture, playback;
-  const bool captures = !setup.capture.pcm.empty();
+  auto opened = withPatience(kPatience, [setup] {
+    allowAlsaLogHere();
+    return openSides(setup);
+  });
+  error = opened ? opened->error : -ETIMEDOUT;
+  if (error < 0) return nullptr;
   std::unique_ptr<AlsaDevice> device(new AlsaDevice);
-  device->nr_frames = setup.frames;
-  if (captures) {
-    capture = AlsaPcm::open(setup.capture, SND_PCM_STREAM_CAPTURE, setup.rate, setup.frames, false, error);
-    if (!capture) return nullptr;
-    device->nr_frames = capture->periodFrames();
-  }
-  if (!setup.playback.pcm.empty()) {
-    playback = AlsaPcm::open(setup.playback, SND_PCM_STREAM_PLAYBACK, setup.rate, device->nr_frames, captures, error);
-    if (!playback) return nullptr;
-    device->nr_frames = playback->periodFrames();
-  }
-  device->loop = std::make_shared<AlsaLoop>(std::move(capture), std::move(playback), setup.rate, io);
+  device->nr_frames = opened->nr_frames;
+  device->loop = std::make_shared<AlsaLoop>(std::move(opened->capture), std::move(opened->playback), setup.rate, io);
   device->loop->setFirstSample(setup.first_sample);
   error = device->loop->hasStopSignal() ? 0 : -EMFILE;
   if (error < 0) return nullptr;

@@ -22,7 +22,7 @@ struct AlsaDeviceSetup {
 class AlsaDevice {
 public:
   /// Opens the device and starts cycles into `io`. Nothing when it cannot be had, with a negative errno value in
-  /// `error`.
+  /// `error`: -ETIMEDOUT when its driver does not answer within two seconds.
   static std::unique_ptr<AlsaDevice> start(const AlsaDeviceSetup& setup, const IOProc& io, int& error);
 
   /// As stop().

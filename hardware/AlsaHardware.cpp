@@ -1,15 +1,15 @@
 #include "hardware/AlsaHardware.h"
 
 #include "hardware/AlsaDevice.h"
+#include "hardware/AlsaLog.h"
 #include "hardware/AlsaOwner.h"
 #include "hardware/AlsaProbe.h"
+#include "hardware/Patience.h"
 #include "platform/Log.h"
 #include "platform/Text.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <iterator>
 #include <utility>
 
@@ -20,20 +20,24 @@ constexpr std::chrono::seconds kPollInterval{1};
 constexpr std::chrono::seconds kWatchedPollInterval{10}; ///< where news is told: in case that some goes astray
 constexpr std::chrono::milliseconds kSettleTime{200};    ///< a card comes as a burst of events
 constexpr std::chrono::milliseconds kWatchInterval{100};
+constexpr std::chrono::milliseconds kPatience{1900}; ///< with a driver: less than two seconds with the rest
 constexpr int kBehindServers = 1;
 constexpr double kUsualRate = 48000;
 constexpr double kUsualFrames = 256;
 
-thread_local bool may_log = false; ///< not on the threads of devices
-
-void logLibrary(const char*, int, const char* function, int, const char* format, ...) {
-  if (!may_log) return;
-  char line[256];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
-  log("ALSA: %@: %@", function, line);
+/// Nothing, with the reason in `error`, when there is no such PCM, or it is not to be had.
+std::optional<AlsaAbilities> ask(const std::string& pcm, snd_pcm_stream_t direction, int& error) {
+  error = -ENODEV;
+  if (pcm.empty()) return std::nullopt;
+  const auto work = [pcm, direction] {
+    allowAlsaLogHere();
+    int reason = 0;
+    auto found = probeAlsa(pcm, direction, reason);
+    return std::pair(std::move(found), reason);
+  };
+  auto answer = withPatience(kPatience, work);
+  error = answer ? answer->second : -ETIMEDOUT;
+  return answer ? std::move(answer->first) : std::nullopt;
 }
 
 std::vector<StreamDescription> describeStreams(const AlsaSetup& setup) {
@@ -78,7 +82,7 @@ AlsaHardware::AlsaHardware(HardwareModel& hardware_model, RunLoop& main_loop, Ca
       cards(std::move(lister)),
       open_controls(std::move(controls)),
       plugs(std::move(plug_monitor)),
-      marked((may_log = true, snd_lib_error_set_handler(logLibrary), markedAlsaPcms())) {
+      marked((allowAlsaLogHere(), logAlsaLibrary(), markedAlsaPcms())) {
   poll();
   if (plugs) plug_watch = run_loop.watch(plugs->descriptor(), [this] { hearPlugs(); });
   poll_timer = run_loop.every(plugs ? kWatchedPollInterval : kPollInterval, [this] { poll(); });
@@ -142,6 +146,7 @@ void AlsaHardware::tryToPublish(Device& device) {
     publish(device);
   else if (device.error != error_told)
     tellFailure(device, device.error);
+  device.is_out = device.error == -ETIMEDOUT;
 }
 
 void AlsaHardware::publish(Device& device) {
@@ -174,12 +179,9 @@ void AlsaHardware::remove(const AlsaName& name) {
 
 /// Fills in what the device can do. A direction that cannot be opened is left out as long as there is the other one.
 int AlsaHardware::probe(Device& device) const {
-  const auto ask = [](const std::string& pcm, snd_pcm_stream_t direction, int& error) {
-    error = -ENODEV;
-    return pcm.empty() ? std::nullopt : probeAlsa(pcm, direction, error);
-  };
   int capture_error = 0, playback_error = 0;
   const auto capture = ask(device.name.capture, SND_PCM_STREAM_CAPTURE, capture_error);
+  if (capture_error == -ETIMEDOUT) return capture_error;
   auto playback = ask(device.name.playback, SND_PCM_STREAM_PLAYBACK, playback_error);
   if (capture_error == -EBUSY || playback_error == -EBUSY) return -EBUSY;
   if (!capture && !playback) return capture_error;
@@ -223,6 +225,8 @@ void AlsaHardware::tellFailure(const Device& device, int error) const {
     auto owner = alsaOwner(name.capture, true);
     if (owner.empty()) owner = alsaOwner(name.playback, false);
     warn("The ALSA device %@ is in use by %@.", name.name, owner.empty() ? "another program" : owner);
+  } else if (error == -ETIMEDOUT) {
+    warn("The ALSA device %@ does not answer.", name.name);
   } else {
     warn("The ALSA device %@ cannot be used: %@.", name.name, snd_strerror(error));
   }
@@ -239,7 +243,9 @@ OSStatus AlsaHardware::open(Device& device) {
   device.nr_losses_told = 0;
   device.is_silence_told = false;
   if (device.running) {
-    device.setup.frames = device.running->frames();
+    const uint32_t frames = std::exchange(device.setup.frames, device.running->frames());
+    if (frames != device.setup.frames)
+      log("The ALSA device %@ has periods of %u frames in place of %u.", device.name.name, device.setup.frames, frames);
   } else {
     tellFailure(device, error);
     device.io = {};

@@ -6,6 +6,9 @@
 #include "tests/support/CapturedLog.h"
 
 #include <jack/jack.h>
+#include <sys/stat.h>
+
+#include <fcntl.h>
 
 #include <bit>
 #include <cstring>
@@ -135,6 +138,25 @@ TEST_F(AlsaTest, TellsWhatCannotBeUsedAndGoesOn) {
   EXPECT_EQ(rig.find("ALSA - hidden"), 0U);
   AlsaRig unreadable("pcm.silence { type");
   EXPECT_TRUE(unreadable.model.description(2) == nullptr && log.contains("cannot be read"));
+}
+
+TEST_F(AlsaTest, ADriverThatDoesNotAnswerHoldsNobodyUp) {
+  const TemporaryFolder folder;
+  const auto pipe = folder.file("pipe"); // opening it waits for a writer
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const auto begin = std::chrono::steady_clock::now();
+  AlsaRig rig("pcm.stuck { type file slave.pcm { type null } file /dev/null infile \"" + pipe +
+              "\" format raw hint.show on }");
+  int error = 0;
+  const AlsaSetup capture{"stuck", SND_PCM_FORMAT_S16_LE, SND_PCM_ACCESS_RW_INTERLEAVED, 2};
+  EXPECT_EQ(AlsaDevice::start({capture, {}, 48000, 256}, {}, error), nullptr);
+  EXPECT_EQ(error, -ETIMEDOUT);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
+  EXPECT_TRUE(log.contains("The ALSA device stuck does not answer."));
+  const int writer = ::open(pipe.c_str(), O_WRONLY | O_NONBLOCK); // lets those left behind come to their end
+  EXPECT_GE(writer, 0);
+  usleep(300'000);
+  ::close(writer);
 }
 
 TEST_F(AlsaTest, NamesTheProgramThatHoldsADevice) {
