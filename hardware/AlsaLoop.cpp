@@ -53,7 +53,7 @@ void AlsaLoop::Side::look() noexcept {
 
 AlsaLoop::AlsaLoop(std::unique_ptr<AlsaPcm> capture_pcm, std::unique_ptr<AlsaPcm> playback_pcm, uint32_t device_rate,
                    const IOProc& io_proc)
-    : rate(device_rate), io(io_proc), stop_signal(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    : rate(device_rate), io(io_proc), stop_signal(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), clock(device_rate) {
   if (capture.open(std::move(capture_pcm))) nr_frames = capture.pcm->periodFrames();
   if (playback.open(std::move(playback_pcm))) nr_frames = playback.pcm->periodFrames();
   is_linked = capture.pcm && playback.pcm && snd_pcm_link(capture.pcm->handle(), playback.pcm->handle()) == 0;
@@ -106,6 +106,7 @@ int AlsaLoop::restartStopped() noexcept {
 
 int AlsaLoop::restart(bool capture_too) noexcept {
   capture_too = capture_too && capture.pcm;
+  if (capture_too) clock.restart();
   if (capture_too) capture.error = capture.pcm->restart();
   if (playback.pcm) playback.error = playback.pcm->restart();
   if (playback.pcm && playback.error == 0) playback.error = snd_pcm_start(playback.pcm->handle());
@@ -153,12 +154,14 @@ void AlsaLoop::wait() noexcept {
 }
 
 void AlsaLoop::cycle() noexcept {
+  const auto reading = capture.pcm ? capture.pcm->readClock() : std::nullopt;
   const AudioBufferList inputs = capture.pcm ? capture.pcm->begin(capture.error) : AudioBufferList{};
   AudioBufferList outputs = playback.pcm ? playback.pcm->begin(playback.error) : AudioBufferList{};
   if (capture.error < 0) return;
   last_host_time = hostTime();
-  const AudioTimeStamp now = timeStamp(nextSample(), last_host_time);
-  const AudioTimeStamp later = timeStamp(nextSample() + nr_frames, last_host_time);
+  const AlsaClock::Time time = clock.at(nextSample(), last_host_time, reading);
+  const AudioTimeStamp now = timeStamp(nextSample(), time);
+  const AudioTimeStamp later = timeStamp(nextSample() + nr_frames, {time.word_clock + nr_frames, time.host_time});
   in_cycle.store(true);
   if (running.load()) io.proc(io.device, &now, &inputs, &now, &outputs, &later, io.client_data);
   in_cycle.store(false);
@@ -172,11 +175,11 @@ void AlsaLoop::cycle() noexcept {
   is_silent.store(false, std::memory_order_release);
 }
 
-AudioTimeStamp AlsaLoop::timeStamp(uint64_t sample, uint64_t host_time) const noexcept {
+AudioTimeStamp AlsaLoop::timeStamp(uint64_t sample, const AlsaClock::Time& time) noexcept {
   AudioTimeStamp stamp;
   stamp.mSampleTime = static_cast<double>(sample);
-  stamp.mHostTime = host_time;
-  stamp.mWordClockTime = sample;
+  stamp.mHostTime = time.host_time;
+  stamp.mWordClockTime = time.word_clock;
   stamp.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid | kAudioTimeStampRateScalarValid |
                  kAudioTimeStampWordClockTimeValid;
   return stamp;

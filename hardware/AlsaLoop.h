@@ -68,7 +68,7 @@ private:
   void wait() noexcept;
   void sleep(int milliseconds) noexcept;
   void cycle() noexcept;
-  AudioTimeStamp timeStamp(uint64_t sample, uint64_t host_time) const noexcept;
+  static AudioTimeStamp timeStamp(uint64_t sample, const AlsaClock::Time& time) noexcept;
 
   Side capture;
   Side playback;
@@ -80,6 +80,7 @@ private:
   int stop_signal = -1;
 
   // The device's thread's own.
+  AlsaClock clock;
   uint64_t last_host_time = 0; ///< of the last cycle, or the start
   bool has_run = false;        ///< a cycle has come since the device was opened
   bool has_waited = false;     ///< for a side that was said to be ready, and is not yet

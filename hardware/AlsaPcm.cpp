@@ -9,6 +9,10 @@ namespace {
 
 constexpr unsigned kLeastPeriods = 3; ///< in the device's memory
 
+uint64_t nanoseconds(const snd_htimestamp_t& time) noexcept {
+  return static_cast<uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(time.tv_nsec);
+}
+
 AlsaSamples samplesAt(const snd_pcm_channel_area_t& area, snd_pcm_uframes_t offset) noexcept {
   const size_t step = area.step / 8;
   return {static_cast<uint8_t*>(area.addr) + area.first / 8 + offset * step, step};
@@ -65,6 +69,8 @@ int AlsaPcm::setWakeUp() {
   if (error >= 0) error = snd_pcm_sw_params_get_boundary(wishes, &boundary);
   if (error >= 0) error = snd_pcm_sw_params_set_avail_min(pcm.get(), wishes, period);
   if (error >= 0) error = snd_pcm_sw_params_set_start_threshold(pcm.get(), wishes, boundary);
+  if (error >= 0) error = snd_pcm_sw_params_set_tstamp_mode(pcm.get(), wishes, SND_PCM_TSTAMP_ENABLE);
+  if (error >= 0) snd_pcm_sw_params_set_tstamp_type(pcm.get(), wishes, SND_PCM_TSTAMP_TYPE_MONOTONIC);
   if (error >= 0) error = snd_pcm_sw_params(pcm.get(), wishes);
   return error;
 }
@@ -82,6 +88,22 @@ void AlsaPcm::makeBuffers() {
 }
 
 snd_pcm_sframes_t AlsaPcm::available() noexcept { return snd_pcm_avail_update(pcm.get()); }
+
+// Plugins tell the time of what stands behind them, which may run at another rate and lag behind.
+std::optional<AlsaReading> AlsaPcm::readClock() noexcept {
+  if (snd_pcm_type(pcm.get()) != SND_PCM_TYPE_HW) return std::nullopt;
+  snd_pcm_status_t* status = nullptr;
+  snd_pcm_status_alloca(&status);
+  snd_pcm_audio_tstamp_config_t wish{};
+  wish.type_requested = SND_PCM_AUDIO_TSTAMP_TYPE_DEFAULT; // by the samples moved, not by a clock of the link
+  snd_pcm_status_set_audio_htstamp_config(status, &wish);
+  if (snd_pcm_status(pcm.get(), status) < 0) return std::nullopt;
+  snd_htimestamp_t audio{}, host{};
+  snd_pcm_status_get_audio_htstamp(status, &audio);
+  snd_pcm_status_get_htstamp(status, &host);
+  if (nanoseconds(audio) == 0) return std::nullopt;
+  return AlsaReading{nanoseconds(audio), nanoseconds(host), snd_pcm_status_get_avail(status)};
+}
 
 void AlsaPcm::clearBuffers() noexcept {
   for (const auto& buffer : buffers) std::memset(buffer.mData, 0, buffer.mDataByteSize);

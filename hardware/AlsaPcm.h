@@ -4,10 +4,12 @@
 #pragma once
 
 #include "engine/AudioIO.h"
+#include "hardware/AlsaClock.h"
 #include "hardware/AlsaFormat.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +42,10 @@ public:
 
   /// Frames that can be moved now; a negative errno value when the device stopped or failed.
   snd_pcm_sframes_t available() noexcept;
+
+  /// The hardware's count of captured samples, before begin(); nothing where no hardware stands right behind the PCM,
+  /// or its driver tells none.
+  std::optional<AlsaReading> readClock() noexcept;
 
   /// The buffers of the next period. Captured sound stands in them; those to be played are silent, and what is stored
   /// in them until end() is played. A failure goes into `error` and leaves the buffers silent. Wait-free as far as the

@@ -118,6 +118,32 @@ TEST_F(AlsaFiles, BothWaysBitForBitInEveryFormatAndLayout) {
   }
 }
 
+TEST(AlsaClock, FollowsTheHardwaresCountFromEachStartOn) {
+  constexpr uint64_t kNow = 5'000'000'000'000, kRate = 44100;
+  const auto nanoseconds = [](uint64_t frames) { return frames * 1'000'000'000 / kRate; };
+  struct Case {
+    std::optional<uint64_t> counted; ///< by the hardware
+    uint64_t nr_waiting, sample, told, word_clock, host_time;
+  };
+  AlsaClock clock(kRate);
+  // clang-format off
+  for (const auto& [counted, nr_waiting, sample, told, word_clock, host_time] : std::initializer_list<Case>{
+           {300, 300, 1000, kNow, 1000, kNow - nanoseconds(300)}, // the first period is there, and a bit more
+           {512, 256, 1256, kNow - 7, 1256, kNow - 7 - nanoseconds(256)},
+           {44100 * 100'000ULL + 256, 256, 9, kNow, 1000 + 44100 * 100'000ULL, kNow - nanoseconds(256)}, // a day on
+           {44100 * 100'000ULL + 266, 266, 9, 0, 1000 + 44100 * 100'000ULL, kNow}, // no moment told
+           {44100 * 100'000ULL + 266, 10, 9, kNow + 1, 1256 + 44100 * 100'000ULL, kNow}, // one to come
+           {std::nullopt, 0, 77, 0, 77, kNow}, {256, 256, 7000, kNow, 7000, kNow - nanoseconds(256)}}) {
+    // clang-format on
+    const auto reading = counted ? std::optional(AlsaReading{nanoseconds(*counted), told, nr_waiting}) : std::nullopt;
+    const auto time = clock.at(sample, kNow, reading);
+    EXPECT_TRUE(time.word_clock == word_clock && time.host_time == host_time)
+        << sample << ": " << time.word_clock << " at " << time.host_time;
+  }
+  clock.restart();
+  EXPECT_EQ(clock.at(50'000, kNow, AlsaReading{nanoseconds(256), kNow, 256}).word_clock, 50'000U);
+}
+
 class AlsaTest : public testing::Test {
 protected:
   CapturedLog log;
