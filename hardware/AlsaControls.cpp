@@ -123,12 +123,16 @@ CardControls::News AlsaControls::takeNews() {
 
 } // namespace
 
-std::unique_ptr<CardControls> openAlsaControls(const std::string& card, bool (*wants)(const std::string& name)) {
-  snd_ctl_t* opened = nullptr;
-  if (snd_ctl_open(&opened, text("hw:CARD=%@", card).c_str(), SND_CTL_NONBLOCK) < 0) return nullptr;
+std::unique_ptr<CardControls> alsaControls(snd_ctl_t* opened, bool (*wants)(const std::string& name)) {
   auto controls = std::make_unique<AlsaControls>(opened, wants);
   if (controls->descriptor() < 0) return nullptr;
   return controls;
+}
+
+std::unique_ptr<CardControls> openAlsaControls(const std::string& card, bool (*wants)(const std::string& name)) {
+  snd_ctl_t* opened = nullptr;
+  if (snd_ctl_open(&opened, text("hw:CARD=%@", card).c_str(), SND_CTL_NONBLOCK) < 0) return nullptr;
+  return alsaControls(opened, wants);
 }
 
 } // namespace vurl
