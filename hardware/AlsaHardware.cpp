@@ -22,17 +22,17 @@ constexpr std::chrono::milliseconds kSettleTime{200};    ///< a card comes as a 
 constexpr std::chrono::milliseconds kWatchInterval{100};
 constexpr std::chrono::milliseconds kPatience{1900}; ///< with a driver: less than two seconds with the rest
 constexpr int kBehindServers = 1;
-constexpr double kUsualRate = 48000;
+constexpr uint32_t kUsualRate = 48000;
 constexpr double kUsualFrames = 256;
 
 /// Nothing, with the reason in `error`, when there is no such PCM, or it is not to be had.
-std::optional<AlsaAbilities> ask(const std::string& pcm, snd_pcm_stream_t direction, int& error) {
+std::optional<AlsaAbilities> ask(const std::string& pcm, snd_pcm_stream_t direction, uint32_t rate, int& error) {
   error = -ENODEV;
   if (pcm.empty()) return std::nullopt;
-  const auto work = [pcm, direction] {
+  const auto work = [pcm, direction, rate] {
     allowAlsaLogHere();
     int reason = 0;
-    auto found = probeAlsa(pcm, direction, reason);
+    auto found = probeAlsa(pcm, direction, rate, reason);
     return std::pair(std::move(found), reason);
   };
   auto answer = withPatience(kPatience, work);
@@ -177,14 +177,22 @@ void AlsaHardware::remove(const AlsaName& name) {
   if (device->id != kAudioObjectUnknown) model.unpublish(device->id);
 }
 
-/// Fills in what the device can do. A direction that cannot be opened is left out as long as there is the other one.
+/// Fills in what the device can do, at the rate that is set or, where it has none such, at another one.
 int AlsaHardware::probe(Device& device) const {
+  const uint32_t rate = device.setup.rate == 0 ? kUsualRate : device.setup.rate;
+  device.setup.rate = rate;
+  const int error = probeAtRate(device);
+  return error < 0 || device.setup.rate == rate ? error : probeAtRate(device);
+}
+
+/// A direction that cannot be opened is left out as long as there is the other one.
+int AlsaHardware::probeAtRate(Device& device) const {
   int capture_error = 0, playback_error = 0;
-  const auto capture = ask(device.name.capture, SND_PCM_STREAM_CAPTURE, capture_error);
+  const auto capture = ask(device.name.capture, SND_PCM_STREAM_CAPTURE, device.setup.rate, capture_error);
   if (capture_error == -ETIMEDOUT) return capture_error;
-  auto playback = ask(device.name.playback, SND_PCM_STREAM_PLAYBACK, playback_error);
+  auto playback = ask(device.name.playback, SND_PCM_STREAM_PLAYBACK, device.setup.rate, playback_error);
   if (capture_error == -EBUSY || playback_error == -EBUSY) return -EBUSY;
-  if (!capture && !playback) return capture_error;
+  if (!capture && !playback) return device.name.capture.empty() ? playback_error : capture_error;
   if (capture && playback && common(capture->rates, playback->rates).empty()) playback.reset();
   device.setup.capture = capture ? capture->setup : AlsaSetup();
   device.setup.playback = playback ? playback->setup : AlsaSetup();
@@ -196,7 +204,7 @@ int AlsaHardware::probe(Device& device) const {
   if (lowest > highest) device.period_frames = one.period_frames;
   if (!std::ranges::count(device.rates, device.setup.rate))
     device.setup.rate =
-        static_cast<uint32_t>(std::ranges::count(device.rates, kUsualRate) ? kUsualRate : device.rates.back());
+        std::ranges::count(device.rates, kUsualRate) ? kUsualRate : static_cast<uint32_t>(device.rates.back());
   const double frames = device.setup.frames == 0 ? kUsualFrames : device.setup.frames;
   device.setup.frames = static_cast<uint32_t>(std::clamp(frames, lowest, highest));
   return 0;
@@ -282,15 +290,18 @@ void AlsaHardware::stop(AudioObjectID id) {
 
 /// A device that refuses goes on as it was.
 OSStatus AlsaHardware::reopen(Device& device, uint32_t rate, uint32_t frames) {
-  const auto before = std::exchange(device.setup.rate, rate);
-  const auto frames_before = std::exchange(device.setup.frames, frames);
-  if (before == rate && frames_before == frames) return kAudioHardwareNoError;
-  if (device.running) {
-    close(device);
-    const IOProc io = device.io;
-    if (open(device) == kAudioHardwareNoError) return kAudioHardwareNoError;
-    device.setup.rate = before;
-    device.setup.frames = frames_before;
+  const AlsaDeviceSetup before = device.setup;
+  if (rate == before.rate && frames == before.frames) return kAudioHardwareNoError;
+  const bool is_running = device.running != nullptr;
+  const IOProc io = device.io;
+  close(device);
+  device.setup.rate = rate;
+  device.setup.frames = frames;
+  if (rate != before.rate) probe(device); // for there may be other channels
+  if (is_running && open(device) != kAudioHardwareNoError) {
+    const auto first_sample = device.setup.first_sample;
+    device.setup = before;
+    device.setup.first_sample = first_sample;
     device.io = io;
     open(device);
     return kAudioHardwareIllegalOperationError;

@@ -50,6 +50,7 @@ private:
   struct Device;
 
   int probe(Device& device) const;
+  int probeAtRate(Device& device) const;
   DeviceDescription describe(const Device& device) const;
   void add(const AlsaName& name);
   void tryToPublish(Device& device);

@@ -53,7 +53,7 @@ AudioValueRange periodFrames(const snd_pcm_hw_params_t* wishes) {
 
 } // namespace
 
-std::optional<AlsaAbilities> probeAlsa(const std::string& pcm, snd_pcm_stream_t direction, int& error) {
+std::optional<AlsaAbilities> probeAlsa(const std::string& pcm, snd_pcm_stream_t direction, uint32_t rate, int& error) {
   snd_pcm_t* opened = nullptr;
   error = snd_pcm_open(&opened, pcm.c_str(), direction, SND_PCM_NONBLOCK);
   if (error < 0) return std::nullopt;
@@ -66,9 +66,11 @@ std::optional<AlsaAbilities> probeAlsa(const std::string& pcm, snd_pcm_stream_t 
   found.setup.pcm = pcm;
   error = -ENOTSUP;
   snd_pcm_hw_params_set_rate_resample(opened, wishes, 0);
-  if (!chooseFormat(opened, wishes, found.setup) || !chooseChannels(opened, wishes, found.setup)) return std::nullopt;
+  if (!chooseFormat(opened, wishes, found.setup)) return std::nullopt;
   found.rates = acceptedRates(opened, wishes);
   if (found.rates.empty()) return std::nullopt;
+  if (std::ranges::count(found.rates, rate) > 0) snd_pcm_hw_params_set_rate(opened, wishes, rate, 0);
+  if (!chooseChannels(opened, wishes, found.setup)) return std::nullopt;
   found.period_frames = periodFrames(wishes);
   error = 0;
   return found;
