@@ -5,6 +5,7 @@
 #include "hardware/AlsaOwner.h"
 #include "hardware/AlsaProbe.h"
 #include "hardware/Patience.h"
+#include "hardware/RateWatch.h"
 #include "platform/Log.h"
 #include "platform/Text.h"
 
@@ -71,6 +72,7 @@ struct AlsaHardware::Device {
   std::unique_ptr<CardSources> sources; ///< while it is published
   int error = 0;                        ///< a negative errno value, when it was last asked what it can do
   bool is_out = false;                  ///< it is there, and is not to be used again
+  RateWatch rate_watch{kUsualRate};
   uint32_t nr_losses_told = 0;
   bool is_silence_told = false;
 };
@@ -250,6 +252,7 @@ OSStatus AlsaHardware::open(Device& device) {
   device.running = AlsaDevice::start(device.setup, device.io, error);
   device.nr_losses_told = 0;
   device.is_silence_told = false;
+  device.rate_watch = RateWatch(device.setup.rate);
   if (device.running) {
     const uint32_t frames = std::exchange(device.setup.frames, device.running->frames());
     if (frames != device.setup.frames)
@@ -349,6 +352,8 @@ void AlsaHardware::watchRunning() {
     if (std::exchange(device->nr_losses_told, nr_losses) != nr_losses) model.notifyOverload(device->id);
     if (device->running->isSilent() && !std::exchange(device->is_silence_told, true))
       warn("The ALSA device %@ delivers nothing.", device->name.name);
+    if (const auto rate = device->rate_watch.look(device->running->nextSample(), std::chrono::steady_clock::now()))
+      warn("The ALSA device %@ runs at %u Hz, although it says %u Hz.", device->name.name, *rate, device->setup.rate);
     const int error = device->running->failure();
     if (error == 0) continue;
     warn("The ALSA device %@ has failed: %@.", device->name.name, snd_strerror(error));

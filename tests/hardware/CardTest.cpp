@@ -1,4 +1,5 @@
 // Cards by their controls: which of them choose sources, and who hears of changes.
+#include "hardware/RateWatch.h"
 #include "tests/hardware/CardRig.h"
 #include "tests/hardware/ServiceRig.h"
 
@@ -45,6 +46,26 @@ TEST(CardSources, ByTheNamesOfTheControls) {
   EXPECT_EQ(found(kUSB, std::nullopt), "| *Internal S/PDIF | ") << "it plays only";
   EXPECT_EQ(found(kReadOnly, 0), "| Internal *Word | ");
   EXPECT_TRUE(CardSources::wants("Digital CAPTURE SOURCE") && !CardSources::wants("Master Playback Switch"));
+}
+
+TEST(RateWatch, TellsOnceOfADeviceThatIsOffForSeconds) {
+  // Samples that come in each second, over and over; what is told of them.
+  const std::pair<std::vector<uint64_t>, std::vector<uint32_t>> cases[] = {
+      {{48000}, {}},
+      {{44100}, {44100}},
+      {{96000}, {96000}},
+      {{48400, 47600}, {}},
+      {{0}, {}},
+      {{48000, 48000, 48000, 48000, 48000, 48000, 20000, 48000, 76000}, {}}}; // held up for a moment
+  for (const auto& [seconds, expected] : cases) {
+    RateWatch watch(48000);
+    std::vector<uint32_t> told;
+    uint64_t sample = 1'000'000;
+    for (int tenth = 0; tenth < 300; tenth++, sample += seconds[static_cast<size_t>(tenth / 10) % seconds.size()] / 10)
+      if (const auto rate = watch.look(sample, RateWatch::Moment(std::chrono::milliseconds(tenth * 100))))
+        told.push_back(*rate);
+    EXPECT_EQ(told, expected) << seconds[0];
+  }
 }
 
 class CardTest : public testing::Test {
