@@ -49,9 +49,6 @@ public:
 private:
   struct Device;
 
-  int probe(Device& device) const;
-  int probeAtRate(Device& device) const;
-  DeviceDescription describe(const Device& device) const;
   void add(const AlsaName& name);
   void tryToPublish(Device& device);
   void publish(Device& device);
@@ -60,7 +57,6 @@ private:
   OSStatus open(Device& device);
   static void close(Device& device);
   OSStatus reopen(Device& device, uint32_t rate, uint32_t frames);
-  void tellFailure(const Device& device, int error) const;
   void watchRunning();
   void hearPlugs();
   void look(bool has_news);
