@@ -71,6 +71,10 @@ TEST_F(CardTakeTest, ACardPulledEndsTheTakeAndIsChosenAgain) {
 
 TEST_F(CardTakeTest, AnotherProgramThatTurnsTheClockEndsTheTake) {
   record();
+  card.mixer.refuses = true;
+  EXPECT_TRUE(rig.controller.choose(DeviceMenu::clock_source, 2));
+  EXPECT_EQ(rig.controller.menu(DeviceMenu::clock_source).selectedItem()->title, "Internal");
+  EXPECT_EQ(rig.output_file.state(), OutputFile::State::RUNNING_RECORDING) << "a refusal changes nothing";
   card.mixer.at("Clock Source").item = 1;
   card.mixer.happen();
   EXPECT_EQ(endOfTake(), "Current clock source has changed.");
