@@ -119,26 +119,21 @@ TEST_F(AlsaFiles, BothWaysBitForBitInEveryFormatAndLayout) {
 }
 
 TEST(AlsaClock, FollowsTheHardwaresCountFromEachStartOn) {
-  constexpr uint64_t kNow = 5'000'000'000'000, kRate = 44100;
-  const auto nanoseconds = [](uint64_t frames) { return frames * 1'000'000'000 / kRate; };
-  struct Case {
-    std::optional<uint64_t> counted; ///< by the hardware
-    uint64_t nr_waiting, sample, told, word_clock, host_time;
-  };
-  AlsaClock clock(kRate);
+  constexpr uint64_t kNow = 5'000'000'000'000, kDay = 44100 * 86400ULL;
+  const auto nanoseconds = [](uint64_t frames) { return frames * 1'000'000'000 / 44100; };
+  AlsaClock clock(44100);
+  // Counted by the hardware (0: it tells nothing), of which not fetched; our count, when; word clock and its moment.
   // clang-format off
-  for (const auto& [counted, nr_waiting, sample, told, word_clock, host_time] : std::initializer_list<Case>{
-           {300, 300, 1000, kNow, 1000, kNow - nanoseconds(300)}, // the first period is there, and a bit more
-           {512, 256, 1256, kNow - 7, 1256, kNow - 7 - nanoseconds(256)},
-           {44100 * 100'000ULL + 256, 256, 9, kNow, 1000 + 44100 * 100'000ULL, kNow - nanoseconds(256)}, // a day on
-           {44100 * 100'000ULL + 266, 266, 9, 0, 1000 + 44100 * 100'000ULL, kNow}, // no moment told
-           {44100 * 100'000ULL + 266, 10, 9, kNow + 1, 1256 + 44100 * 100'000ULL, kNow}, // one to come
-           {std::nullopt, 0, 77, 0, 77, kNow}, {256, 256, 7000, kNow, 7000, kNow - nanoseconds(256)}}) {
+  for (const auto& [counted, waiting, sample, told, word_clock, moment] :
+       std::initializer_list<std::array<uint64_t, 6>>{
+           {300, 300, 1000, kNow, 1000, kNow - nanoseconds(300)}, {512, 256, 1256, kNow - 7, 1256, kNow - 7 - nanoseconds(256)},
+           {kDay + 256, 256, 9, kNow, 1000 + kDay, kNow - nanoseconds(256)}, {kDay + 266, 10, 9, 0, 1256 + kDay, kNow},
+           {kDay + 266, 10, 9, kNow + 1, 1256 + kDay, kNow}, {0, 0, 77, 0, 77, kNow},
+           {256, 256, 7000, kNow, 7000, kNow - nanoseconds(256)}}) {
     // clang-format on
-    const auto reading = counted ? std::optional(AlsaReading{nanoseconds(*counted), told, nr_waiting}) : std::nullopt;
-    const auto time = clock.at(sample, kNow, reading);
-    EXPECT_TRUE(time.word_clock == word_clock && time.host_time == host_time)
-        << sample << ": " << time.word_clock << " at " << time.host_time;
+    const AlsaReading reading{nanoseconds(counted), told, waiting};
+    const auto time = clock.at(sample, kNow, counted == 0 ? std::nullopt : std::optional(reading));
+    EXPECT_TRUE(time.word_clock == word_clock && time.host_time == moment) << sample << ": " << time.word_clock;
   }
   clock.restart();
   EXPECT_EQ(clock.at(50'000, kNow, AlsaReading{nanoseconds(256), kNow, 256}).word_clock, 50'000U);
@@ -170,32 +165,28 @@ TEST_F(AlsaTest, ADriverThatDoesNotAnswerHoldsNobodyUp) {
   const TemporaryFolder folder;
   const auto pipe = folder.file("pipe"); // opening it waits for a writer
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  const auto begin = std::chrono::steady_clock::now();
-  AlsaRig rig("pcm.stuck { type file slave.pcm { type null } file /dev/null infile \"" + pipe +
-              "\" format raw hint.show on }");
+  const AlsaRig rig("pcm.stuck { type file slave.pcm { type null } file /dev/null infile \"" + pipe +
+                    "\" format raw hint.show on }");
   int error = 0;
   const AlsaSetup capture{"stuck", SND_PCM_FORMAT_S16_LE, SND_PCM_ACCESS_RW_INTERLEAVED, 2};
   EXPECT_EQ(AlsaDevice::start({capture, {}, 48000, 256}, {}, error), nullptr);
-  EXPECT_EQ(error, -ETIMEDOUT);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
-  EXPECT_TRUE(log.contains("The ALSA device stuck does not answer."));
+  EXPECT_TRUE(error == -ETIMEDOUT && log.contains("The ALSA device stuck does not answer."));
   const int writer = ::open(pipe.c_str(), O_WRONLY | O_NONBLOCK); // lets those left behind come to their end
-  EXPECT_GE(writer, 0);
   usleep(300'000);
   ::close(writer);
 }
 
 TEST_F(AlsaTest, NamesTheProgramThatHoldsADevice) {
   const TemporaryFolder system;
-  const auto tell = [&](const std::string& file, const std::string& content) {
+  for (const auto& [file, content] :
+       {std::pair{"asound/Box/pcm2c/sub0/status", "closed\n"},
+        {"asound/Box/pcm2c/sub1/status", "state: RUNNING\nowner_pid   : 77\ndelay  : 0\n"},
+        {"asound/Box/pcm3c/sub0/status", "state: RUNNING\nowner_pid   : 99\n"}, // it has ended meanwhile
+        {"77/status", "Name:\tdata-loop\nTgid:\t70\n"},
+        {"70/status", "Name:\tSound Server\nTgid:\t70\n"}}) {
     std::filesystem::create_directories((system.path / file).parent_path());
     writeFile(system.file(file), content);
-  };
-  tell("asound/Box/pcm2c/sub0/status", "closed\n");
-  tell("asound/Box/pcm2c/sub1/status", "state: RUNNING\nowner_pid   : 77\ndelay  : 0\n");
-  tell("asound/Box/pcm3c/sub0/status", "state: RUNNING\nowner_pid   : 99\n"); // it has ended meanwhile
-  tell("77/status", "Name:\tdata-loop\nTgid:\t70\n");
-  tell("70/status", "Name:\tSound Server\nTgid:\t70\n");
+  }
   EXPECT_EQ(alsaOwner("hw:CARD=Box,DEV=2", true, system.path), "Sound Server (process 70)");
   for (const auto* pcm : {"hw:CARD=Box,DEV=3", "hw:CARD=Box,DEV=4", "hw:CARD=Pox,DEV=2", "other"})
     EXPECT_EQ(alsaOwner(pcm, true, system.path), "") << pcm;
