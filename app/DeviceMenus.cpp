@@ -45,12 +45,6 @@ void MainMenuControler::selectInMenu(DeviceMenu which, int64_t tag) {
   view.showMenu(which, menuFor(which));
 }
 
-// A device that refuses a choice has nothing to tell, for nothing has changed.
-void MainMenuControler::takeBackRefused(DeviceMenu which, int64_t in_force) {
-  const PopupMenu::Item* const shown = menuFor(which).selectedItem();
-  if (in_force != -1 && shown != nullptr && shown->tag != in_force) selectInMenu(which, in_force);
-}
-
 bool MainMenuControler::choose(DeviceMenu which, int64_t tag) {
   if (!menuFor(which).selectTag(tag)) return false;
   view.showMenu(which, menuFor(which));
@@ -109,7 +103,6 @@ void MainMenuControler::dataSourceChanged() {
   const PopupMenu& menu = menuFor(DeviceMenu::data_source);
   if (const auto* item = menu.enabled ? menu.selectedItem() : nullptr) {
     input_device.setDataSource(static_cast<uint32_t>(item->tag));
-    takeBackRefused(DeviceMenu::data_source, input_device.dataSource());
   }
 }
 
@@ -117,7 +110,6 @@ void MainMenuControler::clockSourceChanged() {
   const PopupMenu& menu = menuFor(DeviceMenu::clock_source);
   if (const auto* item = menu.enabled ? menu.selectedItem() : nullptr) {
     input_device.setClockSource(static_cast<uint32_t>(item->tag));
-    takeBackRefused(DeviceMenu::clock_source, input_device.clockSource());
   }
 }
 
@@ -125,7 +117,6 @@ void MainMenuControler::sampleRateChanged() {
   const PopupMenu& menu = menuFor(DeviceMenu::sample_rate);
   if (const auto* item = menu.enabled ? menu.selectedItem() : nullptr) {
     input_device.setSampleRate(static_cast<int32_t>(item->tag));
-    takeBackRefused(DeviceMenu::sample_rate, input_device.sampleRate());
   }
 }
 

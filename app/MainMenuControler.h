@@ -135,7 +135,6 @@ private:
   void refreshDeviceSettings();
   void fill(DeviceMenu which, std::vector<PopupMenu::Item> items);
   void selectInMenu(DeviceMenu which, int64_t tag);
-  void takeBackRefused(DeviceMenu which, int64_t in_force);
   PopupMenu& menuFor(DeviceMenu which);
   bool isInUse(const PopupMenu::Item& device) const;
   /// What the device says is in use of what a menu offers, or -1.
