@@ -25,9 +25,13 @@ struct Integer {
   static constexpr int kUnused = 32 - kBits;
   static constexpr double kScale = static_cast<double>(uint32_t{1} << (kBits - 1));
 
+  /// The highest values of 32 bits would round up to 1.0, which is beyond the scale and turns into the lowest value in
+  /// a file of integers.
+  static constexpr int32_t kHighest = kBits == 32 ? 0x7FFFFF80 : 0x7FFFFFFF;
+
   static float toFloat(const uint8_t* bytes) noexcept {
     const auto value = static_cast<int32_t>(load<kBytes, kBigEndian>(bytes) << kUnused) >> kUnused;
-    return static_cast<float>(value / kScale);
+    return static_cast<float>(std::min(value, kHighest) / kScale);
   }
   static void fromFloat(float sample, uint8_t* bytes) noexcept {
     const double value = std::clamp(std::nearbyint(sample * kScale), -kScale, kScale - 1);

@@ -139,6 +139,19 @@ TEST(AlsaClock, FollowsTheHardwaresCountFromEachStartOn) {
   EXPECT_EQ(clock.at(50'000, kNow, AlsaReading{nanoseconds(256), kNow, 256}).word_clock, 50'000U);
 }
 
+// At 1.0 a sample would turn into the lowest number of a file.
+TEST(AlsaFormatTest, HoldsTheHighestNumberBelowFullScale) {
+  for (const auto& format : alsaFormats()) {
+    if (snd_pcm_format_float(format.format) == 1) continue;
+    std::array<uint8_t, 4> bytes{0xFF, 0xFF, 0xFF, 0xFF};
+    const int top = snd_pcm_format_width(format.format) / 8 - 1;
+    bytes[snd_pcm_format_big_endian(format.format) == 1 ? format.nr_bytes - 1 - top : top] = 0x7F;
+    float sample = 0;
+    format.toFloats({bytes.data(), 4}, {&sample}, 1);
+    EXPECT_TRUE(sample > 0.9999F && sample < 1) << snd_pcm_format_name(format.format) << " " << sample;
+  }
+}
+
 class AlsaTest : public testing::Test {
 protected:
   CapturedLog log;
