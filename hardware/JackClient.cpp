@@ -4,6 +4,7 @@
 #include "platform/Log.h"
 
 #include <jack/jack.h>
+#include <jack/statistics.h>
 #include <jack/transport.h>
 
 #include <pthread.h>
@@ -43,15 +44,26 @@ std::vector<std::string> physicalPorts(jack_client_t* client, unsigned long dire
   return result;
 }
 
-/// What a physical port is called on the device, as far as the server knows: its first alias, without the client.
-std::string shownName(jack_client_t* client, const std::string& port_name) {
+/// The first alias that the server knows of a port; empty when it knows none.
+std::string firstAlias(jack_client_t* client, const std::string& port_name) {
   std::string alias(static_cast<size_t>(jack_port_name_size()), '\0');
   std::string other_alias = alias;
   char* const aliases[2] = {alias.data(), other_alias.data()};
   const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
-  const bool has_alias = port != nullptr && jack_port_get_aliases(port, aliases) > 0;
-  const std::string name = has_alias ? alias.substr(0, alias.find('\0')) : port_name;
+  if (port == nullptr || jack_port_get_aliases(port, aliases) <= 0) return {};
+  return alias.substr(0, alias.find('\0'));
+}
+
+/// What a physical port is called on the device, as far as the server knows: its first alias, without the client.
+std::string shownName(jack_client_t* client, const std::string& port_name) {
+  const std::string alias = firstAlias(client, port_name);
+  const std::string& name = alias.empty() ? port_name : alias;
   return name.substr(name.rfind(':') + 1);
+}
+
+/// Whether the server records from an interface, which does not wait: a dummy has nothing to lose when it is late.
+bool hasInterface(jack_client_t* client, const std::vector<std::string>& ports) {
+  return !ports.empty() && !firstAlias(client, ports.front()).starts_with("dummy_pcm:");
 }
 
 bool isFree(jack_client_t* client, const std::string& port_name) {
@@ -111,6 +123,8 @@ struct JackClient::Connection {
   // it may not run, or stop() sees that it does.
   std::atomic<bool> running = false;
   std::atomic<bool> in_cycle = false;
+  std::atomic<bool> has_interface = false; ///< sound that the server is too late for is lost
+  std::atomic<bool> freewheels = false;    ///< the server runs its clients for no interface, as fast as they can
   std::atomic<int32_t> frame_rate = FRAME_RATE_25;
   std::atomic<uint32_t> nr_losses = 0; ///< written by the I/O thread only
   OutputLimiter limiter;
@@ -121,9 +135,14 @@ struct JackClient::Connection {
   jack_nframes_t last_nr_frames = 0;
   uint64_t sample_time = 0; ///< the server's frame time, without its wrap at 32 bits
 
+  // Of the library's thread for notifications.
+  float last_delay = 0;
+  std::atomic<uint32_t> nr_interface_losses = 0;
+
   static int process(jack_nframes_t nr_frames, void* self);
   void cycle(jack_nframes_t nr_frames) noexcept;
   void followFrameTime(jack_nframes_t nr_frames) noexcept;
+  void followXrun() noexcept;
   AudioTimeStamp timeStamp() const noexcept;
   void addTransportTime(AudioTimeStamp& stamp) const noexcept;
   void setCallbacks();
@@ -147,7 +166,7 @@ int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) {
   withoutCancellation([&] {
     auto& connection = *static_cast<Connection*>(self);
     connection.in_cycle.store(true);
-    if (connection.running.load())
+    if (connection.running.load() && !connection.freewheels.load())
       connection.cycle(nr_frames);
     else
       connection.outputs.fetchSilent(nr_frames);
@@ -168,17 +187,25 @@ void JackClient::Connection::cycle(jack_nframes_t nr_frames) noexcept {
   limiter.limit(output_list);
 }
 
-// A late server may still have handed over every sample; only a gap in its frame time says that some are missing. The
-// frame time also jumps when the buffer size changes, which is no loss of its own.
+// A gap in the server's frame time says that this program missed cycles. The frame time also jumps when the buffer size
+// changes, for which a server stops its interface.
 void JackClient::Connection::followFrameTime(jack_nframes_t nr_frames) noexcept {
   const jack_nframes_t frame_time = jack_last_frame_time(client);
   const jack_nframes_t passed = frame_time - last_frame_time;
-  if (!is_first_cycle && nr_frames == last_nr_frames && passed != last_nr_frames)
+  if (!is_first_cycle && passed != last_nr_frames && (nr_frames == last_nr_frames || has_interface))
     nr_losses.store(nr_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
   sample_time = is_first_cycle ? frame_time : sample_time + passed;
   is_first_cycle = false;
   last_frame_time = frame_time;
   last_nr_frames = nr_frames;
+}
+
+// What the interface lost leaves no gap in the frame time. The server sets the delay anew for the xruns of its
+// interface alone, not for those of a late client, which cost the others nothing.
+void JackClient::Connection::followXrun() noexcept {
+  const float delay = jack_get_xrun_delayed_usecs(client);
+  if (std::exchange(last_delay, delay) == delay || !has_interface || !running) return;
+  nr_interface_losses.store(nr_interface_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
 AudioTimeStamp JackClient::Connection::timeStamp() const noexcept {
@@ -209,6 +236,15 @@ void JackClient::Connection::setCallbacks() {
   jack_set_process_callback(client, process, this);
   jack_set_buffer_size_callback(client, changed, this);
   jack_set_sample_rate_callback(client, changed, this);
+  jack_set_freewheel_callback(
+      client, [](int starting, void* self) { static_cast<Connection*>(self)->freewheels.store(starting != 0); }, this);
+  jack_set_xrun_callback(
+      client,
+      [](void* self) {
+        withoutCancellation([self] { static_cast<Connection*>(self)->followXrun(); });
+        return 0;
+      },
+      this);
   jack_on_info_shutdown(
       client,
       [](jack_status_t, const char* reason, void* self) {
@@ -242,6 +278,7 @@ std::unique_ptr<JackClient> JackClient::open(const std::string& server, Events e
   auto connection = std::make_unique<Connection>();
   connection->client = client;
   connection->events = std::move(events);
+  connection->last_delay = jack_get_xrun_delayed_usecs(client);
   connection->setCallbacks();
   connection->inputs.registerPorts(client, "in_", JackPortIsInput);
   connection->outputs.registerPorts(client, "out_", JackPortIsOutput);
@@ -270,6 +307,7 @@ DeviceDescription JackClient::describe() const {
 OSStatus JackClient::start(const IOProc& io) {
   connection->io = io;
   connection->is_first_cycle = true;
+  connection->has_interface = hasInterface(connection->client, connection->inputs.physical);
   connection->limiter.restart();
   connection->running.store(true);
   if (jack_activate(connection->client) != 0) {
@@ -301,7 +339,10 @@ void JackClient::setFrameRate(int32_t frame_rate) {
   connection->frame_rate.store(frame_rate, std::memory_order_release);
 }
 
-uint32_t JackClient::nrLosses() const { return connection->nr_losses.load(std::memory_order_acquire); }
+uint32_t JackClient::nrLosses() const {
+  return connection->nr_losses.load(std::memory_order_acquire) +
+         connection->nr_interface_losses.load(std::memory_order_acquire);
+}
 
 void JackClient::reportLimiting() { connection->limiter.report(); }
 

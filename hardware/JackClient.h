@@ -45,7 +45,7 @@ public:
   /// FrameRate of the timecode made from the server's transport.
   void setFrameRate(int32_t frame_rate);
 
-  /// How often samples were lost between two cycles since the client was opened.
+  /// How often samples were lost since the client was opened: between two cycles, or by the server's interface.
   uint32_t nrLosses() const;
 
   /// Warns, once for each start, when samples for the outputs had to be limited to full scale. To be asked regularly.

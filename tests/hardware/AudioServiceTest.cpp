@@ -226,6 +226,31 @@ TEST_F(JackTest, AnOverloadIsWhereSamplesAreMissing) {
   rig.input_device.unselectDevice();
 }
 
+// The interface is played by the server's dummy: it is one that its ports' names give away.
+TEST_F(JackTest, AnInterfaceLosesWhatItsServerIsTooLateForAndADummyDoesNot) {
+  const auto peer = makePeer(rig.server);
+  ASSERT_EQ(jack_activate(peer.get()), 0);
+  const std::pair<const char*, std::function<void(bool)>> kTroubles[] = {
+      {"held up", [&](bool begins) { rig.server.signal(begins ? SIGSTOP : SIGCONT); }},
+      {"resized", [&](bool begins) { jack_set_buffer_size(peer.get(), begins ? 512 : 256); }},
+      {"freewheeling", [&](bool begins) { jack_set_freewheel(peer.get(), begins ? 1 : 0); }}};
+  for (const bool has_interface : {false, true}) {
+    if (has_interface) jack_port_unset_alias(jack_port_by_name(peer.get(), "system:capture_1"), "dummy_pcm:dummy:out1");
+    for (const auto& [name, trouble] : kTroubles) {
+      SCOPED_TRACE(name);
+      ASSERT_TRUE(rig.select());
+      trouble(true);
+      const int count = rig.delegate.nr_cycles;
+      rig.runFor(std::chrono::milliseconds(300));
+      EXPECT_TRUE(name != std::string("freewheeling") || rig.delegate.nr_cycles <= count + 1);
+      trouble(false);
+      EXPECT_TRUE(rig.waitForCycles(20));
+      rig.runFor(std::chrono::milliseconds(300));
+      EXPECT_EQ(rig.observer.has("processorOverload"), has_interface || name == std::string("freewheeling"));
+    }
+  }
+}
+
 TEST_F(JackTest, SurvivesAServerThatIsKilledAndFindsItAgain) {
   for (int i = 0; i < 10; i++) {
     ASSERT_TRUE(i % 3 == 2 || rig.select()); // with the client merely open, or with cycles
