@@ -198,7 +198,10 @@ OSStatus AlsaHardware::reopen(Device& device, uint32_t rate, uint32_t frames) {
   device.setup.rate = rate;
   device.setup.frames = frames;
   if (rate != before.rate) device.probe(); // for there may be other channels
-  if (is_running && open(device) != kAudioHardwareNoError) {
+  const bool is_open = is_running && open(device) == kAudioHardwareNoError;
+  // What came meanwhile is lost. A new rate ends a take by itself, new buffers do not.
+  if (is_running && rate == before.rate && !before.capture.pcm.empty()) model.notifyOverload(device.id);
+  if (is_running && !is_open) {
     const auto first_sample = device.setup.first_sample;
     device.setup = before;
     device.setup.first_sample = first_sample;

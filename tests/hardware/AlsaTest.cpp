@@ -228,6 +228,22 @@ TEST_F(AlsaTest, EveryPcmOfACardIsADevice) {
   EXPECT_EQ(devices({{0, "In", true, false}, {1, "Both", true, true}}), "Big Box: 0 1; Big Box, Both: 1 -; ");
 }
 
+TEST_F(AlsaTest, TellsThatOtherBuffersCostSound) {
+  AlsaRig rig;
+  rig.input_device.awake();
+  ASSERT_TRUE(rig.select());
+  for (const uint32_t frames : {512U, 512U, 64U}) {
+    const bool is_new = rig.input_device.bufferFrameSize() != frames;
+    rig.input_device.setBufferFrameSize(frames);
+    rig.run_loop.drain();
+    EXPECT_EQ(rig.observer.has("processorOverload"), is_new);
+    rig.observer.take();
+  }
+  rig.input_device.setSampleRate(96000);
+  rig.run_loop.drain();
+  EXPECT_TRUE(rig.observer.has("updateSampleRate") && !rig.observer.has("processorOverload"));
+}
+
 /// A device over a JACK server, its outputs led back to its inputs.
 class AlsaOverJack : public AlsaTest {
 protected:
