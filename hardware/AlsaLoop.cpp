@@ -46,9 +46,10 @@ bool AlsaLoop::Side::open(std::unique_ptr<AlsaPcm> opened) {
 void AlsaLoop::Side::look() noexcept {
   is_ready = true;
   if (!pcm || error != 0) return;
-  const snd_pcm_sframes_t frames = pcm->available();
+  frames = pcm->available();
   error = frames == -EAGAIN ? 0 : static_cast<int>(std::min<snd_pcm_sframes_t>(frames, 0));
   is_ready = frames >= static_cast<snd_pcm_sframes_t>(pcm->periodFrames());
+  was_called = was_called && !is_ready;
 }
 
 AlsaLoop::AlsaLoop(std::unique_ptr<AlsaPcm> capture_pcm, std::unique_ptr<AlsaPcm> playback_pcm, uint32_t device_rate,
@@ -56,7 +57,6 @@ AlsaLoop::AlsaLoop(std::unique_ptr<AlsaPcm> capture_pcm, std::unique_ptr<AlsaPcm
     : rate(device_rate), io(io_proc), stop_signal(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), clock(device_rate) {
   if (capture.open(std::move(capture_pcm))) nr_frames = capture.pcm->periodFrames();
   if (playback.open(std::move(playback_pcm))) nr_frames = playback.pcm->periodFrames();
-  is_linked = capture.pcm && playback.pcm && snd_pcm_link(capture.pcm->handle(), playback.pcm->handle()) == 0;
   waited_for.reserve(capture.descriptors.size() + playback.descriptors.size() + 1);
 }
 
@@ -84,11 +84,17 @@ int AlsaLoop::step() noexcept {
   capture.look();
   playback.look();
   if (capture.error != 0 || playback.error != 0) return 0;
-  if (capture.is_ready && playback.is_ready)
+  if (capture.is_ready && (playback.is_ready || isBehind()))
     cycle();
   else
     wait();
   return 0;
+}
+
+/// Whether more has been captured than the outputs ever take at a time: cycles that nobody hears make up for it.
+bool AlsaLoop::isBehind() const noexcept {
+  if (!capture.pcm || !playback.pcm) return false;
+  return capture.frames >= snd_pcm_sframes_t{nr_frames} + playback.pcm->wakeUpFrames();
 }
 
 /// Starts what stopped; fails when that is of no use. A side that stopped alone leaves the other one running.
@@ -98,18 +104,24 @@ int AlsaLoop::restartStopped() noexcept {
     if (side->error != 0 && !isStop(side->error)) return side->error;
   if (nr_vain_starts > 0) sleep(kPause);
   if (nr_vain_starts++ == kMostVainStarts) return -EIO;
-  const bool capture_too = is_linked || capture.error != 0;
-  if (capture.pcm && capture_too && has_run) countLoss();
+  const bool capture_too = capture.error != 0;
+  if (capture_too && has_run) countLoss();
   const int error = restart(capture_too);
   return isStop(error) ? 0 : error;
 }
 
+// Both sides are linked for the start alone: a link would have outputs that run dry stop what is captured.
 int AlsaLoop::restart(bool capture_too) noexcept {
-  capture_too = capture_too && capture.pcm;
   if (capture_too) clock.restart();
   if (capture_too) capture.error = capture.pcm->restart();
   if (playback.pcm) playback.error = playback.pcm->restart();
+  const bool both = capture_too && playback.pcm && capture.error == 0 && playback.error == 0;
+  const bool is_linked = both && snd_pcm_link(capture.pcm->handle(), playback.pcm->handle()) == 0;
   if (playback.pcm && playback.error == 0) playback.error = snd_pcm_start(playback.pcm->handle());
+  if (is_linked) {
+    capture.error = playback.error;
+    snd_pcm_unlink(playback.pcm->handle());
+  }
   if (capture_too && capture.error == 0 && !is_linked) capture.error = snd_pcm_start(capture.pcm->handle());
   return std::min(capture.error, playback.error);
 }
@@ -128,10 +140,13 @@ void AlsaLoop::sleep(int milliseconds) noexcept {
   ::poll(&stop, 1, milliseconds);
 }
 
-// Only what is not ready is waited for. Some devices say that they are ready although too little is there yet: after
-// such an answer the thread sleeps for a moment, so that it does not turn in circles.
+// Only what is not ready is waited for; while captured sound waits for the outputs, no longer than they may take. Some
+// devices say that they are ready although too little is there yet: after such an answer the thread sleeps for a
+// moment, so that it does not turn in circles.
 void AlsaLoop::wait() noexcept {
-  if (std::exchange(has_waited, !has_waited)) return sleep(1);
+  bool is_false_call = false;
+  for (Side* side : {&capture, &playback}) is_false_call |= std::exchange(side->was_called, false);
+  if (is_false_call) return sleep(1);
   waited_for.assign(1, {stop_signal, POLLIN, 0});
   for (Side* side : {&capture, &playback}) {
     if (!side->pcm || side->is_ready) continue;
@@ -139,14 +154,15 @@ void AlsaLoop::wait() noexcept {
     snd_pcm_poll_descriptors(side->pcm->handle(), side->descriptors.data(), count);
     waited_for.insert(waited_for.end(), side->descriptors.begin(), side->descriptors.end());
   }
-  const int nr_ready = ::poll(waited_for.data(), waited_for.size(), kWait);
-  if (nr_ready == 0) has_waited = false;
+  const int period = static_cast<int>(uint64_t{nr_frames} * 1000 / rate) + 1;
+  ::poll(waited_for.data(), waited_for.size(), capture.pcm && capture.is_ready ? period : kWait);
   if (hostTime() - last_host_time > kSecond) is_silent.store(true, std::memory_order_release);
   auto* first = waited_for.data() + 1;
   for (Side* side : {&capture, &playback}) {
     if (!side->pcm || side->is_ready) continue;
     unsigned short events = 0;
     const auto count = static_cast<unsigned>(side->descriptors.size());
+    side->was_called = std::any_of(first, first + count, [](const pollfd& polled) { return polled.revents != 0; });
     snd_pcm_poll_descriptors_revents(side->pcm->handle(), first, count, &events);
     if ((events & (POLLERR | POLLNVAL)) != 0) side->error = errorOf(snd_pcm_state(side->pcm->handle()));
     first += count;
@@ -155,8 +171,11 @@ void AlsaLoop::wait() noexcept {
 
 void AlsaLoop::cycle() noexcept {
   const auto reading = capture.pcm ? capture.pcm->readClock() : std::nullopt;
+  const bool is_heard = playback.pcm && playback.is_ready;
   const AudioBufferList inputs = capture.pcm ? capture.pcm->begin(capture.error) : AudioBufferList{};
-  AudioBufferList outputs = playback.pcm ? playback.pcm->begin(playback.error) : AudioBufferList{};
+  AudioBufferList outputs = is_heard       ? playback.pcm->begin(playback.error)
+                            : playback.pcm ? playback.pcm->unheard()
+                                           : AudioBufferList{};
   if (capture.error < 0) return;
   last_host_time = hostTime();
   const AlsaClock::Time time = clock.at(nextSample(), last_host_time, reading);
@@ -167,10 +186,9 @@ void AlsaLoop::cycle() noexcept {
   in_cycle.store(false);
   limiter.limit(outputs);
   if (capture.pcm) capture.error = capture.pcm->end();
-  if (playback.pcm && playback.error == 0) playback.error = playback.pcm->end();
+  if (is_heard && playback.error == 0) playback.error = playback.pcm->end();
   setFirstSample(nextSample() + nr_frames);
   has_run = true;
-  has_waited = false;
   nr_vain_starts = 0;
   is_silent.store(false, std::memory_order_release);
 }

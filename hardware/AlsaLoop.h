@@ -55,13 +55,16 @@ private:
   struct Side {
     std::unique_ptr<AlsaPcm> pcm;
     std::vector<pollfd> descriptors;
-    int error = 0;         ///< negative errno value that stopped it
-    bool is_ready = false; ///< a period can be moved
+    int error = 0;                ///< negative errno value that stopped it
+    bool is_ready = false;        ///< a period can be moved
+    bool was_called = false;      ///< it said that it is ready, and has not been since
+    snd_pcm_sframes_t frames = 0; ///< that can be moved
     bool open(std::unique_ptr<AlsaPcm> opened);
     void look() noexcept;
   };
 
   int step() noexcept;
+  bool isBehind() const noexcept;
   int restartStopped() noexcept;
   int restart(bool capture_too) noexcept;
   void countLoss() noexcept;
@@ -75,7 +78,6 @@ private:
   const uint32_t rate;
   const IOProc io;
   uint32_t nr_frames = 0;
-  bool is_linked = false; ///< the driver starts and stops both sides together
   std::vector<pollfd> waited_for;
   int stop_signal = -1;
 
@@ -83,7 +85,6 @@ private:
   AlsaClock clock;
   uint64_t last_host_time = 0; ///< of the last cycle, or the start
   bool has_run = false;        ///< a cycle has come since the device was opened
-  bool has_waited = false;     ///< for a side that was said to be ready, and is not yet
   int nr_vain_starts = 0;      ///< since the last cycle
 
   // Shared. `running` and `in_cycle` need one order for all threads: either the cycle sees that it may not run, or the

@@ -9,6 +9,10 @@ namespace {
 
 constexpr unsigned kLeastPeriods = 3; ///< in the device's memory
 
+/// The part of a second that fits into the memory of a device that captures, if it has as much: so long may this
+/// program be held up before sound is lost. It delays nothing.
+constexpr unsigned kReserve = 2;
+
 uint64_t nanoseconds(const snd_htimestamp_t& time) noexcept {
   return static_cast<uint64_t>(time.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(time.tv_nsec);
 }
@@ -49,14 +53,26 @@ int AlsaPcm::configure(const AlsaSetup& setup, uint32_t rate, uint32_t frames, b
   if (error >= 0) error = snd_pcm_hw_params_set_channels(pcm.get(), wishes, nr_channels);
   if (error >= 0) error = snd_pcm_hw_params_set_rate(pcm.get(), wishes, rate, 0);
   if (error >= 0) error = snd_pcm_hw_params_set_period_size_near(pcm.get(), wishes, &period, nullptr);
-  buffer_size = (keeps_step ? std::max<snd_pcm_uframes_t>(frames, period) : period) * kLeastPeriods;
-  if (error >= 0) error = snd_pcm_hw_params_set_buffer_size_near(pcm.get(), wishes, &buffer_size);
-  if (error >= 0) error = snd_pcm_hw_params(pcm.get(), wishes);
+  device_period = period;
   if (keeps_step) period = frames;
-  if (error >= 0 && (buffer_size < period || period == 0)) error = -EINVAL;
+  if (error >= 0 && period == 0) error = -EINVAL;
+  const auto least = std::max(device_period, period) * kLeastPeriods;
+  const bool captures = direction == SND_PCM_STREAM_CAPTURE;
+  if (error >= 0) error = setMemory(wishes, captures ? std::max(least, rate / kReserve / period * period) : least);
+  if (error == -ENOMEM && captures) error = setMemory(wishes, least);
+  if (error >= 0 && buffer_size < period) error = -EINVAL;
   if (error >= 0) error = setWakeUp();
   if (error >= 0) makeBuffers();
   return error;
+}
+
+int AlsaPcm::setMemory(const snd_pcm_hw_params_t* wishes, snd_pcm_uframes_t frames) {
+  snd_pcm_hw_params_t* chosen = nullptr;
+  snd_pcm_hw_params_alloca(&chosen);
+  snd_pcm_hw_params_copy(chosen, wishes);
+  buffer_size = frames;
+  const int error = snd_pcm_hw_params_set_buffer_size_near(pcm.get(), chosen, &buffer_size);
+  return error < 0 ? error : snd_pcm_hw_params(pcm.get(), chosen);
 }
 
 // It neither starts nor stops by itself at any count but a full or an empty buffer: a duplex device has to start both
@@ -146,6 +162,12 @@ AudioBufferList AlsaPcm::begin(int& error) noexcept {
     error = move();
     if (error < 0) clearBuffers();
   }
+  return {static_cast<uint32_t>(buffers.size()), buffers.data()};
+}
+
+AudioBufferList AlsaPcm::unheard() noexcept {
+  is_lent = useOwnBuffers();
+  clearBuffers();
   return {static_cast<uint32_t>(buffers.size()), buffers.data()};
 }
 

@@ -7,6 +7,7 @@
 #include "hardware/AlsaClock.h"
 #include "hardware/AlsaFormat.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -37,6 +38,9 @@ public:
 
   uint32_t periodFrames() const { return static_cast<uint32_t>(period); }
 
+  /// Frames that come or go between two moments at which the device may be found ready.
+  uint32_t wakeUpFrames() const { return static_cast<uint32_t>(std::max(period, device_period)); }
+
   /// ALSA's handle, to poll, start and link.
   snd_pcm_t* handle() const { return pcm.get(); }
 
@@ -52,6 +56,9 @@ public:
   /// driver is.
   AudioBufferList begin(int& error) noexcept;
 
+  /// Silent buffers of a period that is not to be played; end() does not follow.
+  AudioBufferList unheard() noexcept;
+
   /// Hands the period of the last begin() back. Returns a negative errno value on failure.
   int end() noexcept;
 
@@ -66,6 +73,7 @@ private:
 
   AlsaPcm() = default;
   int configure(const AlsaSetup& setup, uint32_t rate, uint32_t frames, bool keeps_step);
+  int setMemory(const snd_pcm_hw_params_t* wishes, snd_pcm_uframes_t frames);
   int setWakeUp();
   void makeBuffers();
   bool isMapped() const {
@@ -89,6 +97,7 @@ private:
   snd_pcm_access_t access = SND_PCM_ACCESS_MMAP_INTERLEAVED;
   uint32_t nr_channels = 0;
   snd_pcm_uframes_t period = 0;
+  snd_pcm_uframes_t device_period = 0;
   snd_pcm_uframes_t buffer_size = 0;
   std::vector<float> samples;        ///< a period, in the layout of the device
   std::vector<uint8_t> raw;          ///< a period in the device's format, where its memory cannot be reached
