@@ -1,5 +1,6 @@
 #include "hardware/JackClient.h"
 
+#include "hardware/JackRequests.h"
 #include "hardware/OutputLimiter.h"
 #include "platform/Log.h"
 
@@ -23,7 +24,8 @@ namespace {
 
 constexpr size_t kLeastPorts = 8;
 constexpr AudioValueRange kFrames{16, 4096};
-constexpr std::chrono::seconds kCyclePatience{1};
+constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::milliseconds kPatienceAtTheEnd{1900}; ///< letting go of a dead server takes two seconds at most
 
 std::atomic<bool> library_is_quiet = false;
 
@@ -112,7 +114,8 @@ struct Side {
 
 struct JackClient::Connection {
   jack_client_t* client = nullptr;
-  Events events;
+  std::mutex events_mutex; ///< of the main thread and the library's threads, but the I/O thread
+  Events events;           ///< none when nobody is to be told any more
 
   // Set while no cycle runs.
   Side inputs;
@@ -145,8 +148,16 @@ struct JackClient::Connection {
   void followXrun() noexcept;
   AudioTimeStamp timeStamp() const noexcept;
   void addTransportTime(AudioTimeStamp& stamp) const noexcept;
+  void tell(std::function<void()> Events::*event);
+  void forget();
+
+  // These ask the server: JackRequests carries them out.
+  void open(const std::string& server);
   void setCallbacks();
+  bool activate();
   void connectPorts();
+  void deactivate() { jack_deactivate(client); }
+  void close();
 };
 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
@@ -228,9 +239,19 @@ void JackClient::Connection::addTransportTime(AudioTimeStamp& stamp) const noexc
   stamp.mFlags |= kAudioTimeStampSMPTETimeValid;
 }
 
+void JackClient::Connection::tell(std::function<void()> Events::*event) {
+  const std::lock_guard lock(events_mutex);
+  if (events.*event) (events.*event)();
+}
+
+void JackClient::Connection::forget() {
+  const std::lock_guard lock(events_mutex);
+  events = {};
+}
+
 void JackClient::Connection::setCallbacks() {
   const auto changed = [](jack_nframes_t, void* self) {
-    withoutCancellation([self] { static_cast<Connection*>(self)->events.changed(); });
+    withoutCancellation([self] { static_cast<Connection*>(self)->tell(&Events::changed); });
     return 0;
   };
   jack_set_process_callback(client, process, this);
@@ -250,7 +271,7 @@ void JackClient::Connection::setCallbacks() {
       [](jack_status_t, const char* reason, void* self) {
         withoutCancellation([&] {
           log("JACK server gone, %@.", reason);
-          static_cast<Connection*>(self)->events.shut_down();
+          static_cast<Connection*>(self)->tell(&Events::shut_down);
         });
       },
       this);
@@ -267,29 +288,47 @@ void JackClient::Connection::connectPorts() {
     if (is_free[i]) jack_connect(client, jack_port_name(outputs.ports[i]), outputs.physical[i].c_str());
 }
 
-std::unique_ptr<JackClient> JackClient::open(const std::string& server, Events events) {
-  jack_set_error_function(logLibrary);
-  jack_set_info_function(logLibrary);
+void JackClient::Connection::open(const std::string& server) {
   const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
   library_is_quiet.store(true, std::memory_order_release);
-  jack_client_t* const client = jack_client_open("vurl-recorder", options, nullptr, server.c_str());
+  client = jack_client_open("vurl-recorder", options, nullptr, server.c_str());
   library_is_quiet.store(false, std::memory_order_release);
-  if (client == nullptr) return nullptr;
-  auto connection = std::make_unique<Connection>();
-  connection->client = client;
-  connection->events = std::move(events);
-  connection->last_delay = jack_get_xrun_delayed_usecs(client);
-  connection->setCallbacks();
-  connection->inputs.registerPorts(client, "in_", JackPortIsInput);
-  connection->outputs.registerPorts(client, "out_", JackPortIsOutput);
-  return std::unique_ptr<JackClient>(new JackClient(std::move(connection)));
+  if (client == nullptr) return;
+  last_delay = jack_get_xrun_delayed_usecs(client);
+  setCallbacks();
+  inputs.registerPorts(client, "in_", JackPortIsInput);
+  outputs.registerPorts(client, "out_", JackPortIsOutput);
 }
 
-JackClient::JackClient(std::unique_ptr<Connection> opened) : connection(std::move(opened)) {}
+bool JackClient::Connection::activate() {
+  if (jack_activate(client) != 0) return false;
+  connectPorts();
+  return true;
+}
 
+void JackClient::Connection::close() {
+  if (client != nullptr) jack_client_close(client);
+}
+
+std::unique_ptr<JackClient> JackClient::open(const std::string& server, Events events) {
+  if (JackRequests::areStuck()) return nullptr;
+  jack_set_error_function(logLibrary);
+  jack_set_info_function(logLibrary);
+  auto connection = std::make_shared<Connection>();
+  connection->events = std::move(events);
+  const bool is_answered = JackRequests::carryOut([connection, server] { connection->open(server); }, kPatience);
+  if (is_answered && connection->client == nullptr) return nullptr;
+  std::unique_ptr<JackClient> result(new JackClient(std::move(connection)));
+  return is_answered ? std::move(result) : nullptr;
+}
+
+JackClient::JackClient(std::shared_ptr<Connection> opened) : connection(std::move(opened)) {}
+
+// A server that does not answer keeps the connection, which reaches nobody any more.
 JackClient::~JackClient() {
   stop();
-  jack_client_close(connection->client);
+  const auto patience = JackRequests::areStuck() ? std::chrono::milliseconds(0) : kPatienceAtTheEnd;
+  if (!JackRequests::carryOut([kept = connection] { kept->close(); }, patience)) connection->forget();
 }
 
 DeviceDescription JackClient::describe() const {
@@ -310,29 +349,32 @@ OSStatus JackClient::start(const IOProc& io) {
   connection->has_interface = hasInterface(connection->client, connection->inputs.physical);
   connection->limiter.restart();
   connection->running.store(true);
-  if (jack_activate(connection->client) != 0) {
-    connection->running.store(false);
-    warn("The JACK server does not let this program run: no sound will arrive.");
-    return kAudioHardwareIllegalOperationError;
-  }
-  connection->connectPorts();
-  return kAudioHardwareNoError;
+  const auto is_active = std::make_shared<bool>(false);
+  const auto activate = [kept = connection, is_active] { *is_active = kept->activate(); };
+  if (JackRequests::carryOut(activate, kPatience) && *is_active) return kAudioHardwareNoError;
+  stopCycles();
+  warn("The JACK server does not let this program run: no sound will arrive.");
+  return kAudioHardwareIllegalOperationError;
 }
 
-// The wait takes no longer than a cycle does. It has an end all the same: deactivating joins the library's thread.
-void JackClient::stop() {
-  if (!connection->running.load()) return;
+// The cycle itself never hangs, so that it is waited for without end.
+void JackClient::stopCycles() {
   connection->running.store(false);
-  const auto deadline = std::chrono::steady_clock::now() + kCyclePatience;
-  while (connection->in_cycle.load() && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  jack_deactivate(connection->client);
+  while (connection->in_cycle.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+bool JackClient::stop() {
+  if (!connection->running.load()) return true;
+  stopCycles();
+  return JackRequests::carryOut([kept = connection] { kept->deactivate(); }, kPatienceAtTheEnd);
 }
 
 OSStatus JackClient::setBufferFrameSize(uint32_t frames) {
   if (jack_get_buffer_size(connection->client) == frames) return kAudioHardwareNoError;
-  const int failed = jack_set_buffer_size(connection->client, frames);
-  return failed ? OSStatus{kAudioHardwareIllegalOperationError} : OSStatus{kAudioHardwareNoError};
+  const auto is_set = std::make_shared<bool>(false);
+  const auto set = [kept = connection, is_set, frames] { *is_set = jack_set_buffer_size(kept->client, frames) == 0; };
+  const bool is_done = JackRequests::carryOut(set, kPatience) && *is_set;
+  return is_done ? OSStatus{kAudioHardwareNoError} : OSStatus{kAudioHardwareIllegalOperationError};
 }
 
 void JackClient::setFrameRate(int32_t frame_rate) {

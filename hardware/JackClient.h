@@ -22,10 +22,11 @@ public:
   };
 
   /// Connects to a running server, without starting one, and registers the ports. Nothing when there is no such
-  /// server, or it refuses; that is not logged, because callers ask again and again.
+  /// server, it refuses, or one does not answer; that is not logged, because callers ask again and again.
   static std::unique_ptr<JackClient> open(const std::string& server, Events events);
 
-  /// Disconnects; safe also when the server is gone, or dies meanwhile.
+  /// Disconnects; safe also when the server is gone, or dies meanwhile. One that does not answer within two seconds is
+  /// left to a thread that reaches nobody any more.
   ~JackClient();
   JackClient(const JackClient&) = delete;
   JackClient& operator=(const JackClient&) = delete;
@@ -36,8 +37,9 @@ public:
   /// into. Fails, logged, when the server refuses.
   OSStatus start(const IOProc& io);
 
-  /// When this returns no cycle is under way and none follows.
-  void stop();
+  /// When this returns no cycle is under way and none follows. False when the server does not answer within two
+  /// seconds: the client is of no more use then.
+  bool stop();
 
   /// Asks the server for buffers of `frames` frames, a power of two.
   OSStatus setBufferFrameSize(uint32_t frames);
@@ -54,9 +56,10 @@ public:
 private:
   struct Connection;
 
-  explicit JackClient(std::unique_ptr<Connection> opened);
+  explicit JackClient(std::shared_ptr<Connection> opened);
+  void stopCycles();
 
-  std::unique_ptr<Connection> connection;
+  std::shared_ptr<Connection> connection; ///< shared with requests under way, which may outlive this object
 };
 
 } // namespace vurl

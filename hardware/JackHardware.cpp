@@ -158,8 +158,11 @@ OSStatus JackHardware::start(AudioObjectID device, const IOProc& io) {
 
 void JackHardware::stop(AudioObjectID device) {
   if (const Server* const server = serverOf(device); server != nullptr && isOpen(server->name)) {
-    client->stop();
     is_running = false;
+    if (!client->stop()) {
+      warn("The JACK server %@ does not answer: it could not be closed.", server->name);
+      client.reset();
+    }
   }
   readUnread();
 }
