@@ -251,30 +251,22 @@ TEST_F(JackTest, AnInterfaceLosesWhatItsServerIsTooLateForAndADummyDoesNot) {
   }
 }
 
-TEST_F(JackTest, LetsGoOfAServerThatHangs) {
+TEST_F(JackTest, LetsGoOfAServerThatHangsAndTakesItAgain) {
   const CapturedLog log;
-  for (const bool is_killed : {false, true}) {
-    ASSERT_TRUE(rig.select());
-    rig.server.signal(SIGSTOP);
-    const auto before = std::chrono::steady_clock::now();
-    rig.input_device.unselectDevice();
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2500));
-    EXPECT_TRUE(log.contains("does not answer: it could not be closed."));
-    const int count = rig.delegate.nr_cycles;
-    rig.input_device.setSelectedDevice(rig.device()); // is refused at once
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(4));
-    rig.server.signal(SIGCONT);
-    if (is_killed) {
-      rig.server.kill();
-      ASSERT_TRUE(rig.wait([&] { return rig.device() == 0; }));
-      rig.server.start();
-    }
-    for (int i = 0; i < 20 && rig.delegate.nr_cycles == count; i++) {
-      rig.input_device.setSelectedDevice(rig.device());
-      rig.wait([&] { return rig.delegate.nr_cycles > count; }, std::chrono::seconds(1));
-    }
-    EXPECT_GT(rig.delegate.nr_cycles, count);
+  ASSERT_TRUE(rig.select());
+  rig.server.signal(SIGSTOP);
+  const auto before = std::chrono::steady_clock::now();
+  rig.input_device.unselectDevice();
+  const int count = rig.delegate.nr_cycles;
+  rig.input_device.setSelectedDevice(rig.device()); // is refused at once
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2900));
+  EXPECT_TRUE(log.contains("does not answer: it could not be closed."));
+  rig.server.signal(SIGCONT);
+  for (int i = 0; i < 20 && rig.delegate.nr_cycles == count; i++) {
+    rig.input_device.setSelectedDevice(rig.device());
+    rig.wait([&] { return rig.delegate.nr_cycles > count; }, std::chrono::seconds(1));
   }
+  EXPECT_GT(rig.delegate.nr_cycles, count);
 }
 
 TEST_F(JackTest, SurvivesAServerThatIsKilledAndFindsItAgain) {
