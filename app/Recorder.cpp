@@ -9,12 +9,16 @@ namespace vurl {
 
 AudioServices::AudioServices(UserDefaults& user_defaults, RunLoop& run_loop)
     : defaults(user_defaults),
+      sleep_inhibitor(run_loop),
       jack(model, run_loop),
       alsa(model, run_loop),
       generator(model, run_loop),
       show_generator(defaults.observe("show_generator", [this](const auto&) { updateGenerator(); })),
       frame_rate(defaults.observe("frame_rate", [this](const auto&) { updateGenerator(); })),
       alsa_devices(defaults.observe("alsa_devices", [this](const auto&) { listAlsaDevices(); })) {
+  model.setSleepSwitch([this](bool allowed) { sleep_inhibitor.setSleepingIsAllowed(allowed); });
+  alsa.setThreadPreparation([shared = real_time] { shared->prepareThread(); });
+  generator.setThreadPreparation([shared = real_time] { shared->prepareThread(); });
   listAlsaDevices();
   updateGenerator();
 }

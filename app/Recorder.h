@@ -11,13 +11,16 @@
 #include "hardware/InputDevice.h"
 #include "hardware/JackHardware.h"
 #include "hardware/RingDelegate.h"
+#include "platform/RealTime.h"
+#include "platform/SleepInhibitor.h"
 
 #include <memory>
 #include <string>
 
 namespace vurl {
 
-/// The audio services, publishing their devices into one model.
+/// The audio services, publishing their devices into one model, and what the computer does for them: real-time priority
+/// for their threads, no sleep while the model forbids it.
 class AudioServices {
 public:
   /// Finds the devices. The test generator is among them while the setting "show_generator" is on, the PCMs in
@@ -34,6 +37,8 @@ private:
   void updateGenerator();
 
   UserDefaults& defaults;
+  std::shared_ptr<RealTime> real_time = std::make_shared<RealTime>(); ///< with the devices' threads
+  SleepInhibitor sleep_inhibitor;
   JackHardware jack;
   AlsaHardware alsa;
   GeneratorHardware generator;

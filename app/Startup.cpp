@@ -12,10 +12,11 @@ namespace vurl {
 void prepareProcess() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
-  rlimit files{};
-  if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
-    files.rlim_cur = files.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &files);
+  for (const auto resource : {RLIMIT_NOFILE, RLIMIT_MEMLOCK, RLIMIT_RTPRIO}) {
+    rlimit limit{};
+    if (getrlimit(resource, &limit) != 0 || limit.rlim_cur == limit.rlim_max) continue;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(resource, &limit);
   }
 }
 

@@ -56,7 +56,8 @@ std::unique_ptr<AlsaDevice> AlsaDevice::start(const AlsaDeviceSetup& setup, cons
   if (error < 0) return nullptr;
   std::promise<void> end;
   device->ended = end.get_future();
-  std::thread([loop = device->loop, promise = std::move(end)]() mutable {
+  std::thread([loop = device->loop, promise = std::move(end), prepare = setup.prepare_thread]() mutable {
+    if (prepare) prepare();
     loop->run();
     promise.set_value();
   }).detach();

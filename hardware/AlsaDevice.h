@@ -3,6 +3,7 @@
 #pragma once
 
 #include "hardware/AlsaLoop.h"
+#include "platform/RealTime.h"
 
 #include <cstdint>
 #include <future>
@@ -14,9 +15,10 @@ namespace vurl {
 struct AlsaDeviceSetup {
   AlsaSetup capture;
   AlsaSetup playback;
-  uint32_t rate = 0;         ///< Hz
-  uint32_t frames = 0;       ///< of a cycle; the device may only have another size near it
-  uint64_t first_sample = 0; ///< where its count of samples begins
+  uint32_t rate = 0;                          ///< Hz
+  uint32_t frames = 0;                        ///< of a cycle; the device may only have another size near it
+  uint64_t first_sample = 0;                  ///< where its count of samples begins
+  ThreadPreparation prepare_thread = nullptr; ///< may outlive the device, as its thread may
 };
 
 class AlsaDevice {

@@ -146,6 +146,7 @@ AlsaHardware::Device* AlsaHardware::find(AudioObjectID device) {
 
 OSStatus AlsaHardware::open(Device& device) {
   int error = 0;
+  device.setup.prepare_thread = prepare_thread;
   device.running = AlsaDevice::start(device.setup, device.io, error);
   device.nr_losses_told = 0;
   device.is_silence_told = false;

@@ -9,6 +9,7 @@
 #include "hardware/HardwareModel.h"
 #include "hardware/PlugMonitor.h"
 #include "hardware/UdevMonitor.h"
+#include "platform/RealTime.h"
 #include "platform/RunLoop.h"
 
 #include <cstdint>
@@ -31,6 +32,9 @@ public:
 
   /// PCMs to publish besides, with commas between them.
   void setListed(const std::string& names);
+
+  /// Has each device's thread run `prepare` before its first cycle. For the devices that start from now on.
+  void setThreadPreparation(ThreadPreparation prepare) { prepare_thread = std::move(prepare); }
 
   /// Looks for devices that came or went; the main loop does so when it is told that some may have, and where nobody
   /// tells, every second.
@@ -69,6 +73,7 @@ private:
   const CardLister cards;
   const CardControlsOpener open_controls;
   const std::unique_ptr<PlugMonitor> plugs; ///< null where nobody tells
+  ThreadPreparation prepare_thread;
   const std::vector<AlsaName> marked;
   std::vector<AlsaName> listed;
   std::vector<std::unique_ptr<Device>> devices;

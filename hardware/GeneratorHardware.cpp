@@ -129,7 +129,10 @@ OSStatus GeneratorHardware::setClockSource(AudioObjectID, uint32_t id) {
 void GeneratorHardware::startThread() {
   if (io.proc == nullptr || stepped) return;
   stopping = false;
-  thread = std::thread([this] { pace(); });
+  thread = std::thread([this] {
+    if (prepare_thread) prepare_thread();
+    pace();
+  });
 }
 
 void GeneratorHardware::stopThread() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "hardware/HardwareModel.h"
+#include "platform/RealTime.h"
 #include "platform/RunLoop.h"
 
 #include <atomic>
@@ -52,6 +53,9 @@ public:
   /// Whether the clock paces the cycles (as at first) or step() does. Takes effect at the next start.
   void setPaced(bool paced) { is_paced = paced; }
 
+  /// Has the generator's thread run `prepare` before its first cycle. Takes effect at the next start.
+  void setThreadPreparation(ThreadPreparation prepare) { prepare_thread = std::move(prepare); }
+
   /// Runs cycles on the calling thread, when the device has been started unpaced; otherwise does nothing.
   void step(int nr_cycles);
 
@@ -79,6 +83,7 @@ private:
   bool is_paced = true;
   bool stepped = false; ///< started, waiting for step()
   IOProc io;            ///< no proc while stopped
+  ThreadPreparation prepare_thread;
   std::thread thread;
   std::mutex mutex; ///< guards `stopping`
   std::condition_variable stop_asked;

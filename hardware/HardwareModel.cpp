@@ -199,6 +199,7 @@ OSStatus HardwareModel::setSystemProperty(uint32_t selector, uint32_t size, cons
   if (selector == kAudioHardwarePropertySleepingIsAllowed) {
     if (size != sizeof sleeping_is_allowed) return kAudioHardwareBadPropertySizeError;
     sleeping_is_allowed = *static_cast<const uint32_t*>(data);
+    if (sleep_switch) sleep_switch(sleepingIsAllowed());
     return kAudioHardwareNoError;
   }
   if (selector == kAudioHardwarePropertyRunLoop) {

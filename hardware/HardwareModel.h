@@ -9,9 +9,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vurl {
@@ -85,8 +87,11 @@ public:
   /// Notifies that the device lost samples. Any thread but the I/O thread.
   void notifyOverload(AudioObjectID device);
 
-  /// What was last set; true at first. Only noted: nothing keeps the computer awake yet.
+  /// What was last set; true at first.
   bool sleepingIsAllowed() const { return sleeping_is_allowed != 0; }
+
+  /// Has `apply` told of what is set, each time from now on: it sees to the computer's sleep.
+  void setSleepSwitch(std::function<void(bool sleeping_is_allowed)> apply) { sleep_switch = std::move(apply); }
 
   void AudioObjectShow(AudioObjectID object) const override;
   bool AudioObjectHasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
@@ -129,6 +134,7 @@ private:
   std::vector<Listener> listeners;
   AudioObjectID last_id = kAudioObjectSystemObject;
   uint32_t sleeping_is_allowed = 1;
+  std::function<void(bool)> sleep_switch;
   std::atomic<RunLoop*> run_loop = nullptr;
   std::shared_ptr<HardwareModel*> self; ///< gone with the model; deliveries under way look before they touch it
 };

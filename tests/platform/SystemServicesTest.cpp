@@ -1,0 +1,106 @@
+// Real-time priority and the computer's sleep, with stand-ins for the services that grant them.
+#include "platform/PollRunLoop.h"
+#include "platform/RealTime.h"
+#include "platform/SleepInhibitor.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/Rights.h"
+#include "tests/support/Test.h"
+
+namespace vurl {
+namespace {
+
+using Services = PrivateBus::Services;
+using Clock = std::chrono::steady_clock;
+
+void withoutPriority(const std::function<void()>& work) { withoutRight(CAP_SYS_NICE, RLIMIT_RTPRIO, work); }
+
+int policy() { return sched_getscheduler(0) & ~SCHED_RESET_ON_FORK; }
+
+} // namespace
+
+TEST(RealTime, ComesFromRealtimeKitWithinItsLimitsWhereTheRightIsMissing) {
+  const PrivateBus bus(Services::grant);
+  ASSERT_TRUE(bus.isServing());
+  withoutPriority([&] {
+    std::string reason;
+    ASSERT_EQ(RealTime::request(reason), RealTime::Way::service) << reason;
+    const auto asked = bus.priorities();
+    ASSERT_EQ(asked.size(), 1U);
+    EXPECT_EQ(asked[0].process, static_cast<uint64_t>(getpid()));
+    EXPECT_EQ(asked[0].thread, static_cast<uint64_t>(gettid()));
+    EXPECT_EQ(asked[0].priority, 20U);
+    rlimit time{};
+    getrlimit(RLIMIT_RTTIME, &time);
+    EXPECT_LE(time.rlim_max, static_cast<rlim_t>(PrivateBus::kMostTime));
+    EXPECT_LT(time.rlim_cur, time.rlim_max);
+    if (policy() != SCHED_RR) GTEST_SKIP() << "the stand-in may not give priorities itself";
+    const auto end = Clock::now() + std::chrono::milliseconds(400); // the kernel would kill it at 200
+    while (Clock::now() < end) {
+    }
+    EXPECT_EQ(policy(), SCHED_OTHER) << "it ran for too long";
+  });
+}
+
+TEST(RealTime, SaysOnceWhatWouldHelpAndWaitsForNobody) {
+  for (const auto services : {Services::none, Services::refuse, Services::keep_silent, Services::grant}) {
+    SCOPED_TRACE(static_cast<int>(services));
+    const PrivateBus bus(services);
+    ASSERT_EQ(bus.isServing(), services != Services::none);
+    if (services == Services::grant) bus.signal(SIGSTOP);
+    const CapturedLog log;
+    RealTime real_time;
+    const auto start = Clock::now();
+    for (int i = 0; i < 2; ++i) withoutPriority([&] { real_time.prepareThread(); });
+    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(2500));
+    ASSERT_EQ(log.lines().size(), 1U);
+    for (const char* part : {"no real-time priority", "RealtimeKit", "@audio - rtprio 95", "limits.d/audio.conf"})
+      EXPECT_TRUE(log.contains(part)) << part << " in " << log.lines()[0];
+  }
+}
+
+TEST(SleepInhibitor, HoldsTheLoginServicesLockUntilSleepIsAllowed) {
+  const PrivateBus bus(Services::grant);
+  ASSERT_TRUE(bus.isServing());
+  PollRunLoop run_loop;
+  {
+    SleepInhibitor inhibitor(run_loop);
+    for (int round = 1; round <= 2; ++round) {
+      inhibitor.setSleepingIsAllowed(false);
+      inhibitor.setSleepingIsAllowed(false);
+      for (int i = 0; i < 200 && !inhibitor.isHeld(); ++i) run_loop.runOnce(std::chrono::milliseconds(50));
+      ASSERT_EQ(bus.inhibitors().size(), static_cast<size_t>(round));
+      EXPECT_TRUE(bus.inhibitors().back().starts_with("sleep|Vurl Recorder|")) << bus.inhibitors().back();
+      EXPECT_TRUE(bus.inhibitors().back().ends_with("|block"));
+      EXPECT_EQ(bus.nrHeld(), 1);
+      if (round == 1) inhibitor.setSleepingIsAllowed(true);
+      EXPECT_EQ(bus.nrHeld(), round - 1);
+    }
+  }
+  EXPECT_EQ(bus.nrHeld(), 0) << "gone with the object";
+}
+
+TEST(SleepInhibitor, GoesOnWithALogLineAndNeverHoldsUpTheMainLoop) {
+  for (const auto services : {Services::none, Services::refuse, Services::keep_silent, Services::grant}) {
+    SCOPED_TRACE(static_cast<int>(services));
+    const PrivateBus bus(services);
+    ASSERT_EQ(bus.isServing(), services != Services::none);
+    if (services == Services::grant) bus.signal(SIGSTOP);
+    const CapturedLog log;
+    PollRunLoop run_loop;
+    SleepInhibitor inhibitor(run_loop, std::chrono::milliseconds(300));
+    auto longest = Clock::duration::zero();
+    const auto end = Clock::now() + std::chrono::seconds(1);
+    for (auto before = Clock::now(); before < end; before = Clock::now()) {
+      if (inhibitor.isHeld() || !log.lines().empty()) break;
+      inhibitor.setSleepingIsAllowed(false);
+      run_loop.runOnce(std::chrono::milliseconds(20));
+      longest = std::max(longest, Clock::now() - before);
+    }
+    EXPECT_FALSE(inhibitor.isHeld());
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_TRUE(log.contains("may fall asleep")) << log.lines()[0];
+    EXPECT_LT(longest, std::chrono::milliseconds(200));
+  }
+}
+
+} // namespace vurl
