@@ -2,6 +2,8 @@
 
 #include "engine/RingRuns.h"
 #include "engine/SampleFormat.h"
+#include "platform/Log.h"
+#include "platform/RealTime.h"
 #include "platform/Text.h"
 
 #include <sys/mman.h>
@@ -26,14 +28,15 @@ int32_t limited(int64_t value) noexcept {
       std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
 }
 
-float* allocateChannel() {
+float* allocateChannel(bool& is_locked) {
   const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   void* const memory = std::aligned_alloc(page, kChannelBytes);
   if (memory == nullptr) {
     std::perror("Could not alloc pages");
     return nullptr;
   }
-  if (mlock(memory, kChannelBytes) != 0) std::perror("Could not lock pages");
+  is_locked = mlock(memory, kChannelBytes) == 0;
+  if (!is_locked) std::perror("Could not lock pages");
   std::memset(memory, 0, kChannelBytes);
   return static_cast<float*>(memory);
 }
@@ -113,7 +116,11 @@ void AudioRing::setSampleRate(int32_t rate) {
 
 void AudioRing::allocateChannels(uint32_t n) {
   for (uint32_t channel = 0; channel < std::min(n, kMaxChannels); ++channel) {
-    if (cells(channel) == nullptr) io.ring[channel].store(allocateChannel(), std::memory_order_release);
+    if (cells(channel) != nullptr) continue;
+    bool is_locked = true;
+    io.ring[channel].store(allocateChannel(is_locked), std::memory_order_release);
+    if (is_locked || std::exchange(told_of_locks, true)) continue;
+    warn("The ring's memory is not locked: when memory runs short, sound may be lost. %s", realTimeAdvice());
   }
 }
 

@@ -53,7 +53,7 @@ public:
 
   /// Allocates the missing buffers among channels 0 to n - 1 (at most 64): page-aligned, locked into memory, silent. A
   /// failure is printed to standard error and the channel works on without a lock, or, without memory, stays silent.
-  /// Thread: that of setNrChannels(). Not real-time.
+  /// How to allow the lock is told once. Thread: that of setNrChannels(). Not real-time.
   void allocateChannels(uint32_t n);
 
   /// Sets the number of active channels, limited to 0 to 64, allocating first when it grows; a smaller count keeps its
@@ -240,6 +240,7 @@ private:
   UserDefaults& defaults;
   WallClock clock;
   PullMenu* pull_menu;
+  bool told_of_locks = false; ///< Thread: processing.
   Shared io;
   std::atomic<int32_t> wanted_channels{0};
   std::atomic<int64_t> border_position{kNoBorder};

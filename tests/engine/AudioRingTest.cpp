@@ -1,3 +1,4 @@
+#include "tests/support/Rights.h"
 #include "tests/support/RingRig.h"
 
 namespace vurl {
@@ -100,6 +101,18 @@ TEST(AudioRing, FollowsItsSettings) {
 
 // The device plays and records in one thread, the other reads and writes ahead, over the ring's end more than twice;
 // for the thread sanitizer.
+TEST(AudioRing, SaysOnceHowMemoryMayBeLockedAndWorksWithout) {
+  const CapturedLog log;
+  withoutRight(CAP_IPC_LOCK, RLIMIT_MEMLOCK, [] {
+    RingRig rig(2);
+    rig.ring->setNrChannels(3);
+    rig.cycle(8, {3});
+    EXPECT_EQ(rig.recorded(2, 1)[0], model(2, 0));
+  });
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_TRUE(log.contains("@audio - memlock unlimited") && log.contains("limits.d/audio.conf")) << log.lines()[0];
+}
+
 TEST(AudioRing, HandsCellsOverByPositionsAlone) {
   constexpr int64_t kBlock = 256, kCycle = 64, kLength = int64_t{2} * kRing + 100 * kBlock;
   RingRig rig(1);
