@@ -1,6 +1,6 @@
 // The subcommands of the terminal program. Each returns the program's exit code: 0 all is well, 1 a take ended with a
-// reason or could not be recorded, a report could not be rendered, or a file not repaired, 2 it was called wrongly.
-// Main thread.
+// reason or could not be recorded, a report could not be rendered, a file not repaired, or the doctor would change
+// something, 2 it was called wrongly. Main thread.
 #pragma once
 
 #include "platform/UserDefaults.h"
@@ -17,6 +17,10 @@ constexpr int kExitUsage = 2;
 
 /// Lists the audio devices.
 int runDevices(UserDefaults& defaults, bool json);
+
+/// Tells what about this computer is fit for a shoot by the settings, and what should change: prints a line a finding,
+/// or a JSON object. Returns 1 when something should change. Takes some seconds.
+int runDoctor(UserDefaults& defaults, bool json);
 
 struct RecordOptions {
   std::optional<std::string> device;       ///< display name or an unambiguous part of it, or the stored device

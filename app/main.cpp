@@ -17,6 +17,7 @@ struct Arguments {
   std::vector<std::string> settings;
   bool verbose = false;
   bool devices_json = false;
+  bool doctor_json = false;
   bool history_json = false;
   bool open_report = false;
   RecordOptions record;
@@ -46,6 +47,9 @@ void describe(CLI::App& app, Arguments& arguments) {
 
   CLI::App* const devices = app.add_subcommand("devices", "List the audio devices");
   devices->add_flag("--json", arguments.devices_json, "Print a JSON array");
+
+  CLI::App* const doctor = app.add_subcommand("doctor", "Tell whether this computer is fit for a shoot");
+  doctor->add_flag("--json", arguments.doctor_json, "Print a JSON object");
 
   CLI::App* const record = app.add_subcommand("record", "Record a take; q or Ctrl-C ends it");
   record
@@ -116,6 +120,7 @@ int run(const CLI::App& app, const Arguments& arguments) {
     return kExitUsage;
   }
   if (app.got_subcommand("devices")) return runDevices(defaults, arguments.devices_json);
+  if (app.got_subcommand("doctor")) return runDoctor(defaults, arguments.doctor_json);
   if (app.got_subcommand("record")) return runRecord(defaults, arguments.record);
   if (app.got_subcommand("play")) return runPlay(defaults, arguments.play);
   if (app.got_subcommand("layout")) return runLayout(defaults, arguments.layout);

@@ -37,7 +37,7 @@ void SleepInhibitor::step() {
   const auto ended = std::move(call);
   lock = std::move(ended->reply().descriptor);
   if (!lock.isOpen())
-    log("The computer may fall asleep while the program runs: the login service was asked to prevent it (%s).",
+    log("The computer may fall asleep while the program runs: the login service does not prevent it (%s).",
         ended->reply().error);
   timer.reset();
 }

@@ -72,8 +72,9 @@ struct BusCall::Connection {
     return 0;
   }
 
+  int open() { return sd_bus_open_system(&bus); }
+
   int send(const BusRequest& request) {
-    if (const int result = sd_bus_open_system(&bus); result < 0) return result;
     sd_bus_message* message = nullptr;
     int result =
         sd_bus_message_new_method_call(bus, &message, request.service, request.path, request.interface, request.method);
@@ -86,7 +87,10 @@ struct BusCall::Connection {
 };
 
 BusCall::BusCall(const BusRequest& request) : connection(std::make_unique<Connection>()) {
-  if (const int result = connection->send(request); result < 0) end(result);
+  const int opened = connection->open();
+  const int result = opened < 0 ? opened : connection->send(request);
+  if (result < 0) end(result);
+  if (opened < 0) answer.error = text("no system bus: %s", answer.error);
 }
 
 BusCall::~BusCall() = default;

@@ -1,0 +1,49 @@
+// The program and the computer it runs on: the doctor's word on it, and sleep held off while it records.
+#include "tests/support/PrivateBus.h"
+#include "tests/system/Workbench.h"
+
+namespace vurl {
+
+TEST(Doctor, MarksWhatItFindsAndExitsByIt) {
+  const PrivateBus bus(PrivateBus::Services::grant);
+  ASSERT_TRUE(bus.isServing());
+  const Home home;
+  Program doctor(home.vurl({"doctor", "--json"}));
+  const int exit_code = doctor.wait();
+  Program in_words(home.vurl({"doctor"}));
+  const auto told = nlohmann::json::parse(doctor.output());
+  EXPECT_EQ(in_words.wait(), exit_code);
+  bool must_change = false;
+  std::map<std::string, std::string> marks;
+  for (const auto& finding : told["findings"]) {
+    const std::string mark = finding["mark"], words = finding["finding"];
+    marks[finding["topic"]] = mark;
+    must_change = must_change || mark == "change";
+    EXPECT_EQ(finding["advice"].is_string(), mark == "change") << words;
+    if (finding["topic"] != "disk") expectParts(in_words.output(), {mark, words}); // speeds differ
+  }
+  EXPECT_EQ(told["fine"], !must_change);
+  EXPECT_EQ(exit_code, must_change ? 1 : 0);
+  EXPECT_EQ(marks["sleep"], "fine") << doctor.output();
+  EXPECT_EQ(marks["disk"], "fine") << doctor.output();
+  for (const char* topic : {"real_time", "locked_memory", "processor", "servers", "devices"})
+    EXPECT_TRUE(marks.contains(topic)) << topic;
+  EXPECT_TRUE(std::filesystem::is_empty(home.takes()));
+}
+
+TEST(Doctor, LeavesTheDisksOfARecorderAloneThatHoldsSleepOff) {
+  const PrivateBus bus(PrivateBus::Services::grant);
+  ASSERT_TRUE(bus.isServing());
+  const Home home;
+  Program recorder(home.recording({}, {"--device", "generator"}));
+  EXPECT_TRUE(eventually([&] { return bus.nrHeld() == 1 && !home.takeFiles().empty(); }));
+  Program doctor(home.vurl({"doctor"}));
+  doctor.wait();
+  expectParts(doctor.output(), {"A recorder runs", "speed was not measured"});
+  EXPECT_EQ(bus.nrHeld(), 1) << "the recorder's";
+  recorder.signal(SIGTERM);
+  EXPECT_EQ(recorder.wait(), 0) << recorder.errors();
+  EXPECT_EQ(bus.nrHeld(), 0);
+}
+
+} // namespace vurl
