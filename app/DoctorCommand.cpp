@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstdio>
 #include <iterator>
+#include <set>
 
 namespace vurl {
 namespace {
@@ -52,6 +53,7 @@ std::vector<Finding> lookAround(UserDefaults& defaults) {
   const bool measures = !isRecorderRunning(defaults);
   if (!measures) findings.push_back({"disk", Finding::Mark::note, "A recorder runs: the disks are left alone.", ""});
   std::vector<DiskState> disks;
+  disks.reserve(folders.size());
   for (const TakeFolder& folder : folders) disks.push_back(examineDisk(folder.path, measures));
   append(findings, checkDisks(folders, disks));
   return findings;
@@ -70,9 +72,12 @@ void printJson(const std::vector<Finding>& findings, bool all_fine) {
 }
 
 void print(const std::vector<Finding>& findings) {
+  std::set<std::string> told;
   for (const Finding& finding : findings) {
     std::printf("%-6s  %s\n", markOf(finding), finding.text.c_str());
-    if (!finding.advice.empty()) std::printf("        -> %s\n", finding.advice.c_str());
+    if (finding.advice.empty()) continue;
+    const bool is_new = told.insert(finding.advice).second;
+    std::printf("        -> %s\n", is_new ? finding.advice.c_str() : "The same helps as above.");
   }
   const auto count = std::ranges::count_if(findings, mustChange);
   if (count == 0)
