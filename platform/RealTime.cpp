@@ -61,6 +61,18 @@ void takePriorityAway(int) {
   errno = error;
 }
 
+/// 0, or the error number of the highest priority that was tried: a limit may allow a lower one.
+int useOwnRight() {
+  sched_param parameters{.sched_priority = RealTime::kPriority};
+  if (sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters) == 0) return 0;
+  const int error = errno;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_RTPRIO, &limit) != 0 || limit.rlim_cur == 0 || limit.rlim_cur >= RealTime::kPriority)
+    return error;
+  parameters.sched_priority = static_cast<int>(limit.rlim_cur);
+  return sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters) == 0 ? 0 : error;
+}
+
 BusReply property(const char* name) { return readBusProperty(kService, kPath, kService, name, kPatience); }
 
 /// RealtimeKit serves only processes that the kernel stops when they take the processor for themselves.
@@ -98,8 +110,7 @@ std::string askService() {
 } // namespace
 
 RealTime::Way RealTime::request(std::string& reason) {
-  const sched_param parameters{.sched_priority = kPriority};
-  const int error = sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters) == 0 ? 0 : errno;
+  const int error = useOwnRight();
   if (error == 0) return Way::own_right;
   const std::string no_service = askService();
   if (no_service.empty()) return Way::service;
