@@ -1,4 +1,4 @@
-// The program and the computer it runs on: the doctor's word on it, and sleep held off while it records.
+// The program and the computer it runs on: the doctor's word on it, and what it asks the computer for while it records.
 #include "tests/support/PrivateBus.h"
 #include "tests/system/Workbench.h"
 
@@ -31,12 +31,16 @@ TEST(Doctor, MarksWhatItFindsAndExitsByIt) {
   EXPECT_TRUE(std::filesystem::is_empty(home.takes()));
 }
 
-TEST(Doctor, LeavesTheDisksOfARecorderAloneThatHoldsSleepOff) {
+TEST(Doctor, LeavesTheDisksOfARecorderAloneThatHasPriorityAndHoldsSleepOff) {
   const PrivateBus bus(PrivateBus::Services::grant);
   ASSERT_TRUE(bus.isServing());
   const Home home;
-  Program recorder(home.recording({}, {"--device", "generator"}));
+  Words words = home.recording({}, {"--device", "generator"});
+  words.insert(words.begin(), {"prlimit", "--rtprio=0:0"}); // it has no right of its own
+  if (geteuid() == 0) words.insert(words.begin(), {"setpriv", "--bounding-set", "-sys_nice"});
+  Program recorder(words);
   EXPECT_TRUE(eventually([&] { return bus.nrHeld() == 1 && !home.takeFiles().empty(); }));
+  EXPECT_EQ(bus.priorities().size(), 1U) << "one thread makes the cycles";
   Program doctor(home.vurl({"doctor"}));
   doctor.wait();
   expectParts(doctor.output(), {"A recorder runs", "speed was not measured"});
