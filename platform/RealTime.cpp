@@ -20,6 +20,7 @@ namespace {
 constexpr const char* kService = "org.freedesktop.RealtimeKit1";
 constexpr const char* kPath = "/org/freedesktop/RealtimeKit1";
 constexpr std::chrono::milliseconds kPatience{300}; ///< with each of three calls
+constexpr rlim_t kLongestRun = 200'000;             ///< microseconds, far more than any cycle takes
 
 // A signal's handler reaches nothing but what is global: the threads that are to lose their priority.
 constexpr size_t kMostThreads = 16;
@@ -75,12 +76,15 @@ int useOwnRight() {
 
 BusReply property(const char* name) { return readBusProperty(kService, kPath, kService, name, kPatience); }
 
-/// RealtimeKit serves only processes that the kernel stops when they take the processor for themselves.
-int limitTime(uint64_t most) {
+/// Has the kernel tell when a real-time thread takes the processor for itself for `longest` microseconds, and end the
+/// process after `most`. 0, or an error number.
+int limitTime(rlim_t longest, rlim_t most) {
+  if (!this_thread) this_thread.emplace();
+  if (!this_thread->isKnown()) return EAGAIN;
   rlimit time{};
   if (getrlimit(RLIMIT_RTTIME, &time) != 0) return errno;
-  time.rlim_max = std::min<rlim_t>(time.rlim_max, most);
-  time.rlim_cur = std::min<rlim_t>(time.rlim_cur, time.rlim_max / 2);
+  time.rlim_max = std::min(time.rlim_max, most);
+  time.rlim_cur = std::min({time.rlim_cur, time.rlim_max, longest});
   struct sigaction action {};
   action.sa_handler = takePriorityAway;
   action.sa_flags = SA_RESTART;
@@ -95,9 +99,8 @@ std::string askService() {
   const BusReply most_priority = property("MaxRealtimePriority");
   if (!most_priority.error.empty()) return most_priority.error;
   if (most_time.number <= 0 || most_priority.number <= 0) return "it grants no time";
-  if (!this_thread) this_thread.emplace();
-  if (!this_thread->isKnown()) return "there are too many threads";
-  if (const int error = limitTime(static_cast<uint64_t>(most_time.number)); error != 0) return systemError(error);
+  const auto most = static_cast<rlim_t>(most_time.number); // it serves only processes with such a limit
+  if (const int error = limitTime(most / 2, most); error != 0) return systemError(error);
   const auto priority = static_cast<uint32_t>(std::min<int64_t>(most_priority.number, RealTime::kPriority));
   const BusRequest request{kService,
                            kPath,
@@ -111,7 +114,10 @@ std::string askService() {
 
 RealTime::Way RealTime::request(std::string& reason) {
   const int error = useOwnRight();
-  if (error == 0) return Way::own_right;
+  if (error == 0) {
+    limitTime(kLongestRun, RLIM_INFINITY); // without it all is well as long as the thread behaves
+    return Way::own_right;
+  }
   const std::string no_service = askService();
   if (no_service.empty()) return Way::service;
   this_thread.reset();

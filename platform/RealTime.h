@@ -23,9 +23,9 @@ public:
   /// ordinary ones. Waits a second at most, for RealtimeKit. Returns how that came about; none, with the reason in
   /// words, when it remains an ordinary thread. Any thread, outside of cycles.
   ///
-  /// RealtimeKit limits how long a thread may run without a pause (RLIMIT_RTTIME, for the whole process). A thread that
-  /// exceeds half of that loses its priority again, with a line on standard error; the process would be killed
-  /// otherwise.
+  /// A thread that runs for too long without a pause (200 ms; RealtimeKit sets the limit for those that it serves)
+  /// loses its priority again, with a line on standard error: a device that never waits must not take the processor
+  /// from all else. For that the process's RLIMIT_RTTIME is lowered, and SIGXCPU is taken.
   static Way request(std::string& reason);
 
   /// As request(); warns, once for this object, when that fails, and says what would help.

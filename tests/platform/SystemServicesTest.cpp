@@ -14,9 +14,31 @@ using Clock = std::chrono::steady_clock;
 
 void withoutPriority(const std::function<void()>& work) { withoutRight(CAP_SYS_NICE, RLIMIT_RTPRIO, work); }
 
+/// Takes the processor for itself.
+void spin(int milliseconds) {
+  const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+  while (Clock::now() < end) {
+  }
+}
+
 int policy() { return sched_getscheduler(0) & ~SCHED_RESET_ON_FORK; }
 
 } // namespace
+
+TEST(RealTime, OfAThreadsOwnRightEndsWhenItNeverPauses) {
+  std::thread([] {
+    std::string reason;
+    if (RealTime::request(reason) != RealTime::Way::own_right) GTEST_SKIP() << reason;
+    EXPECT_EQ(policy(), SCHED_FIFO);
+    for (int i = 0; i < 20; ++i) {
+      spin(20);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(policy(), SCHED_FIFO) << "it paused";
+    spin(500);
+    EXPECT_EQ(policy(), SCHED_OTHER);
+  }).join();
+}
 
 TEST(RealTime, ComesFromRealtimeKitWithinItsLimitsWhereTheRightIsMissing) {
   const PrivateBus bus(Services::grant);
@@ -34,9 +56,7 @@ TEST(RealTime, ComesFromRealtimeKitWithinItsLimitsWhereTheRightIsMissing) {
     EXPECT_LE(time.rlim_max, static_cast<rlim_t>(PrivateBus::kMostTime));
     EXPECT_LT(time.rlim_cur, time.rlim_max);
     if (policy() != SCHED_RR) GTEST_SKIP() << "the stand-in may not give priorities itself";
-    const auto end = Clock::now() + std::chrono::milliseconds(400); // the kernel would kill it at 200
-    while (Clock::now() < end) {
-    }
+    spin(400); // the kernel would kill it at 200
     EXPECT_EQ(policy(), SCHED_OTHER) << "it ran for too long";
   });
 }
