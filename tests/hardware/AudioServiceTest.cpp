@@ -4,11 +4,15 @@
 #include "hardware/JackServerList.h"
 #include "hardware/RingDelegate.h"
 #include "platform/UserDefaults.h"
+#include "platform/guard/RealTimeGuard.h"
 #include "tests/hardware/ServiceRig.h"
-#include "tests/support/RealTimeGuard.cpp" // the interposed calls, once in this program
 
 #include <jack/jack.h>
 #include <jack/transport.h>
+
+#include <syslog.h>
+
+#include <shared_mutex>
 
 namespace vurl {
 
@@ -65,6 +69,21 @@ TYPED_TEST(AudioServiceTest, FollowsWhatIsSetWithinItsChoices) {
     EXPECT_EQ(this->rig.observer.has(message), TypeParam::kHasChoices);
 }
 
+/// Passes I/O cycles on to another delegate, each of them guarded, and counts them.
+struct GuardedDelegate final : AudioIODelegate {
+  explicit GuardedDelegate(AudioIODelegate& guarded) : delegate(guarded) {}
+  OSStatus ioCycleForDevice(uint32_t device, const AudioTimeStamp& now, const AudioBufferList& input_data,
+                            const AudioTimeStamp& input_time, const AudioBufferList& output_data,
+                            const AudioTimeStamp& output_time, void* client_data) noexcept override {
+    const RealTimeGuard guard;
+    delegate.ioCycleForDevice(device, now, input_data, input_time, output_data, output_time, client_data);
+    nr_cycles = nr_cycles + 1;
+    return 0;
+  }
+  AudioIODelegate& delegate;
+  std::atomic<int> nr_cycles = 0;
+};
+
 TYPED_TEST(AudioServiceTest, RunsTheRingWithoutAnyCallThatMayWait) {
   UserDefaults defaults;
   defaults.registerDefaults({{"nr_channels", int64_t{64}}, {"monitoring", true}, {"frame_rate", int64_t{1}}});
@@ -87,11 +106,17 @@ TEST(RealTimeGuardDeathTest, Bites) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   static std::string* volatile escaped = nullptr;
   static std::mutex mutex;
+  static std::shared_mutex shared;
+  static std::atomic<int> never = 0;
   // clang-format off
-  const std::pair<void (*)(), const char*> cases[] = {
+  std::vector<std::pair<void (*)(), const char*>> cases = {
       {[] { escaped = new std::string; }, "malloc"}, {[] { std::free(std::exchange(escaped, nullptr)); }, "free"},
-      {[] { mutex.lock(); }, "pthread_mutex_lock"}, {[] { syslog(LOG_DEBUG, "test"); }, "syslog"},
-      {[] { (void)!::write(STDERR_FILENO, "", 0); }, "write"}};
+      {[] { mutex.lock(); }, "pthread_mutex_lock"},
+      {[] { shared.lock_shared(); }, "pthread_rwlock_rdlock"}, {[] { syslog(LOG_DEBUG, "test"); }, "syslog"},
+      {[] { log("test"); }, "not allowed on the I/O thread"}, {[] { (void)!::write(STDERR_FILENO, "", 0); }, "write"}};
+  if (RealTimeGuard::catchesSystemCalls()) // whatever name they are made by
+    cases.insert(cases.end(), {{[] { std::fputs("test", stderr); }, "system call 1\n"}, {[] { usleep(1); }, "system call 230\n"},
+                               {[] { never.wait(0); }, "system call (24|202)\n"}, {[] { (void)!::getppid(); }, "system call 110\n"}});
   // clang-format on
   for (const auto& [deed, message] : cases) {
     CountingDelegate bad;
