@@ -94,8 +94,12 @@ public:
   bool has(const std::string& message) const { return std::ranges::count(messages, message) > 0; }
 
 private:
-  void note(const char* message) { messages.emplace_back(message); }
+  void note(const char* message) {
+    EXPECT_EQ(std::this_thread::get_id(), main_thread) << message;
+    messages.emplace_back(message);
+  }
   std::vector<std::string> messages;
+  const std::thread::id main_thread = std::this_thread::get_id();
 };
 
 class ServiceRig {
@@ -137,6 +141,13 @@ public:
   /// What the service's device is called.
   virtual std::string name() const = 0;
 
+  /// Takes the device away, as its owner or its end would, and puts it back. It may take a while until that is seen.
+  virtual void remove() = 0;
+  virtual void putBack() = 0;
+
+  /// Makes starts as quick as they can be; whether the device is still there.
+  virtual bool makeQuick() { return device() != 0; }
+
   PollRunLoop run_loop;
   HardwareModel model;
   CountingDelegate delegate;
@@ -148,6 +159,8 @@ class GeneratorRig final : public ServiceRig {
 public:
   GeneratorRig() { generator.setPublished(true); }
   std::string name() const override { return "Vurl - Test Generator"; }
+  void remove() override { generator.setPublished(false); }
+  void putBack() override { generator.setPublished(true); }
   static constexpr size_t kNrRates = 6;
   static constexpr bool kLoopsBack = true;
   static constexpr bool kHasChoices = true; ///< of data and clock sources
@@ -162,6 +175,16 @@ public:
     jack = std::make_unique<JackHardware>(model, run_loop, ownServers);
   }
   std::string name() const override { return "JACK - " + server.name(); }
+  void remove() override { server.kill(); }
+  void putBack() override { server.start(); }
+
+  /// A server connects one port a period.
+  bool makeQuick() override {
+    server.stop();
+    const bool is_gone = wait([&] { return device() == 0; });
+    server.start(48000, 32, 1);
+    return wait([&] { return device() != 0; }) && is_gone;
+  }
   static constexpr size_t kNrRates = 1;
   static constexpr bool kLoopsBack = true;
   static constexpr bool kHasChoices = false;
@@ -190,12 +213,15 @@ public:
 /// A device of ALSA's own making that takes and gives silence, as fast as it is asked.
 class AlsaRig final : public ServiceRig {
 public:
-  explicit AlsaRig(const std::string& pcms = "pcm.silence { type null hint { show on } }") {
+  AlsaRig() : AlsaRig("pcm.silence { type null }") { putBack(); }
+  explicit AlsaRig(const std::string& pcms) {
     config.write(pcms);
     alsa = std::make_unique<AlsaHardware>(
         model, run_loop, [this] { return cards; }, openAlsaControls, nullptr);
   }
   std::string name() const override { return "ALSA - silence"; }
+  void remove() override { alsa->setListed(""); }
+  void putBack() override { alsa->setListed("silence"); }
   static constexpr size_t kNrRates = 14;
   static constexpr bool kLoopsBack = false;
   static constexpr bool kHasChoices = false;
