@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 
 namespace vurl {
@@ -27,6 +28,8 @@ std::vector<std::string> filesOf(const FinishedTake& take) {
   return files;
 }
 
+double percentOfRing(int64_t samples) { return 100.0 * static_cast<double>(samples) / AudioRing::kRingSamples; }
+
 std::string asJson(const FinishedTake& take) {
   Json object;
   object["files"] = filesOf(take);
@@ -34,6 +37,7 @@ std::string asJson(const FinishedTake& take) {
   object["sample_rate"] = take.meta_data ? take.meta_data->sampleRate() : 0;
   object["timestamp"] = take.meta_data ? take.meta_data->timestamp() : 0;
   object["timecode"] = take.meta_data ? take.meta_data->timestampString() : "";
+  object["longest_backlog_percent"] = std::round(percentOfRing(take.longest_backlog) * 100) / 100;
   object["reason"] = take.reason ? Json(*take.reason) : Json(nullptr);
   return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -71,14 +75,16 @@ void ConsoleView::showTakeLength(const std::string& timecode) {
 }
 
 void ConsoleView::showRing(const RingPositions& positions) {
-  backlog_percent = 100.0 * static_cast<double>(positions.device - positions.recording) / AudioRing::kRingSamples;
+  backlog_percent = percentOfRing(positions.device - positions.recording);
+  longest_backlog_percent = percentOfRing(positions.longest_backlog);
   printResults(false);
 }
 
 void ConsoleView::showLiveLine() {
   if (!live || !takesOutput(STDERR_FILENO)) return;
-  const std::string line = text("%@ %-7s  take %@  ring %3.0f %%  %@", current_time, locked ? "locked" : "no lock",
-                                length, backlog_percent, loudest.takeText());
+  const std::string line =
+      text("%@ %-7s  take %@  ring %3.0f %%, at most %.0f %%  %@", current_time, locked ? "locked" : "no lock", length,
+           backlog_percent, longest_backlog_percent, loudest.takeText());
   std::fprintf(stderr, "\r%.*s\x1b[K", terminalWidth(STDERR_FILENO) - 1, line.c_str());
   std::fflush(stderr);
   line_is_shown = true;

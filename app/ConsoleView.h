@@ -60,6 +60,7 @@ private:
   std::string current_time = "--:--:--:--";
   std::string length = "00:00:00:00";
   double backlog_percent = 0;
+  double longest_backlog_percent = 0; ///< of this take, or the last one
 };
 
 } // namespace vurl

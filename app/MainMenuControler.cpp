@@ -198,7 +198,8 @@ void MainMenuControler::finishRecording() {
   if (isNews(reason)) showReason(reason);
   increment(reason.has_value());
   const bool continues = output_file.restart();
-  const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, continues};
+  const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, continues,
+                          output_file.longestBacklog()};
   output_file.setState(OutputFile::IDLE);
   if (continues) {
     startRecording(true);
@@ -235,7 +236,7 @@ void MainMenuControler::showReason(const Reason& reason) {
 
 void MainMenuControler::updateRingBufferGUI() {
   view.showRing({audio_ring.devicePosition(), audio_ring.recordingPosition(), audio_ring.playbackPosition(),
-                 audio_ring.borderPosition(), output_file.state()});
+                 audio_ring.borderPosition(), output_file.state(), output_file.longestBacklog()});
 }
 
 void MainMenuControler::updateTimecodeGUI() {

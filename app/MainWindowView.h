@@ -28,6 +28,7 @@ struct RingPositions {
   int64_t playback = 0;
   int64_t border = 0;
   int32_t state = 0;
+  int64_t longest_backlog = 0; ///< of this take, or the last one: OutputFile::longestBacklog()
 };
 
 /// A recording that is complete on disk.
@@ -36,6 +37,7 @@ struct FinishedTake {
   int32_t nr_files = 0;              ///< files that were made, from the first on; fewer than meant when one failed
   std::optional<std::string> reason; ///< what ended it, if it was not a normal stop
   bool continues = false;            ///< the next piece of it follows at once
+  int64_t longest_backlog = 0;       ///< samples: OutputFile::longestBacklog()
 };
 
 enum class DeviceMenu { device, data_source, sample_rate, clock_source };

@@ -199,8 +199,10 @@ bool OutputFile::someFileIsFull() const {
   return false;
 }
 
-bool OutputFile::ringIsFull() const {
-  return static_cast<double>(audio_ring.devicePosition() - audio_ring.recordingPosition()) > kRingFullLimit;
+bool OutputFile::ringIsFull() {
+  const int64_t backlog = audio_ring.devicePosition() - audio_ring.recordingPosition();
+  if (backlog > longestBacklog()) longest_backlog.store(backlog, std::memory_order_release);
+  return static_cast<double>(backlog) > kRingFullLimit;
 }
 
 OutputFile::Reason OutputFile::addToMovieForRecording() {
@@ -220,6 +222,7 @@ OutputFile::Reason OutputFile::addToMovieForRecording() {
 OutputFile::Reason OutputFile::openMovieForRecording() {
   closeLeftOvers();
   nr_opened_files = 0;
+  longest_backlog.store(0, std::memory_order_release);
   updateUserData();
   updateSystemData();
   log("open movie, fds: %x", printed(tableAddress()));

@@ -126,6 +126,10 @@ public:
   /// Ring position of the first sample of this take, or of the last one. Any thread.
   int64_t startPosition() const { return start_position.load(std::memory_order_acquire); }
 
+  /// The most samples that have waited in the ring during this take, or the last one; those before its start, which it
+  /// reaches back to, among them. Any thread.
+  int64_t longestBacklog() const { return longest_backlog.load(std::memory_order_acquire); }
+
   /// Files of this take that have been made, from the first on. Threads: as for metaData().
   int32_t nrOpenedFiles() const { return nr_opened_files; }
 
@@ -171,7 +175,7 @@ private:
   void updateUserData();
   Reason whyNotRecordable() const;
   void warnOfWhatIsMissing() const;
-  bool ringIsFull() const;
+  bool ringIsFull();
   void stampAtEnd();
   bool someFileIsFull() const;
   bool mustWait(State current, int64_t backlog);
@@ -195,7 +199,8 @@ private:
   std::atomic<bool> keeps_position{false}; ///< the next piece begins where the last one ended
   std::atomic<int64_t> nr_samples{0};
   std::atomic<int64_t> start_position{0};
-  mutable std::mutex reason_mutex; ///< guards `held_reason`
+  std::atomic<int64_t> longest_backlog{0}; ///< written by the processing thread
+  mutable std::mutex reason_mutex;         ///< guards `held_reason`
   Reason held_reason;
 
   // Written by the main thread in IDLE, and by the processing thread otherwise; the state hands them over.

@@ -39,8 +39,9 @@ TEST_F(ControllerTest, ATakeMovesTheCountersOnUnlessAReasonEndsIt) {
     record(8);
     end(controller);
     timeUntilIdle();
-    const auto& [meta_data, nr_files, told, continues] = view.takes.back();
+    const auto& [meta_data, nr_files, told, continues, longest_backlog] = view.takes.back();
     EXPECT_EQ(told, reason);
+    EXPECT_GE(longest_backlog, OutputFile::kMinimumBacklog);
     EXPECT_TRUE(nr_files == 1 && !continues);
     EXPECT_EQ(meta_data->filenameForFile(0), folder.file(name));
     EXPECT_EQ(counters(), after);

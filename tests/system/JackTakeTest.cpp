@@ -76,6 +76,8 @@ TEST(JackTake, IsBitExactInAllChannelsAndFiles) {
     const Take take = takeOf(vurl);
     ASSERT_EQ(take["files"].size(), files.size());
     EXPECT_GE(take["samples"], seconds * 48000 - 256);
+    EXPECT_GE(take["longest_backlog_percent"], 1.2) << "what waits before it is written";
+    EXPECT_LT(take["longest_backlog_percent"], 90);
     std::optional<int64_t> number;
     for (size_t i = 0; i < files.size(); ++i) {
       const std::filesystem::path path = std::string(take["files"][i]);
