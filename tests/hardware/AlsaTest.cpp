@@ -1,11 +1,10 @@
-// What ALSA has of its own, on PCMs that its plugins make of files, of nothing, and of a JACK server.
+// What ALSA has of its own, on PCMs that its plugins make of files, of nothing, and of faults to order.
 #include "hardware/AlsaDevice.h"
 #include "hardware/AlsaOwner.h"
 #include "platform/Text.h"
 #include "tests/hardware/ServiceRig.h"
 #include "tests/support/CapturedLog.h"
 
-#include <jack/jack.h>
 #include <sys/stat.h>
 
 #include <fcntl.h>
@@ -150,6 +149,23 @@ TEST(AlsaFormatTest, HoldsTheHighestNumberBelowFullScale) {
   }
 }
 
+// The plugin delivers on, and tells nobody.
+TEST_F(AlsaFiles, GoesOnWhenItsInputEnds) {
+  constexpr size_t kThere = 7 * kPeriod * kChannels;
+  std::string bytes;
+  for (size_t i = 0; i < kThere; i++) bytes += encoded(SND_PCM_FORMAT_S16_LE, testValue(i));
+  writeFile(config.folder.file("in"), bytes);
+  for (const auto access : {SND_PCM_ACCESS_MMAP_INTERLEAVED, SND_PCM_ACCESS_RW_INTERLEAVED}) {
+    FileUser user;
+    run(user, SND_PCM_FORMAT_S16_LE, access, true);
+    size_t nr_right = 0;
+    while (nr_right < user.captured.size() &&
+           user.captured[nr_right] == static_cast<float>(testValue(nr_right)) / 8388608.0F)
+      nr_right++;
+    EXPECT_EQ(nr_right, kThere);
+  }
+}
+
 class AlsaTest : public testing::Test {
 protected:
   CapturedLog log;
@@ -170,6 +186,39 @@ TEST_F(AlsaTest, TellsWhatCannotBeUsedAndGoesOn) {
   EXPECT_EQ(rig.find("ALSA - hidden"), 0U);
   AlsaRig unreadable("pcm.silence { type");
   EXPECT_TRUE(unreadable.model.description(2) == nullptr && log.contains("cannot be read"));
+}
+
+/// A device with faults to order, of a plugin's making, that both directions have.
+std::string faulty(const std::string& name, const std::string& faults) {
+  return "pcm_type.faulty { lib \"" VURL_FAULTY_PCM "\" }\npcm." + name + " { type faulty " + faults +
+         " hint.show on }\n";
+}
+
+TEST_F(AlsaTest, TellsWhyADeviceCannotBeStarted) {
+  const std::tuple<const char*, const char*, bool, const char*> cases[] = {
+      {"refusing", "refuses yes", false, "The ALSA device refusing cannot be used: Invalid argument."},
+      {"held", "", true, "The ALSA device held is in use by another program."},
+  };
+  for (const auto& [name, faults, is_held, line] : cases) {
+    SCOPED_TRACE(name);
+    AlsaConfig config;
+    config.write(faulty(name, faults));
+    snd_pcm_t* other = nullptr;
+    const int error = is_held ? snd_pcm_open(&other, name, SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK) : 0;
+    ASSERT_EQ(error, 0);
+    AlsaRig rig(faulty(name, faults));
+    rig.input_device.awake();
+    const auto device = rig.find(std::string("ALSA - ") + name);
+    ASSERT_NE(device, 0U) << "it is listed all the same";
+    rig.input_device.setSelectedDevice(device);
+    EXPECT_TRUE(log.contains(line));
+    rig.runFor(std::chrono::milliseconds(50));
+    EXPECT_EQ(rig.delegate.nr_cycles, 0);
+    if (!is_held) continue;
+    snd_pcm_close(other);
+    rig.input_device.setSelectedDevice(device);
+    EXPECT_TRUE(rig.waitForCycles(5));
+  }
 }
 
 TEST_F(AlsaTest, ADriverThatDoesNotAnswerHoldsNobodyUp) {
@@ -237,96 +286,18 @@ TEST_F(AlsaTest, TellsThatOtherBuffersCostSound) {
   }
 }
 
-/// A device over a JACK server, its outputs led back to its inputs.
-class AlsaOverJack : public AlsaTest {
-protected:
-  void SetUp() override {
-    setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
-    server.start();
-    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
-    for (int i = 0; i < 500 && !std::ranges::count(JackRig::ownServers(), server.name()); i++) usleep(10'000);
-    peer = jack_client_open("peer", options, nullptr, server.name().c_str());
-    ASSERT_NE(peer, nullptr);
-    rig = std::make_unique<AlsaRig>("pcm.jack { type jack playback_ports { 0 system:playback_1 1 system:playback_2 } "
-                                    "capture_ports { 0 system:capture_1 1 system:capture_2 } hint.show on }");
-    rig->input_device.awake();
-    ASSERT_NE(rig->find("ALSA - jack"), 0U);
-  }
-  bool select() {
-    rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
-    return rig->waitForCycles(5);
-  }
-  void TearDown() override {
-    rig.reset();
-    if (peer != nullptr) jack_client_close(peer);
-  }
-  std::vector<std::string> ports(unsigned long direction) {
-    const char** const names = jack_get_ports(peer, "test_hardware.*", nullptr, direction);
-    std::vector<std::string> result;
-    for (const char** name = names; name != nullptr && *name != nullptr; name++) result.emplace_back(*name);
-    jack_free(names);
-    return result;
-  }
-  JackServer server;
-  jack_client_t* peer = nullptr;
-  std::unique_ptr<AlsaRig> rig;
-};
-
-// Stretches are counted, because a machine that is busy may lose some all the same; what is lost must be told.
-TEST_F(AlsaOverJack, LosesNothingInFullDuplex) {
-  constexpr float kStep = 1.0F / 8388608;
-  std::atomic<int> nr_heard = 0;
-  float next_out = 0, last_in = 0;
-  rig->delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
-    for (uint32_t i = 0; i < rig->delegate.nr_frames; i++) {
-      const float in = samplesOf(inputs.mBuffers[0])[i * inputs.mBuffers[0].mNumberChannels];
-      samplesOf(outputs.mBuffers[0])[i * outputs.mBuffers[0].mNumberChannels] = next_out += kStep;
-      nr_heard = last_in != 0 && in == last_in + kStep ? nr_heard + 1 : 0;
-      last_in = in;
-    }
-  };
-  ASSERT_TRUE(select());
-  EXPECT_EQ(rig->delegate.nr_frames, 256U);
-  ASSERT_EQ(jack_connect(peer, ports(JackPortIsOutput).at(0).c_str(), ports(JackPortIsInput).at(0).c_str()), 0);
-  EXPECT_TRUE(rig->wait([&] { return nr_heard > 100'000; }));
-  rig->runFor(std::chrono::milliseconds(300));
-  rig->input_device.unselectDevice();
-  EXPECT_EQ(rig->delegate.has_gap, rig->observer.has("processorOverload"));
-}
-
-TEST_F(AlsaOverJack, LosesNothingWhileItIsHeldUpForAWhileAndTellsALossAfterLonger) {
-  for (const int milliseconds : {250, 1000}) {
-    rig->delegate.has_gap = false;
-    rig->delegate.in_cycle = sleepOnce(milliseconds);
-    ASSERT_TRUE(select() && rig->waitForCycles(200));
-    rig->runFor(std::chrono::milliseconds(300));
-    EXPECT_EQ(rig->delegate.has_gap, milliseconds == 1000);
-    EXPECT_EQ(rig->observer.has("processorOverload"), milliseconds == 1000);
-    rig->input_device.unselectDevice();
-  }
-}
-
-TEST_F(AlsaOverJack, LetsGoOfADeviceThatHangs) {
-  ASSERT_TRUE(select());
-  server.signal(SIGSTOP);
-  EXPECT_TRUE(rig->wait([&] { return log.contains("The ALSA device jack delivers nothing."); }));
-  const auto before = std::chrono::steady_clock::now();
-  rig->input_device.unselectDevice();
-  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(4));
-  EXPECT_TRUE(log.contains("The ALSA device jack does not answer: it could not be closed."));
-  const int count = rig->delegate.nr_cycles;
-  server.signal(SIGCONT);
-  EXPECT_TRUE(rig->wait([&] { return ports(JackPortIsInput).empty() && ports(JackPortIsOutput).empty(); }));
-  EXPECT_EQ(rig->delegate.nr_cycles, count);
-  EXPECT_TRUE(select());
-}
-
 TEST_F(AlsaTest, TakesOutADeviceThatEndsEarly) {
-  AlsaRig rig("pcm.short { type file slave.pcm { type null } file /dev/full format raw hint.show on }");
-  rig.input_device.awake();
-  rig.input_device.setSelectedDevice(rig.find("ALSA - short"));
-  EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - short") == 0; }));
-  EXPECT_TRUE(log.contains("The ALSA device short has failed: ") && rig.observer.has("updateDevices"));
+  const std::pair<std::string, const char*> cases[] = {
+      {"pcm.short { type file slave.pcm { type null } file /dev/full format raw hint.show on }", "short"},
+      {faulty("pulled", "frames 9600"), "pulled"}};
+  for (const auto& [pcm, name] : cases) {
+    AlsaRig rig(pcm);
+    rig.input_device.awake();
+    const auto device = std::string("ALSA - ") + name;
+    rig.input_device.setSelectedDevice(rig.find(device));
+    EXPECT_TRUE(rig.wait([&] { return rig.find(device) == 0; }));
+    EXPECT_TRUE(log.contains(text("The ALSA device %@ has failed: ", name)) && rig.observer.has("updateDevices"));
+  }
 }
 
 } // namespace

@@ -151,7 +151,8 @@ auto makePeer(const JackServer& server) {
 TYPED_TEST(AudioServiceTest, LimitsWhatGoesOutAndTellsSoOnceARun) {
   if (!TypeParam::kLoopsBack) GTEST_SKIP() << "what goes out is tested with files";
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  constexpr std::pair<float, float> kCases[] = {{2, 1},         {-1.0000001F, -1},         {std::nanf(""), 0},
+  constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
+  constexpr std::pair<float, float> kCases[] = {{2, 1},         {-1.0000001F, -1},         {kNoNumber, 0},
                                                 {kInfinity, 1}, {-kInfinity, -1},          {1, 1},
                                                 {-1, -1},       {-0.9999999F, -0.9999999F}};
   const CapturedLog log;

@@ -1,4 +1,5 @@
 // What the object model promises of every device, run on each service: properties, listeners, cycles, and their end.
+#include "platform/guard/RealTimeGuard.h"
 #include "tests/hardware/ServiceRig.h"
 
 namespace vurl {
@@ -121,7 +122,7 @@ TYPED_TEST(ServiceContractTest, ItsListenersHearOfAChangeOnceAndOnTheMainLoopOnl
 }
 
 TYPED_TEST(ServiceContractTest, StartsAndStopsAThousandTimes) {
-  constexpr int kTimes = 1000;
+  constexpr int kTimes = kRealTimeGuardWorks ? 1000 : 100; // sanitizers make it slow
   ASSERT_TRUE(this->rig.makeQuick());
   this->device = this->rig.device();
   this->rig.run_loop.drain();

@@ -1,6 +1,7 @@
 // soak-feed SERVER CHANNELS RECORDER: plays the known sequence into the input ports of the JACK client RECORDER, "in_1"
 // and so on, whenever it is there, until SIGTERM; without RECORDER it only offers its ports, "feed:1" and so on. Prints
-// a line when it is ready, and in the end how much it has played and how often the server told of an xrun.
+// a line when it is ready, and in the end how much it has played, how often the server told of an xrun, and how many
+// frames the server went on without the feed.
 #include "tests/support/Sequence.h"
 
 #include <jack/jack.h>
@@ -23,6 +24,8 @@ struct Feed {
   std::vector<jack_port_t*> ports;
   std::atomic<int64_t> number = 0;
   std::atomic<int> nr_xruns = 0;
+  std::atomic<int64_t> nr_missed = 0;
+  jack_nframes_t next_frame_time = 0;
 
   bool open(const char* server, int nr_channels) {
     const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
@@ -44,6 +47,9 @@ struct Feed {
   static int play(jack_nframes_t nr_frames, void* self) {
     auto& feed = *static_cast<Feed*>(self);
     const int64_t begin = feed.number;
+    const jack_nframes_t frame_time = jack_last_frame_time(feed.client);
+    if (begin > 0) feed.nr_missed = feed.nr_missed + static_cast<int32_t>(frame_time - feed.next_frame_time);
+    feed.next_frame_time = frame_time + nr_frames;
     for (uint32_t channel = 0; channel < feed.ports.size(); ++channel) {
       auto* const samples = static_cast<float*>(jack_port_get_buffer(feed.ports[channel], nr_frames));
       for (jack_nframes_t i = 0; i < nr_frames; ++i) samples[i] = vurl::played(channel, begin + i);
@@ -74,7 +80,8 @@ int main(int argc, char** argv) {
   for (; ends == 0; usleep(5000))
     if (argc > 3) feed.connectTo(arguments[3]);
   jack_deactivate(feed.client);
-  std::printf("{\"played\": %lld, \"xruns\": %d}\n", static_cast<long long>(feed.number), feed.nr_xruns.load());
+  std::printf("{\"played\": %lld, \"xruns\": %d, \"missed\": %lld}\n", static_cast<long long>(feed.number),
+              feed.nr_xruns.load(), static_cast<long long>(feed.nr_missed));
   std::fflush(stdout);
   jack_client_close(feed.client);
   return 0;

@@ -1,0 +1,109 @@
+// A plugin that gives ALSA a device with faults to order, silent and paced by the clock: 48 kHz, 2 channels of 16 bits.
+// It has one user at a time; with "refuses yes" no setup suits it, with "frames N" it is gone after N frames.
+#include <alsa/asoundlib.h>
+#include <alsa/pcm_external.h>
+#include <sys/eventfd.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <iterator>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+bool is_in_use[2]; // playing, capturing
+
+struct FaultyPcm {
+  snd_pcm_ioplug_t io{};
+  bool refuses = false;
+  long frames = 0; ///< it delivers; 0 for ever
+  bool is_gone = false;
+  Clock::time_point start;
+
+  static FaultyPcm& of(snd_pcm_ioplug_t* io) { return *static_cast<FaultyPcm*>(io->private_data); }
+
+  snd_pcm_sframes_t position() {
+    const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count() * 48 / 1000;
+    is_gone = is_gone || (frames > 0 && passed >= frames);
+    return is_gone ? -EPIPE : passed % static_cast<long>(io.buffer_size);
+  }
+
+  int setUp() {
+    constexpr unsigned kAccesses[] = {SND_PCM_ACCESS_RW_INTERLEAVED, SND_PCM_ACCESS_MMAP_INTERLEAVED};
+    constexpr unsigned kFormats[] = {SND_PCM_FORMAT_S16_LE};
+    int error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_ACCESS, std::size(kAccesses), kAccesses);
+    if (error >= 0) error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_FORMAT, 1, kFormats);
+    if (error >= 0) error = snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_CHANNELS, 2, 2);
+    if (error >= 0) error = snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_RATE, 48000, 48000);
+    return error;
+  }
+};
+
+const snd_pcm_ioplug_callback_t* callbacks() {
+  static const auto table = [] {
+    snd_pcm_ioplug_callback_t calls{};
+    calls.hw_params = [](snd_pcm_ioplug_t* io, snd_pcm_hw_params_t*) {
+      return FaultyPcm::of(io).refuses ? -EINVAL : 0;
+    };
+    calls.start = [](snd_pcm_ioplug_t* io) {
+      FaultyPcm::of(io).start = Clock::now();
+      return FaultyPcm::of(io).is_gone ? -ENODEV : 0;
+    };
+    calls.stop = [](snd_pcm_ioplug_t*) { return 0; };
+    calls.pointer = [](snd_pcm_ioplug_t* io) { return FaultyPcm::of(io).position(); };
+    calls.transfer = [](snd_pcm_ioplug_t* io, const snd_pcm_channel_area_t* areas, snd_pcm_uframes_t offset,
+                        snd_pcm_uframes_t size) -> snd_pcm_sframes_t {
+      if (io->stream == SND_PCM_STREAM_CAPTURE)
+        snd_pcm_areas_silence(areas, offset, io->channels, size, SND_PCM_FORMAT_S16_LE);
+      return static_cast<snd_pcm_sframes_t>(size);
+    };
+    calls.close = [](snd_pcm_ioplug_t* io) {
+      is_in_use[io->stream] = false;
+      close(io->poll_fd);
+      delete &FaultyPcm::of(io);
+      return 0;
+    };
+    return calls;
+  }();
+  return &table;
+}
+
+} // namespace
+
+extern "C" {
+
+SND_PCM_PLUGIN_DEFINE_FUNC(faulty) {
+  (void)root;
+  if (is_in_use[stream]) return -EBUSY;
+  auto* const pcm = new FaultyPcm;
+  snd_config_t* found = nullptr;
+  pcm->refuses = snd_config_search(conf, "refuses", &found) == 0 && snd_config_get_bool(found) == 1;
+  if (snd_config_search(conf, "frames", &found) == 0) snd_config_get_integer(found, &pcm->frames);
+  pcm->io.version = SND_PCM_IOPLUG_VERSION;
+  pcm->io.name = "device with faults";
+  pcm->io.callback = callbacks();
+  pcm->io.private_data = pcm;
+  pcm->io.poll_fd = eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK);
+  pcm->io.poll_events = POLLIN;
+  int error = snd_pcm_ioplug_create(&pcm->io, name, stream, mode);
+  if (error < 0) {
+    delete pcm;
+    return error;
+  }
+  is_in_use[stream] = true;
+  error = pcm->setUp();
+  if (error < 0) {
+    snd_pcm_ioplug_delete(&pcm->io);
+    return error;
+  }
+  *pcmp = pcm->io.pcm;
+  return 0;
+}
+
+SND_PCM_PLUGIN_SYMBOL(faulty);
+
+} // extern "C"
