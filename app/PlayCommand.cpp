@@ -53,7 +53,7 @@ public:
     std::string reason;
     if (!session.find(options.device, reason)) return refuse(reason, kExitUsage);
     defaults.setForRun(false, "auto_start"); // a lock that comes or goes would end the playback
-    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services, RecorderViews{view});
+    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services.model, RecorderViews{view});
     session.choose(*recorder, false);
     recorder->start();
     run_loop.drain();

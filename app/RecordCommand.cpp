@@ -38,7 +38,7 @@ public:
     if (!session.find(options.device, reason)) return refuse(reason, kExitUsage);
     if (options.auto_start) defaults.setForRun(true, "auto_start");
     follows_lock = defaults.boolForKey("auto_start");
-    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services, RecorderViews{view});
+    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services.model, RecorderViews{view});
     session.choose(*recorder, true);
     recorder->start();
     run_loop.drain();

@@ -6,6 +6,11 @@
 #include <thread>
 
 namespace vurl {
+namespace {
+
+void sleepAWhile() { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
+
+} // namespace
 
 AudioServices::AudioServices(UserDefaults& user_defaults, RunLoop& run_loop)
     : defaults(user_defaults),
@@ -37,18 +42,20 @@ void AudioServices::updateGenerator() {
   generator.setPublished(generator_for_run || defaults.boolForKey("show_generator"));
 }
 
-Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, const RecorderViews& views)
+Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, HardwareModel& hardware, const RecorderViews& views,
+                   const RecorderMeans& means)
     : pull_popup(views.main_window),
+      has_thread(means.has_thread),
       disk_sync(std::make_shared<PosixFileLayer>(), syncTeller(run_loop, views.main_window)),
       history_controler(defaults, run_loop, views.history == nullptr ? hidden_history : *views.history),
       audio_ring(defaults, systemWallTime, &pull_popup),
-      output_file(audio_ring, defaults, file_layer, &history_controler),
+      output_file(audio_ring, defaults, means.file_layer == nullptr ? file_layer : *means.file_layer,
+                  &history_controler),
       ring_delegate(audio_ring),
-      input_device(services.model, run_loop, ring_delegate),
+      input_device(hardware, run_loop, ring_delegate),
       channel_layout_controler(defaults, views.layout == nullptr ? hidden_layout : *views.layout),
       controller({defaults, run_loop, audio_ring, input_device, output_file, views.main_window,
-                  [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }, channel_layout_controler,
-                  history_controler}) {
+                  means.pause ? means.pause : sleepAWhile, channel_layout_controler, history_controler}) {
   input_device.setObserver(&controller);
   output_file.setDiskSync(disk_sync);
   history_controler.setSalvageTeller([&view = views.main_window](const std::vector<SalvagedTake>& takes) {
@@ -74,7 +81,7 @@ Recorder::~Recorder() {
 
 void Recorder::start() {
   input_device.awake();
-  output_file.startThread();
+  if (has_thread) output_file.startThread();
   controller.applicationDidFinishLaunching();
 }
 

@@ -14,6 +14,7 @@
 #include "platform/RealTime.h"
 #include "platform/SleepInhibitor.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -55,10 +56,18 @@ struct RecorderViews {
   ChannelLayoutView* layout = nullptr;
 };
 
+/// What a program, or a test, may put in place of the recorder's own disk and time.
+struct RecorderMeans {
+  FileLayer* file_layer = nullptr; ///< for the take files; null: the computer's file system. Outlives the recorder
+  std::function<void()> pause;     ///< see MainMenuControler::Collaborators; none: sleeps
+  bool has_thread = true;          ///< whether start() starts the engine's thread; if not, a test runs the passes
+};
+
 class Recorder {
 public:
-  /// `services`, `defaults` and `run_loop` outlive the recorder.
-  Recorder(UserDefaults& defaults, RunLoop& run_loop, AudioServices& services, const RecorderViews& views);
+  /// `hardware`, `defaults` and `run_loop` outlive the recorder.
+  Recorder(UserDefaults& defaults, RunLoop& run_loop, HardwareModel& hardware, const RecorderViews& views,
+           const RecorderMeans& means = {});
 
   /// Ends a take that runs, waits until it is complete on disk, stops the processing thread and the device.
   ~Recorder();
@@ -103,6 +112,7 @@ private:
   PosixFileLayer file_layer;
   std::shared_ptr<bool> alive = std::make_shared<bool>(true); ///< posted work looks whether the recorder still is
   int32_t nr_unsynced_files = 0;
+  const bool has_thread;
 
 public:
   DiskSync disk_sync;                 ///< before the engine, whose thread tells it of files

@@ -69,7 +69,7 @@ int run(UserDefaults& defaults, QtRunLoop& run_loop, EndSignals& signals) {
   PreferencesPanel preferences(defaults, &window);
   preferences.rememberPlaceIn(memory);
   {
-    Recorder recorder(defaults, run_loop, services, RecorderViews{window, &window.history(), &preferences});
+    Recorder recorder(defaults, run_loop, services.model, RecorderViews{window, &window.history(), &preferences});
     FolderControler folders(defaults, preferences, recorder.history_controler);
     preferences.setControllers(recorder.channel_layout_controler, folders);
     QObject::connect(&preferences, &PreferencesPanel::sceneChanged, &window,

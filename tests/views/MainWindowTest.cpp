@@ -70,7 +70,7 @@ struct MainWindowTest : testing::Test {
   AudioServices services{defaults, run_loop};
   MainWindow window{defaults, memory};
   std::unique_ptr<Recorder> recorder =
-      std::make_unique<Recorder>(defaults, run_loop, services, RecorderViews{window, &window.history()});
+      std::make_unique<Recorder>(defaults, run_loop, services.model, RecorderViews{window, &window.history()});
 };
 
 } // namespace

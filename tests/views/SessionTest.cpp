@@ -1,0 +1,218 @@
+// An hour of a mixer's work in the whole window, on a device and a clock that the test steps: what a take, a look at
+// the preferences or a message leaves behind would add up over a day.
+#include "app/FolderControler.h"
+#include "app/PreferencesController.h"
+#include "tests/support/Test.h"
+#include "tests/views/SteppedRecorder.h"
+#include "views/LayoutMatrixView.h"
+#include "views/MainWindow.h"
+#include "views/PreferencesPanel.h"
+
+#include <malloc.h>
+
+#include <QtTest/QTest>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QPushButton>
+
+namespace vurl {
+namespace {
+
+constexpr int kCycles = 120;          ///< of work
+constexpr int kTicksPerCycle = 300;   ///< 30 s
+constexpr int kWarmUp = 24;           ///< cycles until everything has been done at least twice
+constexpr size_t kBytesPerTake = 900; ///< beyond its row: indices and the like take some 650, a widget 600 more
+
+QStringList qt_messages;
+
+void collectMessage(QtMsgType, const QMessageLogContext&, const QString& message) {
+  if (message.startsWith(QLatin1String("This plugin does not support"))) return; // the screen that nobody sees
+  qt_messages += message;
+}
+
+auto nrEntries(const char* folder) { return std::distance(std::filesystem::directory_iterator(folder), {}); }
+size_t bytesInUse() {
+  const struct mallinfo2 heap = mallinfo2(); // zero under the sanitizers, which have leak checks of their own
+  return heap.uordblks + heap.hblkhd;
+}
+
+struct SessionTest : testing::Test {
+  SessionTest() {
+    for (const char* const name : {"one", "two"}) std::filesystem::create_directory(home.file(name));
+    for (const auto& [key, number] : {std::pair{"nr_channels", 2}, {"bit_depth", 1}, {"pre_record_time", 2}})
+      defaults.setInteger(number, key);
+    defaults.setObject(home.file("one"), "path_for_folder00");
+    defaults.setObject(home.path.string(), "csv_folder");
+    defaults.setObject(std::string("%s-%t-%c"), "filename_format");
+    panel.rememberPlaceIn(memory);
+    panel.setControllers(recorder.channel_layout_controler, folders);
+    QObject::connect(&panel, &PreferencesPanel::sceneChanged, &window, [this] { recorder.controller.sceneChanged(); });
+    window.setRecorder(&recorder);
+    window.setPreferences(&panel);
+    window.show();
+    recorder.start();
+    time(2);
+  }
+  ~SessionTest() override {
+    recorder.controller.applicationWillTerminate();
+    window.setPreferences(nullptr);
+    window.setRecorder(nullptr);
+    panel.disconnect(&window);
+  }
+
+  void engineGoesOn() {
+    device.step(0.1);
+    recorder.output_file.processingPass();
+  }
+  /// `ticks` of 0.1 s.
+  void time(int ticks) {
+    ticks_gone += ticks;
+    while (ticks-- > 0) {
+      engineGoesOn();
+      run_loop.advance(std::chrono::milliseconds(100));
+      QCoreApplication::processEvents();
+    }
+  }
+  void reach(const char* words) {
+    for (int ticks = 0; ticks < 50 && window.takeLength().words() != QLatin1String(words); ++ticks) time(1);
+    ASSERT_EQ(window.takeLength().words(), words);
+  }
+  void click(TransportCommand segment) { QTest::mouseClick(&window.button(segment), Qt::LeftButton); }
+  void press(Qt::Key key) {
+    window.activateWindow();
+    QCoreApplication::processEvents();
+    QTest::keyClick(&window.history(), key);
+  }
+
+  void record(int cycle) {
+    if (cycle % 3 == 0) {
+      window.slate().field("scene")->setFocus();
+      window.slate().field("scene")->selectAll();
+      QTest::keyClicks(window.slate().field("scene"), QString::number(cycle / 3));
+    }
+    click(REC);
+    reach("RECORDING");
+    time(30 + cycle % 4 * 10);
+    if (cycle % 10 == 4) {
+      const SteppedDevice plugged(model, "Plugged"); // ends the take with an alert
+      time(10);
+    } else {
+      click(cycle % 7 == 3 ? ABORT : STOP);
+      nr_whole_takes += cycle % 7 == 3 ? 0 : 1;
+    }
+    reach("Stopped");
+    EXPECT_EQ(window.messages().isVisible(), cycle % 10 == 4);
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(window.messages().isVisible());
+  }
+
+  void play() {
+    click(PLAY);
+    reach("Playing");
+    time(20);
+    click(STOP);
+    reach("Stopped");
+  }
+
+  void changeLayout(int cycle) {
+    panel.showTab("layout");
+    time(2);
+    Q_EMIT panel.findChild<LayoutMatrixView*>()->cellClicked(1, cycle % 3); // the input of a channel
+    recorder.channel_layout_controler.autoConfiguration(cycle % 2);         // files: one, or one a channel
+    time(2);
+  }
+
+  void changeFolder() {
+    panel.showTab("folders");
+    panel.findChild<QPushButton*>("path_for_folder00")->click();
+    auto* const chooser = panel.findChild<QFileDialog*>();
+    chooser->setDirectory(QString::fromStdString(home.file(nr_changes++ % 2 == 0 ? "two" : "one")));
+    chooser->QDialog::done(QDialog::Accepted);
+    time(2);
+    for (int ticks = 0; ticks < 100 && recorder.history_controler.isLoading(); ++ticks) time(1);
+    EXPECT_FALSE(recorder.history_controler.isLoading());
+  }
+
+  void work(int cycle) {
+    const int end = ticks_gone + kTicksPerCycle;
+    record(cycle);
+    play();
+    if (cycle % 4 == 1) changeLayout(cycle);
+    if (cycle % 6 == 5) changeFolder();
+    const auto tabs = {"general", "counters", "meters", "files and naming"};
+    if (cycle % 5 == 2) panel.showTab(std::data(tabs)[cycle / 5 % 4]);
+    time(2);
+    panel.close();
+    time(std::max(0, end - ticks_gone));
+  }
+
+  /// What the process holds when nothing is under way.
+  struct Holdings {
+    int64_t descriptors = 0;
+    int64_t threads = 0;
+    size_t bytes = 0;
+    size_t rows = 0;
+  };
+  Holdings holdings() const {
+    constexpr int kPatience = 5000; // ms, for the threads that ask the disks
+    const auto resting = [] { return QTest::qWaitFor([] { return nrEntries("/proc/self/task") <= 3; }, kPatience); };
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    resting();
+    return {nrEntries("/proc/self/fd"), nrEntries("/proc/self/task"), bytesInUse(),
+            recorder.history_controler.takes().size()};
+  }
+
+  /// The bytes that the history's rows need, from row `first` on: those of their copies.
+  size_t bytesOfRows(size_t first) const {
+    const auto takes = recorder.history_controler.takes();
+    std::vector<TakePointer> copies(takes.size());
+    const size_t before = bytesInUse();
+    for (size_t row = first; row < takes.size(); ++row) {
+      copies[row] = std::make_shared<const ListedTake>(takes[row]->meta_data, takes[row]->files);
+      copies[row]->reportText();
+    }
+    return bytesInUse() - before;
+  }
+
+  TemporaryFolder home;
+  UserDefaults defaults{home.file("settings.plist")};
+  UserDefaults memory{home.file("settings.window.plist")};
+  PreferencesController preferences{defaults};
+  SteppedRunLoop run_loop;
+  HardwareModel model;
+  SteppedDevice device{model, "Stepped"};
+  MainWindow window{defaults, memory};
+  PreferencesPanel panel{defaults, &window};
+  Recorder recorder{defaults, run_loop, model, RecorderViews{window, &window.history(), &panel},
+                    RecorderMeans{nullptr, [this] { engineGoesOn(); }, false}};
+  FolderControler folders{defaults, panel, recorder.history_controler};
+  int ticks_gone = 0;
+  int nr_whole_takes = 0;
+  int nr_changes = 0;
+};
+
+} // namespace
+
+TEST_F(SessionTest, AnHourOfTakesLeavesNothingBehindButThem) {
+  const auto log_before = Log::setSink([](std::string_view) {});
+  const auto handler_before = qInstallMessageHandler(collectMessage);
+  int cycle = 0;
+  while (cycle < kWarmUp && !HasFatalFailure()) work(cycle++);
+  const Holdings first = holdings();
+  while (cycle < kCycles && !HasFatalFailure()) work(cycle++);
+  const Holdings last = holdings();
+  qInstallMessageHandler(handler_before);
+  Log::setSink(log_before);
+
+  EXPECT_GE(ticks_gone, kCycles * kTicksPerCycle);        // an hour
+  EXPECT_GE(static_cast<int>(last.rows), nr_whole_takes); // those that were cut short come with the folders
+  EXPECT_LE(static_cast<int>(last.rows), kCycles);
+  EXPECT_EQ(qt_messages.join('\n').toStdString(), "");
+  EXPECT_EQ(last.descriptors, first.descriptors);
+  EXPECT_LE(last.threads, first.threads);
+  const size_t needed = bytesOfRows(first.rows) + (kCycles - kWarmUp) * kBytesPerTake;
+  RecordProperty("bytes_grown", std::to_string(last.bytes - first.bytes));
+  RecordProperty("bytes_needed", std::to_string(needed));
+  EXPECT_LE(last.bytes, first.bytes + needed);
+}
+
+} // namespace vurl
