@@ -42,10 +42,10 @@ EndSignals::~EndSignals() {
 
 void EndSignals::readSignals() {
   signalfd_siginfo info{};
-  while (read(descriptor, &info, sizeof info) == sizeof info) {
-  }
-  came = true;
-  if (asked) asked();
+  bool any = false;
+  while (read(descriptor, &info, sizeof info) == sizeof info) any = true;
+  came = came || any;
+  if (any && asked) asked();
 }
 
 void EndSignals::setAsked(std::function<void()> callback) {

@@ -23,6 +23,9 @@ public:
   /// Who is told; at once if a signal has come already.
   void setAsked(std::function<void()> callback);
 
+  /// Takes the signals that have come: for a program that waits without running its loop.
+  void look() { readSignals(); }
+
 private:
   void readSignals();
 

@@ -66,9 +66,9 @@ void MainMenuControler::applicationDidFinishLaunching() {
 void MainMenuControler::applicationWillTerminate() {
   stopWhenRunning();
   waitForIdle();
+  defaults.synchronize();
   history_controler.completeReports();
   update_GUI_timer.reset();
-  defaults.synchronize();
 }
 
 // Transport

@@ -3,6 +3,7 @@
 #include "app/ConsoleView.h"
 #include "app/DeviceSession.h"
 #include "app/EndSignals.h"
+#include "app/Leaving.h"
 #include "app/TerminalKeys.h"
 #include "files/OutputFile.h"
 #include "platform/Log.h"
@@ -62,7 +63,7 @@ public:
     if (!ends && take == nullptr) return refuse(reason, kExitUsage);
     if (!ends && !canBeRead(*take)) return refuse("None of the take's files can be read.", kExitHarmed);
     if (!ends) play(*recorder, take);
-    recorder->controller.applicationWillTerminate();
+    endOf(*recorder, kExitHarmed);
     const int exit_code = view.flush() && !view.harmed() ? kExitFine : kExitHarmed;
     DeviceSession::endSoon(exit_code);
     return exit_code;
@@ -103,10 +104,15 @@ private:
 
   void play(Recorder& recorder, const Take& take) {
     view.setWhenPlayed([this] { run_loop.quit(); });
-    signals.setAsked([this] { ends = true; });
+    signals.setAsked([&] {
+      if (long_wait.isTold()) leaveAtOnce(recorder, defaults, kExitHarmed);
+      ends = true;
+    });
     const TerminalKeys keys(run_loop, [this](char key) { ends = ends || key == 's' || key == 'q'; });
     const auto stop_check = run_loop.every(kStopCheckInterval, [&] {
-      if (ends) recorder.controller.stopWhenRunning();
+      if (!ends) return;
+      recorder.controller.stopWhenRunning();
+      long_wait.look(recorder.output_file);
     });
     recorder.controller.startPlayback(take);
     run_loop.run();
@@ -120,6 +126,7 @@ private:
   EndSignals signals{run_loop};
   DeviceSession session;
   ConsoleView view;
+  LongWait long_wait;
   bool ends = false; ///< the user wants no more of it
 };
 

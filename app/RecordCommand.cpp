@@ -5,6 +5,7 @@
 #include "app/DeviceChoice.h"
 #include "app/DeviceSession.h"
 #include "app/EndSignals.h"
+#include "app/Leaving.h"
 #include "app/TerminalKeys.h"
 #include "platform/Log.h"
 #include "platform/PollRunLoop.h"
@@ -16,12 +17,14 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <thread>
 #include <tuple>
 
 namespace vurl {
 namespace {
 
 constexpr std::chrono::milliseconds kEndCheckInterval{20};
+constexpr std::chrono::milliseconds kPause{100};
 constexpr std::chrono::seconds kPatienceWithADevice{10};
 constexpr std::chrono::seconds kPatienceWithAClock{1};
 constexpr const char* kKeyHelp = "r record   s stop   a abort   p play   q stop and quit";
@@ -38,7 +41,9 @@ public:
     if (!session.find(options.device, reason)) return refuse(reason, kExitUsage);
     if (options.auto_start) defaults.setForRun(true, "auto_start");
     follows_lock = defaults.boolForKey("auto_start");
-    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services.model, RecorderViews{view});
+    const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services.model, RecorderViews{view},
+                                                     RecorderMeans{nullptr, [this] { waitAWhile(); }});
+    recorder_in_use = recorder.get();
     session.choose(*recorder, true);
     recorder->start();
     run_loop.drain();
@@ -46,7 +51,7 @@ public:
     if (options.clock_source && !chooseClockSource(*recorder, reason)) return refuse(reason, kExitUsage);
     setTexts(recorder->controller);
     record(*recorder);
-    recorder->controller.applicationWillTerminate();
+    endOf(*recorder, kExitHarmed);
     if (!recorder->disk_sync.wait(DiskSync::kPatience)) warn("A disk does not answer: the take may not be on it yet.");
     run_loop.drain();
     harmed = harmed || recorder->nrUnsyncedFiles() > 0;
@@ -120,14 +125,25 @@ private:
     } else {
       recorder.controller.startRecording(false);
     }
-    signals.setAsked([&] { endAfterTheTake(recorder); });
+    signals.setAsked([&] {
+      if (long_wait.isTold()) leaveAtOnce(recorder, defaults, kExitHarmed);
+      endAfterTheTake(recorder);
+    });
     run_loop.run();
     signals.setAsked({});
     view.setWhenFinished({});
   }
 
+  /// What the controller does while it waits for the engine and the loop stands still.
+  void waitAWhile() {
+    std::this_thread::sleep_for(kPause);
+    signals.look();
+    if (ends) long_wait.look(recorder_in_use->output_file);
+  }
+
   void checkEnd(Recorder& recorder) {
     const OutputFile::State state = recorder.output_file.state();
+    if (ends) long_wait.look(recorder.output_file);
     if (ends && state == OutputFile::IDLE) run_loop.quit();
     if (ends && state >= OutputFile::STARTING_PLAYBACK) recorder.controller.recStopPressed(STOP);
     if (timeIsUp(recorder)) {
@@ -194,6 +210,8 @@ private:
   EndSignals signals{run_loop};
   DeviceSession session;
   ConsoleView view;
+  const Recorder* recorder_in_use = nullptr;
+  LongWait long_wait;
   bool follows_lock = false;
   bool ends = false;   ///< with the take in hand
   bool harmed = false; ///< the device stood still while no take ran

@@ -63,6 +63,7 @@ void OutputFile::processingPass() {
   case STOPPING_PLAYBACK: playbackPass(current); break;
   default: break; // the finished states wait for the controller
   }
+  workAt(-1);
 }
 
 OutputFile::State OutputFile::recordingPass(State current) {
@@ -209,6 +210,7 @@ OutputFile::Reason OutputFile::addToMovieForRecording() {
   const auto depth = static_cast<uint32_t>(meta_data->bitDepth());
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (ringIsFull()) return "Ring buffer full"; // a write may have stalled since the last look
+    workAt(file);
     const int32_t size = audio_ring.fillBuffer(block.data(), kBlockLength, meta_data->channelMaskForFile(file), depth);
     const int error = writeAll(file_layer, fds[static_cast<size_t>(file)], block.data(), static_cast<size_t>(size));
     if (error != 0) return text("Could not write samples to file, %s.", systemError(error));
@@ -228,7 +230,9 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
   log("open movie, fds: %x", printed(tableAddress()));
   if (Reason refusal = whyNotRecordable()) return refusal;
   warnOfWhatIsMissing();
+  noteFolders();
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    workAt(file);
     const std::string name = meta_data->filenameForFile(file);
     const int descriptor = file_layer.createExclusive(name);
     if (descriptor < 0) return text("Could not open audio file '%@', %s.", name, systemError(errno));
@@ -240,10 +244,15 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
   return std::nullopt;
 }
 
+/// `area` is kHeaderSize bytes of zero.
+void OutputFile::addHeader(uint8_t* area, const MetaData& take, int32_t file) {
+  if (take.fileFormat() == MetaData::kBWF) add_bwf(area, 0, take, file);
+  if (take.fileFormat() == MetaData::kCAF) add_caf(area, 0, take, file);
+}
+
 OutputFile::Reason OutputFile::writeHeader(int32_t file) {
   std::array<uint8_t, kHeaderSize> area{};
-  if (meta_data->fileFormat() == MetaData::kBWF) add_bwf(area.data(), 0, *meta_data, file);
-  if (meta_data->fileFormat() == MetaData::kCAF) add_caf(area.data(), 0, *meta_data, file);
+  addHeader(area.data(), *meta_data, file);
   const int descriptor = fds[static_cast<size_t>(file)];
   if (file_layer.seek(descriptor, 0) < 0) return text("Could not seek to start of header.", systemError(errno));
   const int error = writeAll(file_layer, descriptor, area.data(), area.size());
@@ -259,9 +268,11 @@ OutputFile::Reason OutputFile::writeHeader(int32_t file) {
 OutputFile::Reason OutputFile::closeMovieForRecording() {
   updateUserData();
   if (defaults.boolForKey("stamp_at_end")) stampAtEnd();
+  nr_samples.store(meta_data->nrSamples(), std::memory_order_release); // hands the record to rescueHeaders()
   log("close movie, nrFiles: %i", meta_data->nrFiles());
   Reason first;
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    workAt(file);
     log("close movie, write header: %i", file);
     Reason error = writeHeader(file);
     Reason close_error = closeFile(file);
@@ -270,6 +281,7 @@ OutputFile::Reason OutputFile::closeMovieForRecording() {
     if (error && !first) first = std::move(error);
   }
   syncFiles();
+  workAt(-1);
   return first;
 }
 

@@ -22,6 +22,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace vurl {
 
@@ -144,7 +145,22 @@ public:
   /// In a playback it is the copy that is played, free for the main thread to read in FINISHED_PLAYBACK too.
   std::shared_ptr<const MetaData> metaData() const { return meta_data; }
 
+  // When a disk does not answer
+
+  /// The folder of the file that the processing thread is opening, writing, reading or closing; empty while it is at
+  /// none, for example at the reports. Any thread but the I/O thread.
+  std::string folderAtWork() const;
+
+  /// For a program that ends without waiting for a disk any longer: gives the files of a take that is being written
+  /// their headers for what they hold, each on a thread of its own, and returns after `patience` at the latest. Returns
+  /// whether all have theirs; true when no take is being written. Only while the processing thread stands in a call to
+  /// the disk; nothing but the end of the process may follow. Thread: main.
+  bool rescueHeaders(std::chrono::milliseconds patience) const;
+
 private:
+  void noteFolders();
+  void workAt(int32_t file) { file_at_work.store(file, std::memory_order_release); }
+  static void addHeader(uint8_t* area, const MetaData& take, int32_t file);
   void renounceReason();
   State recordingPass(State current);
   void playbackPass(State current);
@@ -200,8 +216,10 @@ private:
   std::atomic<int64_t> nr_samples{0};
   std::atomic<int64_t> start_position{0};
   std::atomic<int64_t> longest_backlog{0}; ///< written by the processing thread
-  mutable std::mutex reason_mutex;         ///< guards `held_reason`
+  std::atomic<int32_t> file_at_work{-1};
+  mutable std::mutex reason_mutex; ///< guards the next two
   Reason held_reason;
+  std::vector<std::string> folders_of_files; ///< of the take in hand, by file
 
   // Written by the main thread in IDLE, and by the processing thread otherwise; the state hands them over.
   std::shared_ptr<MetaData> meta_data;

@@ -79,7 +79,9 @@ OutputFile::Reason OutputFile::openMovieForPlayback() {
   measureFrames();
   warnOfWhatIsPlayed();
   has_files_to_read = false;
+  noteFolders();
   for (int32_t file = 0; file < meta_data->nrFiles() && !stop_pressed.load(std::memory_order_acquire); ++file) {
+    workAt(file);
     const std::string name = meta_data->filenameForFile(file);
     const int descriptor = file_layer.openForReading(name);
     if (descriptor < 0) {
@@ -145,6 +147,7 @@ OutputFile::Reason OutputFile::addToMovieForPlayback() {
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     const int descriptor = fds[static_cast<size_t>(file)];
     if (descriptor < 0) continue;
+    workAt(file);
     const auto frame_size = static_cast<size_t>(file_frame_sizes[static_cast<size_t>(file)]);
     const int error = readAll(file_layer, descriptor, block.data(), frame_size * kBlockLength);
     // The read may have taken long: each time the device's distance is looked at anew.

@@ -27,12 +27,35 @@ struct Link final : RunLoop::Registration {
 
 } // namespace
 
-void QtRunLoop::post(Work work) { QMetaObject::invokeMethod(&context, std::move(work), Qt::QueuedConnection); }
+void QtRunLoop::post(Work work) {
+  const auto run = [this, work = std::move(work)] {
+    held_work.push_back(work);
+    if (nr_holds == 0) runHeld();
+  };
+  QMetaObject::invokeMethod(&context, run, Qt::QueuedConnection);
+}
+
+/// The work may hold the loop again, or run it.
+void QtRunLoop::runHeld() {
+  while (nr_holds == 0 && !held_work.empty()) {
+    const Work next = std::move(held_work.front());
+    held_work.erase(held_work.begin());
+    next();
+  }
+}
+
+QtRunLoop::Hold::~Hold() {
+  if (--loop.nr_holds > 0 || loop.held_work.empty()) return;
+  QMetaObject::invokeMethod(
+      &loop.context, [held = &loop] { held->runHeld(); }, Qt::QueuedConnection);
+}
 
 RunLoop::Handle QtRunLoop::every(std::chrono::milliseconds interval, Work work) {
   auto timer = std::make_unique<QTimer>(&context);
   timer->setTimerType(Qt::PreciseTimer);
-  QObject::connect(timer.get(), &QTimer::timeout, &context, std::move(work));
+  QObject::connect(timer.get(), &QTimer::timeout, &context, [this, work = std::move(work)] {
+    if (nr_holds == 0) work();
+  });
   timer->start(interval);
   return std::make_unique<Link<QTimer>>(timer.release());
 }

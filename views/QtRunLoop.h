@@ -5,6 +5,7 @@
 #include "platform/RunLoop.h"
 
 #include <QtCore/QObject>
+#include <vector>
 
 namespace vurl {
 
@@ -17,8 +18,24 @@ public:
   Handle every(std::chrono::milliseconds interval, Work work) override;
   Handle watch(int descriptor, Work work) override;
 
+  /// While one lives, posted work waits for its end, and the timers leave their ticks out. Descriptors are watched on.
+  class Hold {
+  public:
+    explicit Hold(QtRunLoop& held_loop) : loop(held_loop) { ++loop.nr_holds; }
+    ~Hold();
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+  private:
+    QtRunLoop& loop;
+  };
+
 private:
-  QObject context; ///< lives on the main thread; owns the timers and notifiers
+  void runHeld();
+
+  int nr_holds = 0;
+  std::vector<Work> held_work; ///< in order
+  QObject context;             ///< lives on the main thread; owns the timers and notifiers
 };
 
 } // namespace vurl

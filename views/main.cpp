@@ -2,6 +2,7 @@
 // complete on disk.
 #include "app/DeviceSession.h"
 #include "app/EndSignals.h"
+#include "app/Leaving.h"
 #include "app/PreferencesController.h"
 #include "app/Startup.h"
 #include "platform/Log.h"
@@ -10,6 +11,7 @@
 #include "views/MainWindow.h"
 #include "views/PreferencesPanel.h"
 #include "views/QtRunLoop.h"
+#include "views/WaitNotice.h"
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QFile>
@@ -22,6 +24,8 @@
 namespace {
 
 using namespace vurl;
+
+constexpr std::chrono::seconds kPatience{2}; ///< with a disk, before the user is told that it does not answer
 
 struct Arguments {
   std::string defaults_file = UserDefaults::standardPath();
@@ -69,7 +73,11 @@ int run(UserDefaults& defaults, QtRunLoop& run_loop, EndSignals& signals) {
   PreferencesPanel preferences(defaults, &window);
   preferences.rememberPlaceIn(memory);
   {
-    Recorder recorder(defaults, run_loop, services.model, RecorderViews{window, &window.history(), &preferences});
+    WaitNotice notice(run_loop, kPatience, &window);
+    Recorder recorder(defaults, run_loop, services.model, RecorderViews{window, &window.history(), &preferences},
+                      RecorderMeans{nullptr, [&notice] { notice.pause(); }});
+    notice.setAwaited([&recorder] { return awaited(recorder.output_file); });
+    QObject::connect(&notice, &WaitNotice::left, [&] { leaveAtOnce(recorder, defaults, 1); });
     FolderControler folders(defaults, preferences, recorder.history_controler);
     preferences.setControllers(recorder.channel_layout_controler, folders);
     QObject::connect(&preferences, &PreferencesPanel::sceneChanged, &window,
@@ -79,10 +87,12 @@ int run(UserDefaults& defaults, QtRunLoop& run_loop, EndSignals& signals) {
     window.show();
     recorder.start();
     showWarnings(defaults, window);
-    signals.setAsked([&window] { window.quit(); });
+    signals.setAsked([&] {
+      if (!notice.leaveIfShown() && !window.mayQuit()) window.quit();
+    });
     if (!window.mayQuit()) QApplication::exec();
+    endOf(recorder, 1);
     signals.setAsked({});
-    recorder.controller.applicationWillTerminate();
     window.setPreferences(nullptr);
     window.setRecorder(nullptr);
     preferences.disconnect(&window);
