@@ -1,6 +1,7 @@
 // The main window's menus: every command, with its shortcut.
 #include "platform/Desktop.h"
 #include "platform/Resources.h"
+#include "views/AboutBox.h"
 #include "views/FolderChooser.h"
 #include "views/MainWindow.h"
 #include "views/PreferencesPanel.h"
@@ -62,6 +63,7 @@ void MainWindow::makeMenus() {
   addCommand(view, tr("&Dismiss the Message"), QKeySequence(tr("Esc")), [this] { message_bar->dismiss(); });
   QMenu& help = *menuBar()->addMenu(tr("&Help"));
   addCommand(help, tr("&Manual"), QKeySequence(tr("F1")), [this] { openManual(); });
+  addCommand(help, tr("&About Vurl Recorder"), QKeySequence(tr("Ctrl+F1")), [this] { showAbout(*this); });
 }
 
 void MainWindow::makeTransportMenu(QMenu& menu) {

@@ -12,6 +12,7 @@
 
 #include <QtTest/QTest>
 #include <QtWidgets/QFileDialog>
+#include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
 
 namespace vurl {
@@ -43,6 +44,7 @@ struct SessionTest : testing::Test {
     defaults.setObject(home.file("one"), "path_for_folder00");
     defaults.setObject(home.path.string(), "csv_folder");
     defaults.setObject(std::string("%s-%t-%c"), "filename_format");
+    QCoreApplication::setApplicationVersion("7.8.9");
     panel.rememberPlaceIn(memory);
     panel.setControllers(recorder.channel_layout_controler, folders);
     QObject::connect(&panel, &PreferencesPanel::sceneChanged, &window, [this] { recorder.controller.sceneChanged(); });
@@ -132,6 +134,16 @@ struct SessionTest : testing::Test {
     EXPECT_FALSE(recorder.history_controler.isLoading());
   }
 
+  void readAbout() {
+    QTest::keyClick(&window.history(), Qt::Key_F1, Qt::ControlModifier);
+    const QPointer<QMessageBox> box = window.findChild<QMessageBox*>("about");
+    ASSERT_TRUE(box != nullptr && box->isVisible() && !box->isModal());
+    EXPECT_TRUE(box->text().endsWith("7.8.9")) << box->text().toStdString();
+    box->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(box, nullptr);
+  }
+
   void work(int cycle) {
     const int end = ticks_gone + kTicksPerCycle;
     record(cycle);
@@ -140,6 +152,7 @@ struct SessionTest : testing::Test {
     if (cycle % 6 == 5) changeFolder();
     const auto tabs = {"general", "counters", "meters", "files and naming"};
     if (cycle % 5 == 2) panel.showTab(std::data(tabs)[cycle / 5 % 4]);
+    if (cycle % 8 == 6) readAbout();
     time(2);
     panel.close();
     time(std::max(0, end - ticks_gone));
