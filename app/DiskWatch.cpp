@@ -2,41 +2,47 @@
 
 #include "platform/Log.h"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace vurl {
 
 struct DiskWatch::Shared {
+  struct Answer {
+    bool asking = false;
+    std::optional<DiskRoom> room;
+  };
+
   mutable std::mutex mutex;
-  bool asking = false;
-  std::map<std::string, std::optional<DiskRoom>> rooms;
+  std::map<std::string, Answer> answers;
 };
 
-DiskWatch::DiskWatch() : shared(std::make_shared<Shared>()) {}
+DiskWatch::DiskWatch(Asker who_asks) : asker(std::move(who_asks)), shared(std::make_shared<Shared>()) {}
 
 DiskWatch::~DiskWatch() = default;
 
 void DiskWatch::ask(const std::vector<std::string>& paths) {
-  {
-    const std::lock_guard lock(shared->mutex);
-    if (shared->asking) return;
-    shared->asking = true;
-  }
-  try {
-    std::thread([state = shared, paths] {
-      std::map<std::string, std::optional<DiskRoom>> rooms;
-      for (const std::string& path : paths) rooms[path] = diskRoom(path);
-      const std::lock_guard lock(state->mutex);
-      state->rooms = std::move(rooms);
-      state->asking = false;
-    }).detach();
-  } catch (const std::system_error& error) {
-    log("The disks could not be asked for their room: %s", error.what());
-    const std::lock_guard lock(shared->mutex);
-    shared->asking = false;
+  const std::lock_guard lock(shared->mutex);
+  std::erase_if(shared->answers, [&](const auto& known) {
+    return !known.second.asking && std::find(paths.begin(), paths.end(), known.first) == paths.end();
+  });
+  for (const std::string& path : paths) {
+    auto& answer = shared->answers[path];
+    if (answer.asking) continue;
+    try {
+      std::thread([state = shared, ask_about = asker, path] {
+        const auto room = ask_about(path);
+        const std::lock_guard answered(state->mutex);
+        state->answers[path] = {false, room};
+      }).detach();
+      answer.asking = true;
+    } catch (const std::system_error& error) {
+      log("The disks could not be asked for their room: %s", error.what());
+    }
   }
 }
 
@@ -45,8 +51,8 @@ DiskWatch::Rooms DiskWatch::answers(const std::vector<std::string>& paths) const
   Rooms rooms;
   rooms.reserve(paths.size());
   for (const std::string& path : paths) {
-    const auto found = shared->rooms.find(path);
-    rooms.push_back(found == shared->rooms.end() ? std::nullopt : found->second);
+    const auto found = shared->answers.find(path);
+    rooms.push_back(found == shared->answers.end() ? std::nullopt : found->second.room);
   }
   return rooms;
 }

@@ -1,9 +1,10 @@
-// Asks how much room the disks under some folders have, on a thread of its own: a network disk that has gone away must
-// not hold up the main loop, and STOP with it. Thread: main.
+// Asks how much room the disks under some folders have, on a thread for each: a network disk that has gone away must
+// hold up neither the main loop, and STOP with it, nor the answers of the others. Thread: main.
 #pragma once
 
 #include "app/TakeFolders.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,14 +13,18 @@ namespace vurl {
 
 class DiskWatch {
 public:
-  DiskWatch();
+  /// Asks about one folder, as diskRoom() does; tests bring their own.
+  using Asker = std::function<std::optional<DiskRoom>(const std::string& path)>;
+
+  explicit DiskWatch(Asker asker = diskRoom);
   ~DiskWatch();
   DiskWatch(const DiskWatch&) = delete;
   DiskWatch& operator=(const DiskWatch&) = delete;
 
   using Rooms = std::vector<std::optional<DiskRoom>>;
 
-  /// Starts a question about `paths`; nothing while the last one is unanswered. Returns at once.
+  /// Starts a question about each of `paths` but those whose last one is unanswered. Answers about other folders are
+  /// forgotten. Returns at once.
   void ask(const std::vector<std::string>& paths);
 
   /// The last answer for each of `paths`; nothing for one that has not been answered yet.
@@ -27,7 +32,8 @@ public:
 
 private:
   struct Shared;
-  std::shared_ptr<Shared> shared; ///< with the thread that asks, which may hang longer than the program runs
+  const Asker asker;
+  std::shared_ptr<Shared> shared; ///< with the threads that ask, which may hang longer than the program runs
 };
 
 } // namespace vurl

@@ -1,7 +1,7 @@
 #include "views/FoldersPage.h"
 
-#include "app/FolderSpace.h"
 #include "metadata/MetaData.h"
+#include "platform/Text.h"
 #include "views/SettingControls.h"
 
 #include <QtCore/QLocale>
@@ -17,7 +17,8 @@ namespace {
 
 enum Column { folder_column, space_column, button_column, nr_columns };
 
-constexpr std::chrono::seconds kSpaceInterval(5);
+constexpr std::chrono::seconds kAskInterval(5);
+constexpr std::chrono::milliseconds kShowInterval(250);
 
 QTableWidgetItem* readOnlyItem() {
   auto* const item = owned<QTableWidgetItem>();
@@ -41,8 +42,10 @@ FoldersPage::FoldersPage() : folder_table(owned<QTableWidget>(0, nr_columns)) {
   header.setSectionResizeMode(QHeaderView::ResizeToContents);
   header.setSectionResizeMode(folder_column, QHeaderView::Stretch);
   header.setHighlightSections(false);
-  space_timer.setInterval(kSpaceInterval);
-  connect(&space_timer, &QTimer::timeout, this, &FoldersPage::showSpace);
+  ask_timer.setInterval(kAskInterval);
+  connect(&ask_timer, &QTimer::timeout, this, &FoldersPage::askForSpace);
+  show_timer.setInterval(kShowInterval);
+  connect(&show_timer, &QTimer::timeout, this, &FoldersPage::showSpace);
 }
 
 void FoldersPage::setController(FolderControler& controller) {
@@ -58,7 +61,7 @@ void FoldersPage::reloadFolders() {
     folder_table->item(row, folder_column)->setText(path);
     folder_table->item(row, folder_column)->setToolTip(path);
   }
-  showSpace();
+  if (isVisible()) askForSpace();
 }
 
 /// Buttons stay what they are, so that the one with the keyboard's focus keeps it.
@@ -75,28 +78,44 @@ void FoldersPage::addRows(int32_t rows) {
   }
 }
 
+std::vector<std::string> FoldersPage::paths() const {
+  std::vector<std::string> folders;
+  for (int32_t row = 0; row < folder_table->rowCount() && folder_controler != nullptr; ++row) {
+    folders.push_back(expandTilde(folder_controler->objectValue("folder", row)));
+  }
+  return folders;
+}
+
+void FoldersPage::askForSpace() {
+  disks.ask(paths());
+  showSpace();
+}
+
 void FoldersPage::showSpace() {
-  if (!isVisible()) return; // nobody looks, and a folder on a network may take its time
-  for (int32_t row = 0; row < folder_table->rowCount(); ++row) {
-    const std::string path = folder_controler->objectValue("folder", row);
-    const auto space = freeSpaceOfFolder(path);
-    QString words = space ? QLocale().formattedDataSize(static_cast<qint64>(*space), 1, QLocale::DataSizeSIFormat)
-                          : tr("not there");
-    if (path.empty()) words = tr("none chosen");
-    if (row >= MetaData::kMaximumFolders) words = tr("not used");
-    folder_table->item(row, space_column)->setText(words);
+  const std::vector<std::string> folders = paths();
+  const DiskWatch::Rooms rooms = disks.answers(folders);
+  for (size_t i = 0; i < rooms.size(); ++i) {
+    QString words = tr("no answer yet");
+    if (rooms[i]) words = QLocale().formattedDataSize(rooms[i]->free_bytes, 1, QLocale::DataSizeSIFormat);
+    if (rooms[i] && !rooms[i]->is_there) words = tr("not there");
+    if (folders[i].empty()) words = tr("none chosen");
+    if (i >= MetaData::kMaximumFolders) words = tr("not used");
+    QTableWidgetItem& item = *folder_table->item(static_cast<int>(i), space_column);
+    if (item.text() != words) item.setText(words);
   }
 }
 
 void FoldersPage::showEvent(QShowEvent* event) {
   QWidget::showEvent(event);
-  space_timer.start();
-  if (folder_controler != nullptr) showSpace();
+  ask_timer.start();
+  show_timer.start();
+  askForSpace();
 }
 
 void FoldersPage::hideEvent(QHideEvent* event) {
   QWidget::hideEvent(event);
-  space_timer.stop();
+  ask_timer.stop();
+  show_timer.stop();
 }
 
 } // namespace vurl

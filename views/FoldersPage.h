@@ -2,6 +2,7 @@
 // another. Main thread only.
 #pragma once
 
+#include "app/DiskWatch.h"
 #include "app/FolderControler.h"
 
 #include <QtCore/QTimer>
@@ -29,11 +30,15 @@ protected:
 
 private:
   void addRows(int32_t rows);
+  std::vector<std::string> paths() const;
+  void askForSpace();
   void showSpace();
 
   FolderControler* folder_controler = nullptr;
   QTableWidget* folder_table; ///< the page's
-  QTimer space_timer;         ///< runs while the page is seen
+  DiskWatch disks;            ///< a folder on a network may take its time
+  QTimer ask_timer;           ///< these two run while the page is seen
+  QTimer show_timer;
 };
 
 } // namespace vurl
