@@ -1,0 +1,78 @@
+#include "views/RingBufferView.h"
+
+#include "engine/AudioRing.h"
+#include "files/OutputFile.h"
+
+#include <gtest/gtest.h>
+
+#include <QtGui/QImage>
+#include <cmath>
+#include <numbers>
+
+namespace vurl {
+namespace {
+
+constexpr int kScale = 10; ///< pixels a point of the picture, which is 40 points wide
+constexpr int64_t kTurns = 5 * int64_t{AudioRing::kRingSamples};
+
+/// A ring position in degrees behind three o'clock, clockwise.
+int64_t at(double degrees) { return kTurns + std::llround(degrees / 360 * AudioRing::kRingSamples); }
+
+/// The stretch of the circle that has the colour, in steps of ten degrees: "[from, to)"; several joined.
+std::string coloured(const QImage& image, QRgb colour, double radius) {
+  const auto is_coloured = [&](int degrees) {
+    const double angle = (degrees + 5) * std::numbers::pi / 180;
+    const double middle = image.width() / 2.0;
+    return image.pixel(static_cast<int>(middle + radius * kScale * std::cos(angle)),
+                       static_cast<int>(middle + radius * kScale * std::sin(angle))) == colour;
+  };
+  std::string stretches;
+  for (int degrees = 0; degrees < 360; degrees += 10) {
+    if (is_coloured(degrees) && (degrees == 0 || !is_coloured(degrees - 10))) stretches += std::to_string(degrees);
+    if (is_coloured(degrees) && (degrees == 350 || !is_coloured(degrees + 10)))
+      stretches += "-" + std::to_string(degrees + 10) + " ";
+  }
+  return stretches;
+}
+
+} // namespace
+
+TEST(RingBufferViewTest, ShowsWhatLiesBetweenTheDeviceAndTheFiles) {
+  constexpr QRgb kBlue = qRgb(77, 153, 255), kRed = qRgb(255, 64, 64), kYellow = qRgb(255, 217, 51);
+  constexpr int64_t kNone = INT64_MIN;
+  const struct {
+    const char* what;
+    int32_t state;
+    int64_t device, recording, playback, border;
+    QRgb colour;
+    std::string stretch;
+  } cases[] = {
+      {"pre-record", OutputFile::IDLE, at(90), at(0), 0, kNone, kBlue, "0-90 "},
+      {"over the ring's end", OutputFile::IDLE, at(400), at(340), 0, kNone, kBlue, "0-40 340-360 "},
+      {"none", OutputFile::IDLE, at(90), at(90), 0, kNone, kBlue, ""},
+      {"an old border", OutputFile::IDLE, at(90), at(0), 0, at(40), kBlue, "0-90 "},
+      {"backlog", OutputFile::RUNNING_RECORDING, at(200), at(120), 0, kNone, kRed, "120-200 "},
+      {"up to the border", OutputFile::BORDER_RECORDING, at(200), at(120), 0, at(160), kRed, "120-160 "},
+      {"a border ahead", OutputFile::BORDER_RECORDING, at(200), at(120), 0, at(300), kRed, "120-200 "},
+      {"more than the ring", OutputFile::RUNNING_RECORDING, at(400), at(0), 0, kNone, kRed, "0-360 "},
+      {"read ahead", OutputFile::RUNNING_PLAYBACK, at(30), at(0), at(300), kNone, kYellow, "30-300 "},
+      {"played out", OutputFile::BORDER_PLAYBACK, at(30), at(0), at(20), kNone, kYellow, ""},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.what);
+    RingBufferView view;
+    view.resize(40 * kScale, 40 * kScale);
+    view.setDevicePosition(row.device);
+    view.setRecordingPosition(row.recording);
+    view.setPlaybackPosition(row.playback);
+    view.setBorderPosition(row.border);
+    view.setState(row.state);
+    const QPixmap shown = view.grab();
+    const QImage image = shown.toImage().scaled(view.size());
+    for (const double radius : {12.5, 19.5}) EXPECT_EQ(coloured(image, row.colour, radius), row.stretch);
+    EXPECT_EQ(coloured(image, row.colour, 5.5).empty(), row.stretch.empty()); // the stroke is 15 wide
+    EXPECT_EQ(coloured(image, row.colour, 4.5), "");
+  }
+}
+
+} // namespace vurl
