@@ -53,6 +53,19 @@ void WaitNotice::ask(bool whether_to_leave) {
   is_asked = whether_to_leave;
   wait_button->setVisible(is_asked);
   leave_button->setText(is_asked ? tr("&Leave now") : tr("&Leave…"));
+  showWords();
+}
+
+void WaitNotice::showWords() {
+  const QString what = awaited ? QString::fromStdString(awaited()) : QString();
+  const QString text = is_asked ? tr("Leave the program without waiting for %1?\n\nThe files there end with what has "
+                                     "been written until now, and may be left without their final header. The other "
+                                     "files of a take are completed if their disks answer.")
+                                : tr("Waiting for %1.\n\nIt does not answer. The program ends, or goes on, as soon as "
+                                     "what is under way there is complete.");
+  if (label->text() == text.arg(what)) return;
+  label->setText(text.arg(what));
+  adjustSize();
 }
 
 void WaitNotice::pause() {
@@ -70,13 +83,7 @@ void WaitNotice::pause() {
 }
 
 void WaitNotice::serve() {
-  const QString what = awaited ? QString::fromStdString(awaited()) : QString();
-  const QString text = is_asked ? tr("Leave the program without waiting for %1?\n\nThe files there end with what has "
-                                     "been written until now, and may be left without their final header. The other "
-                                     "files of a take are completed if their disks answer.")
-                                : tr("Waiting for %1.\n\nIt does not answer. The program ends, or goes on, as soon as "
-                                     "what is under way there is complete.");
-  label->setText(text.arg(what));
+  showWords();
   if (!isVisible()) show();
   over.start();
   const QtRunLoop::Hold hold(run_loop);

@@ -45,6 +45,7 @@ public Q_SLOTS:
 
 private:
   void ask(bool whether_to_leave);
+  void showWords();
   void serve();
 
   QtRunLoop& run_loop;
