@@ -1,0 +1,192 @@
+// The whole program in a real window: what a user sees, points at and types on a first day, and what is on disk then.
+#include "tests/system/TakeFile.h"
+#include "tests/window/ScreenReader.h"
+
+#include <numbers>
+#include <regex>
+
+namespace vurl {
+namespace {
+
+constexpr int64_t kRate = 48000;
+constexpr int64_t kPreRecord = 10 * kRate;
+constexpr int64_t kWake = 25600; ///< samples within which the engine has surely noticed what it is to do, when in time
+
+/// What a file holds of the test generator's tones.
+struct Tones {
+  /// `inputs` are those that the tracks come from, counted from 0. The generator's tones are multiples of 100 Hz, so
+  /// that all of them begin anew together.
+  Tones(const TakeFile& recorded, const std::vector<int64_t>& inputs) : file(recorded), waves(inputs.size()) {
+    for (size_t track = 0; track < inputs.size(); ++track) {
+      for (int64_t i = 0; i < kPeriod; ++i) {
+        const auto step = static_cast<double>(i * 100 * (inputs[track] + 1) % kRate);
+        const auto value = static_cast<float>(0.1 * std::sin(2 * std::numbers::pi * step / kRate));
+        waves[track].push_back(stored(value, file.bits));
+      }
+    }
+    const auto in_step = [&] {
+      for (size_t track = 0; track < waves.size(); ++track)
+        if (lastOf(track, kPeriod) < kPeriod) return false;
+      return true;
+    };
+    while (phase < kPeriod && !in_step()) ++phase;
+  }
+
+  /// How many frames at the track's end are its tone without a gap or a jump, all tracks in step; at most `limit`.
+  int64_t lastOf(size_t track, int64_t limit) const {
+    int64_t count = 0;
+    while (count < limit && file.sample(track, file.frames - 1 - count) ==
+                                waves[track][static_cast<size_t>((phase + limit * kPeriod - count) % kPeriod)])
+      ++count;
+    return count;
+  }
+
+  static constexpr int64_t kPeriod = kRate / 100;
+  const TakeFile& file;
+  std::vector<std::vector<uint64_t>> waves;
+  int64_t phase = 0; ///< of the last frame
+};
+
+struct EmptyHome : Home {
+  EmptyHome() { std::filesystem::remove(takes()); }
+};
+
+struct FirstDayTest : testing::Test {
+  /// A part of the windows, once it is there and can be reached.
+  Element part(const std::string& name, const std::string& role = "") {
+    Element found;
+    EXPECT_TRUE(soon([&] { return (found = program.find(name, role)).exists(); })) << name << recorder.errors();
+    return found;
+  }
+  Element windowInFront(const std::string& name, const std::string& role) {
+    const Element window = part(name, role);
+    EXPECT_TRUE(soon([&] { return window.is(Element::active); })) << name << " is not in front";
+    return window;
+  }
+  bool reaches(const std::string& state) {
+    const Element field = part("Length of the take");
+    return soon([&] { return field.description() == state; });
+  }
+  void fillIn(const Element& field, const std::string& text) {
+    field.click();
+    EXPECT_TRUE(soon([&] { return field.is(Element::focused); }));
+    Desktop::press("ctrl+a");
+    Desktop::type(text);
+    EXPECT_TRUE(soon([&] { return field.text() == text; })) << field.text();
+  }
+  /// Clicks a cell of the routing that lies `right` and `down` of the point, and returns what the cell says of itself.
+  static std::string clickRouting(const Element& routing, QPoint point) {
+    const std::string before = routing.description();
+    Desktop::clickAt(point.x(), point.y());
+    EXPECT_TRUE(soon([&] { return routing.description() != before; }));
+    return routing.description();
+  }
+
+  /// The one take in `folder`, as soon as `seconds` of it are on disk.
+  std::string takeOf(const std::filesystem::path& folder, uint64_t channels, uint64_t seconds) {
+    std::filesystem::path path;
+    EXPECT_TRUE(soon([&] {
+      std::error_code none;
+      for (const auto& entry : std::filesystem::directory_iterator(folder, none))
+        if (entry.path().extension() == ".wav") path = entry.path();
+      return std::filesystem::file_size(path, none) >= TakeFile::kHeaderSize + seconds * kRate * channels * 3 && !none;
+    })) << folder;
+    return path;
+  }
+  static void expectName(const std::string& path, const std::string& expected) {
+    const std::string name = std::filesystem::path(path).filename();
+    EXPECT_TRUE(std::regex_match(name, std::regex(expected + "_\\d{8}_\\d{6}\\.wav"))) << name;
+  }
+
+  Desktop desktop;
+  ScreenReader reader;
+  EmptyHome home;
+  Program recorder{home.vurl({})};
+  Element program = reader.program();
+};
+
+} // namespace
+
+TEST_F(FirstDayTest, FromAnEmptyHomeToQuittingDuringATake) {
+  windowInFront("Vurl Recorder", "frame");
+  part("Vurl - Test Generator", "combo box"); // the device
+  ASSERT_TRUE(reaches("Stopped"));
+  const Element takes = part("Takes", "table");
+  EXPECT_EQ(takes.rows(), 0);
+
+  part("REC").click();
+  ASSERT_TRUE(reaches("RECORDING"));
+  fillIn(part("Scene", "text"), "12A");
+  const std::string first_path = takeOf(home.takes(), 8, 10);
+  part("STOP").click();
+  ASSERT_TRUE(reaches("Stopped"));
+  const TakeFile first(first_path);
+  expectName(first_path, "S1-1_T001");
+  expectParts(first.bytes.substr(0, TakeFile::kHeaderSize), {"<SCENE>12A</SCENE>", "<TAKE>1</TAKE>"});
+  EXPECT_EQ(first.channels, 8U);
+  EXPECT_EQ(first.bits, 24U);
+  const Tones heard(first, {0, 1, 2, 3, 4, 5, 6, 7});
+  for (size_t track = 0; track < 8; ++track) EXPECT_EQ(heard.lastOf(track, first.frames), first.frames) << track;
+
+  ASSERT_TRUE(soon([&] { return takes.rows() == 1; }));
+  const auto frames = static_cast<int>(first.frames * 25 / kRate);
+  const std::string expected[] = {
+      text("00:00:%02i:%02i", frames / 25, frames % 25), first_path, "Project", "12A", "1", "1"};
+  for (int column = 0; column < 6; ++column) EXPECT_EQ(takes.cell(0, column + 2).name(), expected[column]);
+  EXPECT_EQ(part("Take", "text").text(), "2");
+
+  takes.cell(0, 0).click();
+  part("PLAY").click();
+  ASSERT_TRUE(reaches("Playing"));
+  EXPECT_EQ(part("PLAY").description(), "active");
+  part("STOP").click();
+  ASSERT_TRUE(reaches("Stopped"));
+  EXPECT_TRUE(fileBytes(first_path) == first.bytes);
+
+  Desktop::press("ctrl+comma");
+  windowInFront("Preferences", "dialog");
+  part("Layout", "page tab").click();
+  const Element routing = part("Routing");
+  const QPoint corner = routing.place().topLeft() + QPoint(100, 100), middle(8, 8), cell(14, 14);
+  std::string said = clickRouting(routing, corner + middle + QPoint(5 * cell.x(), 0));
+  expectParts(said, {"Input 6\n", "Channel 1\n", "\nchecked"});
+  part("Scroll to the files").click();
+  const QPoint last_column(routing.place().right() - middle.x(), corner.y() + middle.y());
+  said = clickRouting(routing, last_column + QPoint(0, 7 * cell.y()));
+  expectParts(said, {"Channel 8\n", "\nnot checked"});
+
+  const auto card = std::filesystem::path(home.file("card-2"));
+  std::filesystem::create_directory(card);
+  part("Folders", "page tab").click();
+  const Element folders = part("Destination folders", "table");
+  folders.cell(0, 2).click();
+  windowInFront("Destination folder", "dialog");
+  fillIn(part("Directory:", "text"), card.string());
+  Desktop::press("Return");
+  EXPECT_TRUE(soon([&] { return folders.cell(0, 0).name() == card.string(); })) << folders.cell(0, 0).name();
+  part("Close").click();
+  windowInFront("Vurl Recorder", "frame");
+
+  Desktop::press("space");
+  ASSERT_TRUE(reaches("RECORDING"));
+  const std::string second_path = takeOf(card, 7, 11);
+  for (const char* answer : {"Dismiss", "End the take and quit"}) {
+    Desktop::press("ctrl+q");
+    part("End the take and quit");
+    EXPECT_TRUE(reaches("RECORDING"));
+    part(answer).click();
+  }
+  EXPECT_EQ(recorder.wait(), 0);
+  EXPECT_EQ(recorder.errors(), "");
+  const TakeFile second(second_path);
+  expectName(second_path, "S12A-1_T002");
+  expectParts(second.bytes.substr(0, TakeFile::kHeaderSize), {"<SCENE>12A</SCENE>", "<TAKE>2</TAKE>"});
+  EXPECT_EQ(second.channels, 7U);
+  const Tones later(second, {5, 1, 2, 3, 4, 5, 6});
+  for (size_t track = 1; track < 7; ++track) EXPECT_EQ(later.lastOf(track, second.frames), second.frames) << track;
+  EXPECT_GE(later.lastOf(0, second.frames), second.frames - kPreRecord - kWake); // since the click into the routing
+  EXPECT_EQ(takeOf(home.takes(), 8, 0), first_path);
+  expectParts(home.settings(), {"<string>12A</string>", card.string()});
+}
+
+} // namespace vurl
