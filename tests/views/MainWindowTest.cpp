@@ -34,8 +34,11 @@ struct MainWindowTest : testing::Test {
     recorder->start();
   }
 
-  bool reaches(const char* words) {
-    return QTest::qWaitFor([&] { return window.takeLength().words() == QLatin1String(words); }, kPatience);
+  testing::AssertionResult reaches(const char* words) {
+    const bool reached =
+        QTest::qWaitFor([&] { return window.takeLength().words() == QLatin1String(words); }, kPatience);
+    return (reached ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << window.takeLength().words().toStdString() << ", " << window.messages().text().toStdString();
   }
   void click(TransportCommand segment) { QTest::mouseClick(&window.button(segment), Qt::LeftButton); }
   void type(const char* key, const QString& typed) {
@@ -50,18 +53,6 @@ struct MainWindowTest : testing::Test {
     const auto& model = *window.history().model();
     return model.index(row, static_cast<int>(index)).data().toString();
   }
-  std::vector<MetaData> takesOnDisk() {
-    std::vector<MetaData> takes;
-    for (const auto& entry : std::filesystem::directory_iterator(home.file("takes"))) {
-      if (entry.path().extension() != ".wav") continue;
-      MetaData take(defaults);
-      EXPECT_EQ(OutputFile::readHeader(entry.path().string(), take), 0);
-      takes.push_back(take);
-    }
-    std::sort(takes.begin(), takes.end(), [](const auto& a, const auto& b) { return a.compare(b) < 0; });
-    return takes;
-  }
-
   TemporaryFolder home;
   UserDefaults defaults{home.file("settings.plist")};
   UserDefaults memory{home.file("window.plist")};
@@ -75,21 +66,17 @@ struct MainWindowTest : testing::Test {
 
 } // namespace
 
-TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurvivesQuitting) {
+TEST_F(MainWindowTest, NeitherWheelNorKeysNorMessagesDisturbATakeAndADoubleClickPlaysIt) {
   for (int refreshes = 0; refreshes < 5; ++refreshes) window.showRing({});
   EXPECT_EQ(window.takeLength().words(), "Stopped · NO SOUND ARRIVES");
   start();
-  QComboBox& devices = window.devices().menu(DeviceMenu::device);
-  devices.setCurrentIndex(devices.findText(GeneratorHardware::kDisplayName));
-  Q_EMIT devices.activated(devices.currentIndex());
   ASSERT_TRUE(reaches("Stopped"));
-
   auto* const count = window.slate().findChild<QSpinBox*>();
   count->setFocus();
   QTest::keyClick(count, Qt::Key_Return);
   EXPECT_FALSE(count->hasFocus()); // the space bar is the transport's again
 
-  click(REC);
+  QTest::keyClick(&window.history(), Qt::Key_Space);
   ASSERT_TRUE(reaches("RECORDING"));
   QComboBox& rates = window.devices().menu(DeviceMenu::sample_rate);
   const int rate = rates.currentIndex();
@@ -99,20 +86,19 @@ TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurv
     EXPECT_EQ(rates.currentIndex(), rate); // another would end the take
   }
   type("note", "with blanks"); // the space bar belongs to the field
-  type("scene", "12A");
   window.showAlert("Message.", "The user need not answer it.");
   EXPECT_FALSE(window.close());
   window.messages().dismiss(); // the question
   EXPECT_EQ(window.messages().text(), "Message.\nThe user need not answer it.");
   EXPECT_EQ(window.takeLength().words(), "RECORDING");
-  ASSERT_TRUE(QTest::qWaitFor([&] { return window.takeLength().time() >= "00:00:01:00"; }, kPatience));
+  // Longer than the main thread is ever kept waiting, so that its being played is seen.
+  ASSERT_TRUE(QTest::qWaitFor([&] { return window.takeLength().time() >= "00:00:03:00"; }, kPatience))
+      << window.messages().text().toStdString();
   click(STOP);
   ASSERT_TRUE(reaches("Stopped"));
   ASSERT_EQ(window.history().model()->rowCount(), 1);
-  EXPECT_EQ(cell(0, "scene") + cell(0, "note"), "12Awith blanks");
-  EXPECT_EQ(defaults.stringForKey("take"), "2");
+  EXPECT_EQ(cell(0, "note"), "with blanks");
 
-  window.slate().field("scene")->clearFocus();
   const QPoint row = window.history().visualRect(window.history().currentIndex()).center();
   QTest::mouseClick(window.history().viewport(), Qt::LeftButton, Qt::ControlModifier, row);
   QTest::mouseDClick(window.history().viewport(), Qt::LeftButton, {}, row);
@@ -120,17 +106,6 @@ TEST_F(MainWindowTest, AFirstTakeIsRecordedNamedListedAndPlayedAndTheLastOneSurv
   EXPECT_TRUE(window.button(PLAY).isLit() && !window.button(STOP).isLit());
   click(STOP);
   ASSERT_TRUE(reaches("Stopped"));
-
-  QTest::keyClick(&window.history(), Qt::Key_Space);
-  ASSERT_TRUE(reaches("RECORDING"));
-  EXPECT_FALSE(window.close());
-  QTest::mouseClick(&window.messages().actionButton(), Qt::LeftButton);
-  EXPECT_TRUE(window.mayQuit());
-  recorder->controller.applicationWillTerminate();
-  const auto takes = takesOnDisk();
-  ASSERT_EQ(takes.size(), 2U);
-  EXPECT_EQ(takes[0].scene() + "/" + takes[0].take() + " " + takes[1].scene() + "/" + takes[1].take(), "12A/1 12A/2");
-  EXPECT_TRUE(takes[0].nrSamples() > 0 && takes[1].nrSamples() > 0);
   window.setRecorder(nullptr);
 }
 

@@ -48,6 +48,7 @@ public:
     const auto rectangle = answer[0].value<QDBusArgument>();
     rectangle.beginStructure();
     rectangle >> x >> y >> width >> height;
+    rectangle.endStructure();
     return {x, y, width, height};
   }
 
@@ -57,6 +58,7 @@ public:
     if (answer.isEmpty()) return found;
     const auto list = answer[0].value<QDBusArgument>();
     for (list.beginArray(); !list.atEnd();) found.push_back(reference(list));
+    list.endArray();
     return found;
   }
 
