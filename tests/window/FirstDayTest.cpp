@@ -58,7 +58,7 @@ struct FirstDayTest : testing::Test {
     return found;
   }
   Element windowInFront(const std::string& name, const std::string& role) {
-    const Element window = part(name, role);
+    Element window = part(name, role);
     EXPECT_TRUE(soon([&] { return window.is(Element::active); })) << name << " is not in front";
     return window;
   }
