@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,10 +23,31 @@ namespace vurl {
 namespace {
 
 constexpr size_t kChannelBytes = size_t{AudioRing::kRingSamples} * sizeof(float);
+constexpr size_t kLockReserve = 1 << 20; ///< bytes that the user may still lock when the ring has what it wants
 
 int32_t limited(int64_t value) noexcept {
   return static_cast<int32_t>(
       std::clamp<int64_t>(value, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
+}
+
+/// Whether the user may lock `kLockReserve` more: a JACK client that cannot lock its memory cannot be opened at all,
+/// and the usual limit of a desktop's user is that of two channels.
+bool isReserveLeft() {
+  void* const reserve = mmap(nullptr, kLockReserve, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (reserve == MAP_FAILED) return false;
+  const bool is_left = mlock(reserve, kLockReserve) == 0;
+  munmap(reserve, kLockReserve);
+  return is_left;
+}
+
+/// Returns whether `memory` is locked.
+bool lockPages(void* memory) {
+  const bool is_locked = mlock(memory, kChannelBytes) == 0;
+  if (is_locked && isReserveLeft()) return true;
+  if (is_locked) munlock(memory, kChannelBytes);
+  errno = is_locked ? ENOMEM : errno;
+  std::perror("Could not lock pages");
+  return false;
 }
 
 float* allocateChannel(bool& is_locked) {
@@ -35,8 +57,7 @@ float* allocateChannel(bool& is_locked) {
     std::perror("Could not alloc pages");
     return nullptr;
   }
-  is_locked = mlock(memory, kChannelBytes) == 0;
-  if (!is_locked) std::perror("Could not lock pages");
+  is_locked = lockPages(memory);
   std::memset(memory, 0, kChannelBytes);
   return static_cast<float*>(memory);
 }

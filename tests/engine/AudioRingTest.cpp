@@ -1,6 +1,11 @@
 #include "tests/support/Rights.h"
 #include "tests/support/RingRig.h"
 
+#include <sys/mman.h>
+#include <sys/resource.h>
+
+#include <unistd.h>
+
 namespace vurl {
 
 constexpr uint32_t kRing = AudioRing::kRingSamples;
@@ -136,6 +141,22 @@ TEST(AudioRing, HandsCellsOverByPositionsAlone) {
   device.join();
   EXPECT_EQ(wrong, 0);
   EXPECT_EQ(differences, 0);
+}
+
+/// What is left is what a JACK client needs to be opened.
+TEST(AudioRingDeathTest, LeavesSomeOfTheLockableMemoryToOthers) {
+  for (const rlim_t limit : {rlim_t{8} << 20, rlim_t{5} << 20}) {
+    const auto child = [limit] {
+      constexpr uid_t kNobody = 65534;
+      const rlimit lockable{limit, limit};
+      if (setrlimit(RLIMIT_MEMLOCK, &lockable) != 0 || (geteuid() == 0 && setuid(kNobody) != 0)) std::_Exit(2);
+      const RingRig rig(8);
+      const size_t size = size_t{512} << 10;
+      void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_LOCKED, -1, 0);
+      std::_Exit(memory == MAP_FAILED ? 1 : 0);
+    };
+    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "Could not lock pages");
+  }
 }
 
 } // namespace vurl
