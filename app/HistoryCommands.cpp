@@ -107,7 +107,7 @@ int runReport(UserDefaults& defaults, bool open) {
   std::set<std::string> rendered;
   for (const std::string& stored : history.controler.folders()) {
     const std::string folder = expandTilde(stored);
-    if (!rendered.insert(folder).second) continue;
+    if (folder.empty() || !rendered.insert(folder).second) continue;
     std::string reason;
     const auto page = renderSoundReport(folder, history.controler.takes(), reason);
     if (page) {

@@ -39,6 +39,7 @@ std::string aboveZero(const std::string& seconds) {
 void describe(CLI::App& app, Arguments& arguments) {
   app.fallthrough();
   app.require_subcommand(1);
+  app.set_version_flag("--version", "vurl " VURL_VERSION, "Print the version");
   app.add_option("--defaults", arguments.defaults_file, "Use another settings file")->type_name("FILE");
   app.add_option("--set", arguments.settings, "Set a setting for this run only; may be given again")
       ->type_name("KEY=VALUE")
@@ -137,6 +138,10 @@ int main(int argc, char** argv) {
   Arguments arguments;
   CLI::App app("Vurl Recorder: a multitrack location-sound recorder, from the terminal.", "vurl");
   describe(app, arguments);
+  if (argc == 1) {
+    std::fputs(app.help().c_str(), stderr);
+    return kExitUsage;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
