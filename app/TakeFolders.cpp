@@ -6,6 +6,7 @@
 #include <sys/statvfs.h>
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -63,14 +64,16 @@ std::optional<DiskRoom> diskRoom(const std::string& path) {
   struct stat about {};
   const bool found = stat(path.c_str(), &about) == 0;
   const bool is_missing = found ? !S_ISDIR(about.st_mode) : errno == ENOENT || errno == ENOTDIR;
-  if (is_missing) return DiskRoom{0, 0, false};
+  if (is_missing) return DiskRoom{0, 0, FolderState::missing};
   if (!found || statvfs(path.c_str(), &room) != 0) return std::nullopt;
-  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev};
+  const FolderState state = access(path.c_str(), W_OK | X_OK) == 0 ? FolderState::ready : FolderState::locked;
+  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev, state};
 }
 
 std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,
                                    const std::vector<std::optional<DiskRoom>>& rooms, size_t index) {
-  if (index >= rooms.size() || index >= folders.size() || !rooms[index] || !rooms[index]->is_there) return std::nullopt;
+  if (index >= rooms.size() || index >= folders.size() || !rooms[index]) return std::nullopt;
+  if (rooms[index]->folder == FolderState::missing) return std::nullopt;
   int64_t byte_rate = 0;
   for (size_t i = 0; i < std::min(folders.size(), rooms.size()); ++i) {
     if (rooms[i] && rooms[i]->disk == rooms[index]->disk) byte_rate += folders[i].byte_rate;

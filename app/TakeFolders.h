@@ -29,15 +29,21 @@ std::vector<std::string> destinationFolders(const UserDefaults& defaults);
 /// when there is no such folder. Any thread.
 int addTakeFiles(const std::string& folder, std::vector<std::string>& paths);
 
+enum class FolderState {
+  ready,
+  missing, ///< no take can be made: nobody makes the folder
+  locked   ///< this user may not make files in it
+};
+
 /// The room on the disk under a folder.
 struct DiskRoom {
   int64_t free_bytes = 0; ///< that this user may write
   uint64_t disk = 0;      ///< the same number for folders that share a disk
-  bool is_there = true;   ///< without its folder a take cannot be made: nobody makes it
+  FolderState folder = FolderState::ready;
 };
 
-/// Asks the system about the folder at `path`. Nothing when that cannot be told. May block as long as a disk does not
-/// answer. Any thread.
+/// Asks the system about the folder at `path`, a missing one has no room. Nothing when that cannot be told. May block
+/// as long as a disk does not answer. Any thread.
 std::optional<DiskRoom> diskRoom(const std::string& path);
 
 /// How many seconds of the take fit on the disk of folder `index`, all folders on the same disk growing together;

@@ -97,7 +97,7 @@ void FoldersPage::showSpace() {
   for (size_t i = 0; i < rooms.size(); ++i) {
     QString words = tr("no answer yet");
     if (rooms[i]) words = QLocale().formattedDataSize(rooms[i]->free_bytes, 1, QLocale::DataSizeSIFormat);
-    if (rooms[i] && !rooms[i]->is_there) words = tr("not there");
+    if (rooms[i] && rooms[i]->folder == FolderState::missing) words = tr("not there");
     if (folders[i].empty()) words = tr("none chosen");
     if (i >= MetaData::kMaximumFolders) words = tr("not used");
     QTableWidgetItem& item = *folder_table->item(static_cast<int>(i), space_column);

@@ -2,11 +2,13 @@
 
 #include "app/NextTake.h"
 #include "platform/Text.h"
+#include "views/ElidedLabel.h"
 #include "views/SettingControls.h"
 
 #include <QtGui/QTextDocumentFragment>
-#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QGridLayout>
 #include <QtWidgets/QLabel>
+#include <algorithm>
 
 namespace vurl {
 namespace {
@@ -14,7 +16,10 @@ namespace {
 constexpr std::chrono::seconds kTick{1};
 constexpr int kTicksPerQuestion = 3;
 constexpr int64_t kLowSeconds = 900;
-constexpr size_t kFoldersInALine = 2;
+constexpr double kNameScale = 1.1; ///< of the files' names, which are checked at a glance
+constexpr int kSpacing = 10;
+constexpr int kStretchColumn = 3; ///< between the folders and the room that they have left
+constexpr int kWarningRow = MetaData::kMaximumFolders;
 
 QString shortened(const std::string& path) {
   const QString home = QString::fromStdString(expandTilde("~"));
@@ -29,26 +34,43 @@ std::vector<std::string> pathsOf(const std::vector<TakeFolder>& folders) {
   return paths;
 }
 
+/// The names of a folder's files, the last one from where it differs: "12A_T03-f01.wav … f08.wav".
+QString namesInWords(const TakeFolder& folder) {
+  const QString first = QString::fromStdString(folder.first_name);
+  if (folder.nr_files == 1) return first;
+  const std::string& last = folder.last_name;
+  const auto differs =
+      std::mismatch(last.begin(), last.end(), folder.first_name.begin(), folder.first_name.end()).first;
+  size_t start = static_cast<size_t>(differs - last.begin());
+  while (start > 0 && last[start - 1] != '-' && last[start - 1] != '_') --start;
+  return QStringLiteral("%1 … %2").arg(first, QString::fromStdString(last.substr(start)));
+}
+
+QString alarm(const QString& words) {
+  return QStringLiteral("<b style='color: white; background: #b32626'>&nbsp;⚠ %1&nbsp;</b>").arg(words);
+}
+
 /// A screen reader tells a label's description, for the label's name is what it is for.
 void showWords(QLabel& label, const QString& words) {
   if (label.text() == words) return;
   label.setText(words);
-  label.setAccessibleDescription(QTextDocumentFragment::fromHtml(words).toPlainText());
+  const bool is_rich = label.textFormat() == Qt::RichText;
+  label.setAccessibleDescription(is_rich ? QTextDocumentFragment::fromHtml(words).toPlainText() : words);
 }
 
 } // namespace
 
 NextTakeView::NextTakeView(UserDefaults& user_defaults, QWidget* parent)
-    : QWidget(parent), defaults(user_defaults), files(owned<QLabel>()), room(owned<QLabel>()) {
-  auto* const row = owned<QHBoxLayout>(this);
-  row->setContentsMargins(0, 0, 0, 0);
-  files->setAccessibleName(tr("Files of the next take"));
-  files->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  files->setTextFormat(Qt::RichText);
-  room->setAccessibleName(tr("Recording time left"));
-  room->setTextFormat(Qt::RichText);
-  row->addWidget(files, 1);
-  row->addWidget(room);
+    : QWidget(parent), defaults(user_defaults), grid(owned<QGridLayout>(this)), warning(owned<QLabel>()) {
+  grid->setContentsMargins(0, 0, 0, 0);
+  grid->setHorizontalSpacing(kSpacing);
+  grid->setVerticalSpacing(1);
+  grid->setColumnStretch(kStretchColumn, 1);
+  warning->setAccessibleName(tr("Warning of the next take"));
+  warning->setTextFormat(Qt::RichText);
+  warning->setWordWrap(true);
+  warning->hide();
+  grid->addWidget(warning, kWarningRow, 0, 1, kStretchColumn + 2);
   changes = defaults.observe("", [this](const std::string&) {
     changed = true;
     timer.start(0); // soon, and once for many changes
@@ -73,58 +95,70 @@ void NextTakeView::refresh() {
   timer.start(kTick);
   if (!recording || folders.empty()) lookAhead();
   if (std::exchange(changed, false) || ticks++ % kTicksPerQuestion == 0) disks.ask(pathsOf(folders));
-  const bool many = folders.size() > kFoldersInALine; // a line of their own each, so that the window stays narrow
-  static_cast<QBoxLayout*>(layout())->setDirection(many ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
-  for (QLabel* label : {files, room}) label->setWordWrap(many);
-  showWords(*files, filesInWords());
-  files->setToolTip(files->text());
-  showWords(*room, roomInWords());
+  setNumberOfLines(std::max<size_t>(folders.size(), 1));
+  if (folders.empty()) {
+    lines[0].head->setText(tr("Next take: no files. Set up files and folders in the preferences."));
+    for (QLabel* const label : {lines[0].files, lines[0].folder, lines[0].room}) label->clear();
+    return;
+  }
+  const auto rooms = disks.answers(pathsOf(folders));
+  for (size_t i = 0; i < folders.size(); ++i) {
+    show(lines[i], folders[i]);
+    showWords(*lines[i].room, roomInWords(i, rooms));
+  }
+  lines[0].head->setText(recording ? tr("Recording") : tr("Next take"));
 }
 
 void NextTakeView::lookAhead() {
   const MetaData take = nextTake(defaults, MetaData::kMaximumFiles, sample_rate ? sample_rate() : 0);
   folders = foldersOf(take);
-  warning = QString::fromStdString(nextTakeWarning(take));
+  const QString words = QString::fromStdString(nextTakeWarning(take)).toHtmlEscaped();
+  warning->setVisible(!words.isEmpty());
+  showWords(*warning, words.isEmpty() ? words : alarm(tr("CANNOT BE RECORDED: %1").arg(words)));
 }
 
-QString NextTakeView::filesInWords() const {
-  if (folders.empty()) return tr("Next take: no files. Set up files and folders in the preferences.");
-  QStringList parts;
-  if (!recording && !warning.isEmpty()) parts += tr("<b>⚠ CANNOT BE RECORDED: %1</b>").arg(warning.toHtmlEscaped());
-  for (const TakeFolder& folder : folders) {
-    const QString folder_name = shortened(folder.path).toHtmlEscaped();
-    const QString first = QString::fromStdString(folder.first_name).toHtmlEscaped();
-    const QString last = QString::fromStdString(folder.last_name).toHtmlEscaped();
-    const QString count = tr("%1 files").arg(folder.nr_files);
-    if (recording) {
-      parts += tr("%1 → <b>%2</b>").arg(folder.nr_files == 1 ? tr("1 file") : count, folder_name);
-    } else if (folder.nr_files == 1) {
-      parts += tr("<b>%1</b> → <b>%2</b>").arg(first, folder_name);
-    } else {
-      parts += tr("<b>%1</b> … <b>%2</b> (%3) → <b>%4</b>").arg(first, last, count, folder_name);
-    }
+void NextTakeView::setNumberOfLines(size_t number) {
+  for (; lines.size() > number; lines.pop_back()) {
+    const Line& line = lines.back();
+    for (QLabel* const label : {line.head, line.files, line.folder, line.room}) delete label;
   }
-  return (recording ? tr("Recording&nbsp; ") : tr("Next take&nbsp; ")) +
-         parts.join(QStringLiteral("&nbsp;&nbsp;&nbsp;"));
+  while (lines.size() < number) {
+    const Line line = {owned<QLabel>(), owned<ElidedLabel>(), owned<ElidedLabel>(), owned<QLabel>()};
+    const int row = static_cast<int>(lines.size());
+    QFont bold = font();
+    bold.setBold(true);
+    bold.setPointSizeF(bold.pointSizeF() * kNameScale);
+    line.files->setFont(bold);
+    line.files->setAccessibleName(tr("Files in folder %1").arg(row + 1));
+    line.folder->setAccessibleName(tr("Folder %1").arg(row + 1));
+    line.room->setAccessibleName(tr("Recording time left in folder %1").arg(row + 1));
+    line.room->setTextFormat(Qt::RichText);
+    grid->addWidget(line.head, row, 0);
+    grid->addWidget(line.files, row, 1);
+    grid->addWidget(line.folder, row, 2);
+    grid->addWidget(line.room, row, kStretchColumn + 1, Qt::AlignRight);
+    lines.push_back(line);
+  }
 }
 
-QString NextTakeView::roomInWords() const {
-  const auto rooms = disks.answers(pathsOf(folders));
-  QStringList parts;
-  for (size_t i = 0; i < folders.size(); ++i) {
-    const auto seconds = secondsLeft(folders, rooms, i);
-    QString words = rooms[i] ? tr("%1 GB free").arg(static_cast<double>(rooms[i]->free_bytes) / 1e9, 0, 'f', 1)
-                             : tr("free space unknown");
-    if (seconds) words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), words);
-    const bool is_missing = rooms[i] && !rooms[i]->is_there;
-    if (is_missing) words = tr("FOLDER NOT THERE");
-    const bool low = seconds && *seconds < kLowSeconds;
-    words = words.toHtmlEscaped();
-    if (folders.size() > 1) words = tr("%1: %2").arg(QString::number(i + 1), words);
-    words.replace(QLatin1Char(' '), QStringLiteral("&nbsp;")); // lines break between folders
-    parts += is_missing ? tr("<b>⚠ %1</b>").arg(words) : low ? tr("<b>⚠ LOW: %1</b>").arg(words) : words;
-  }
-  return parts.join(QStringLiteral("&nbsp;&nbsp; "));
+void NextTakeView::show(const Line& line, const TakeFolder& folder) const {
+  const QString count = folder.nr_files == 1 ? tr("1 file") : tr("%1 files").arg(folder.nr_files);
+  const QString names = namesInWords(folder);
+  showWords(*line.files, recording ? count : folder.nr_files == 1 ? names : tr("%1 (%2)").arg(names, count));
+  showWords(*line.folder, tr("→ %1").arg(folder.path.empty() ? tr("no folder chosen") : shortened(folder.path)));
+}
+
+QString NextTakeView::roomInWords(size_t folder, const DiskWatch::Rooms& rooms) const {
+  if (folders[folder].path.empty()) return alarm(tr("NO FOLDER: choose one in Preferences, Folders"));
+  const auto& room = rooms[folder];
+  if (!room) return tr("free space unknown");
+  if (room->folder == FolderState::missing) return alarm(tr("NOT THERE"));
+  if (room->folder == FolderState::locked) return alarm(tr("NO PERMISSION to write"));
+  const auto seconds = secondsLeft(folders, rooms, folder);
+  const QString free = tr("%1 GB free").arg(static_cast<double>(room->free_bytes) / 1e9, 0, 'f', 1);
+  if (!seconds) return free;
+  const QString words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), free);
+  return *seconds < kLowSeconds ? alarm(tr("LOW: %1").arg(words)) : words;
 }
 
 } // namespace vurl

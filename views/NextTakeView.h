@@ -1,5 +1,5 @@
-// One line that tells which files the next take will write, into which folders, and how much recording time each of
-// those has left. During a take, where it goes. Main thread only.
+// A line for each folder of the next take: the files that it will get, where it is, and how much recording time it has
+// left, with an alarm when no take could be recorded there. During a take, where it goes. Main thread only.
 #pragma once
 
 #include "app/DiskWatch.h"
@@ -9,6 +9,7 @@
 #include <QtWidgets/QWidget>
 #include <functional>
 
+class QGridLayout;
 class QLabel;
 
 namespace vurl {
@@ -29,23 +30,31 @@ public:
   void setRecording(bool on);
 
 private:
+  struct Line {
+    QLabel* head;
+    QLabel* files;
+    QLabel* folder;
+    QLabel* room;
+  };
+
   void refresh();
   void lookAhead();
-  QString filesInWords() const;
-  QString roomInWords() const;
+  void setNumberOfLines(size_t number);
+  void show(const Line& line, const TakeFolder& folder) const;
+  QString roomInWords(size_t folder, const DiskWatch::Rooms& rooms) const;
 
   UserDefaults& defaults;
   SampleRate sample_rate;
   UserDefaults::ObservationHandle changes;
   DiskWatch disks;
   std::vector<TakeFolder> folders;
-  QString warning; ///< why the next take could not be recorded
   QTimer timer;
   bool changed = true; ///< a setting, since the record was made
   int ticks = 0;
   bool recording = false;
-  QLabel* files;
-  QLabel* room;
+  QGridLayout* grid;
+  QLabel* warning;
+  std::vector<Line> lines;
 };
 
 } // namespace vurl
