@@ -4,6 +4,7 @@
 
 #include <QtCore/QMimeData>
 #include <QtGui/QDropEvent>
+#include <QtGui/QMouseEvent>
 #include <QtWidgets/QHeaderView>
 #include <QtWidgets/QStyledItemDelegate>
 
@@ -146,6 +147,11 @@ QItemSelectionModel::SelectionFlags HistoryTable::selectionCommand(const QModelI
                                                                    const QEvent* event) const {
   const auto flags = QTableView::selectionCommand(index, event);
   return flags.testFlag(QItemSelectionModel::Deselect) ? QItemSelectionModel::NoUpdate : flags;
+}
+
+/// The ground below the takes takes the focus alone: PLAY still has its take.
+void HistoryTable::mousePressEvent(QMouseEvent* event) {
+  if (indexAt(event->pos()).isValid()) QTableView::mousePressEvent(event);
 }
 
 void HistoryTable::keyPressEvent(QKeyEvent* event) {

@@ -154,6 +154,7 @@ void MainWindow::makeStatusBar() {
   losses_label = owned<QLabel>();
   statusBar()->addPermanentWidget(losses_label);
   statusBar()->setSizeGripEnabled(false);
+  statusBar()->setContentsMargins(kMargin - 2, 0, kMargin - 2, 2);
   connect(history_table, &HistoryTable::progressed, this, [this](int done, int total) {
     if (done < total) {
       statusBar()->showMessage(tr("Reading the takes in the folders: %1 of %2 files").arg(done).arg(total));
@@ -249,7 +250,7 @@ void MainWindow::showBufferSizeRange(double lowest, double highest) {
 void MainWindow::showBufferSize(uint32_t frames) { device_bar->showBufferSize(frames); }
 
 void MainWindow::takeFinished(const FinishedTake& take) {
-  if (take.meta_data == nullptr) return;
+  if (take.meta_data == nullptr || take.meta_data->nrSamples() == 0) return; // an alert tells why
   const QString files = take.nr_files == 1 ? tr("1 file") : tr("%1 files").arg(take.nr_files);
   const QString duration = QString::fromStdString(take.meta_data->durationString());
   statusBar()->showMessage(tr("A take of %1 is in %2.").arg(duration, files), kTransientMessage);

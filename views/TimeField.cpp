@@ -9,8 +9,9 @@
 namespace vurl {
 namespace {
 
-constexpr int kHeight = 64;
-constexpr int kDigitPixels = 34;
+constexpr int kHeight = 76;
+constexpr int kDigitPixels = 46; ///< in a window that is wide enough
+constexpr int kLeastDigitPixels = 34;
 constexpr int kMargin = 12;
 constexpr int kCaptionHeight = 20;
 const QColor kGround(244, 245, 238);
@@ -36,7 +37,7 @@ QAccessibleInterface* makeAccessible(const QString&, QObject* object) {
 } // namespace
 
 TimeField::TimeField(QWidget* parent) : QWidget(parent) {
-  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
   [[maybe_unused]] static const bool once = (QAccessible::installFactory(makeAccessible), true);
 }
 
@@ -60,16 +61,24 @@ void TimeField::setWords(const QString& text) {
   update();
 }
 
-QFont TimeField::digitFont() const {
+QFont TimeField::digitFont(int pixels) {
   QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  fixed.setPixelSize(kDigitPixels);
+  fixed.setPixelSize(pixels);
   fixed.setBold(true);
   return fixed;
 }
 
-QSize TimeField::sizeHint() const {
-  const int width = QFontMetrics(digitFont()).horizontalAdvance(QStringLiteral("00:00:00:00"));
-  return {2 * kMargin + width, kHeight};
+int TimeField::widthOf(int pixels) {
+  return 2 * kMargin + QFontMetrics(digitFont(pixels)).horizontalAdvance(QStringLiteral("00:00:00:00"));
+}
+
+QSize TimeField::sizeHint() const { return {widthOf(kDigitPixels), kHeight}; }
+
+QSize TimeField::minimumSizeHint() const { return {widthOf(kLeastDigitPixels), kHeight}; }
+
+void TimeField::resizeEvent(QResizeEvent*) {
+  digit_pixels = kDigitPixels;
+  while (digit_pixels > kLeastDigitPixels && widthOf(digit_pixels) > width()) --digit_pixels;
 }
 
 void TimeField::paintEvent(QPaintEvent*) {
@@ -79,7 +88,7 @@ void TimeField::paintEvent(QPaintEvent*) {
   painter.setBrush(kGround);
   painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 5, 5);
   const QRect inner = rect().adjusted(kMargin, 3, -kMargin, -3);
-  painter.setFont(digitFont());
+  painter.setFont(digitFont(digit_pixels));
   painter.setPen(ink);
   painter.drawText(inner.adjusted(0, 0, 0, -kCaptionHeight), Qt::AlignCenter, digits);
   painter.setFont(font());

@@ -20,17 +20,20 @@ public:
   const QString& words() const { return caption; }
 
   QSize sizeHint() const override;
-  QSize minimumSizeHint() const override { return sizeHint(); }
+  QSize minimumSizeHint() const override;
 
 protected:
   void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
 private:
-  QFont digitFont() const;
+  static QFont digitFont(int pixels);
+  static int widthOf(int pixels);
 
   QString digits = QStringLiteral("--:--:--:--");
   QString caption;
   QColor ink = Qt::black;
+  int digit_pixels = 0; ///< of the font that fits the width
 };
 
 } // namespace vurl
