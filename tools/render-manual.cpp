@@ -27,7 +27,7 @@ void styleTables(QTextDocument& document) {
     format.setBorderBrush(Qt::lightGray);
     format.setBorderCollapse(true);
     format.setHeaderRowCount(1);
-    format.setCellPadding(3);
+    format.setCellPadding(5);
     format.setTopMargin(6);
     format.setBottomMargin(10);
     table->setFormat(format);
