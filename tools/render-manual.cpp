@@ -10,11 +10,13 @@
 #include <QtGui/QTextCursor>
 #include <QtGui/QTextDocument>
 #include <QtGui/QTextTable>
+#include <algorithm>
 #include <cstdio>
 
 namespace {
 
-constexpr qreal kTextWidth = 620; // points of a document's line on a page of A4
+constexpr qreal kTextWidth = 620;     // points of a document's line on a page of A4
+constexpr qreal kPictureScale = 0.55; // of a window of the screen, as long as it fits the line
 
 /// Thin lines and some air: Markdown says nothing of a table's looks.
 void styleTables(QTextDocument& document) {
@@ -27,7 +29,7 @@ void styleTables(QTextDocument& document) {
     format.setBorderBrush(Qt::lightGray);
     format.setBorderCollapse(true);
     format.setHeaderRowCount(1);
-    format.setCellPadding(5);
+    format.setCellPadding(4);
     format.setTopMargin(6);
     format.setBottomMargin(10);
     table->setFormat(format);
@@ -42,7 +44,7 @@ void fitPictures(QTextDocument& document, const QString& folder) {
       if (!fragment.charFormat().isImageFormat()) continue;
       QTextImageFormat picture = fragment.charFormat().toImageFormat();
       picture.setName(folder + QLatin1Char('/') + picture.name());
-      if (QImage(picture.name()).width() > kTextWidth) picture.setWidth(kTextWidth);
+      picture.setWidth(std::min(kTextWidth, QImage(picture.name()).width() * kPictureScale));
       QTextCursor cursor(&document);
       cursor.setPosition(fragment.position());
       cursor.setPosition(fragment.position() + fragment.length(), QTextCursor::KeepAnchor);
@@ -72,7 +74,8 @@ void styleText(QTextDocument& document) {
     const int level = format.headingLevel();
     if (level > 0) format.setTopMargin(level == 1 ? 0 : 18);
     format.setBottomMargin(level > 0 ? 6 : format.bottomMargin());
-    format.setLineHeight(118, QTextBlockFormat::ProportionalHeight);
+    const bool has_picture = block.text().contains(QChar::ObjectReplacementCharacter);
+    format.setLineHeight(has_picture ? 100 : 118, QTextBlockFormat::ProportionalHeight);
     QTextCursor(block).setBlockFormat(format);
   }
   breakPagesAtRules(document);
