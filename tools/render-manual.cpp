@@ -29,7 +29,7 @@ void styleTables(QTextDocument& document) {
     format.setBorderBrush(Qt::lightGray);
     format.setBorderCollapse(true);
     format.setHeaderRowCount(1);
-    format.setCellPadding(4);
+    format.setCellPadding(3);
     format.setTopMargin(6);
     format.setBottomMargin(10);
     table->setFormat(format);
