@@ -36,7 +36,7 @@ std::vector<std::string> pathsOf(const std::vector<TakeFolder>& folders) {
 
 /// The names of a folder's files, the last one from where it differs: "12A_T03-f01.wav … f08.wav".
 QString namesInWords(const TakeFolder& folder) {
-  const QString first = QString::fromStdString(folder.first_name);
+  QString first = QString::fromStdString(folder.first_name);
   if (folder.nr_files == 1) return first;
   const std::string& last = folder.last_name;
   const auto differs =
@@ -155,7 +155,7 @@ QString NextTakeView::roomInWords(size_t folder, const DiskWatch::Rooms& rooms) 
   if (room->folder == FolderState::missing) return alarm(tr("NOT THERE"));
   if (room->folder == FolderState::locked) return alarm(tr("NO PERMISSION to write"));
   const auto seconds = secondsLeft(folders, rooms, folder);
-  const QString free = tr("%1 GB free").arg(static_cast<double>(room->free_bytes) / 1e9, 0, 'f', 1);
+  QString free = tr("%1 GB free").arg(static_cast<double>(room->free_bytes) / 1e9, 0, 'f', 1);
   if (!seconds) return free;
   const QString words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), free);
   return *seconds < kLowSeconds ? alarm(tr("LOW: %1").arg(words)) : words;
