@@ -3,6 +3,7 @@
 
 #include "files/BWFUtils.h"
 #include "files/OutputFile.h"
+#include "tests/support/ForwardingDisk.h"
 #include "tests/support/RingRig.h"
 
 namespace vurl {
@@ -11,27 +12,21 @@ using enum OutputFile::State;
 constexpr int64_t kChannels = 4;
 
 /// The computer's file system with faults on demand.
-struct FaultyDisk final : FileLayer {
+struct FaultyDisk final : ForwardingDisk {
   int64_t bytes_left = INT64_MAX;                      ///< the disk is full behind this many bytes
   int seek_error = 0, close_error = 0, read_error = 0; ///< errno of the next one
   std::function<void()> while_writing, while_reading;  ///< run in each one, for example let time pass
-  PosixFileLayer disk;
 
-  int createExclusive(const std::string& path) override { return disk.createExclusive(path); }
   ssize_t write(int descriptor, const void* bytes, size_t size) override {
     if (while_writing) while_writing();
     const auto fitting = std::min({static_cast<int64_t>(size), bytes_left, int64_t{50000}}); // many are short
     bytes_left -= fitting;
     return result(disk.write(descriptor, bytes, static_cast<size_t>(fitting)), fitting > 0 ? 0 : ENOSPC);
   }
-  int openForReading(const std::string& path) override { return disk.openForReading(path); }
   ssize_t read(int descriptor, void* bytes, size_t size) override {
     if (while_reading) while_reading();
     return result(disk.read(descriptor, bytes, std::min(size, size_t{700})), std::exchange(read_error, 0));
   }
-  int startWriting(int descriptor) override { return disk.startWriting(descriptor); }
-  int sync(int descriptor) override { return disk.sync(descriptor); }
-  int syncFolder(const std::string& path) override { return disk.syncFolder(path); }
   int64_t seek(int descriptor, int64_t offset) override {
     return result(disk.seek(descriptor, offset), std::exchange(seek_error, 0));
   }

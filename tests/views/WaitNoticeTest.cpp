@@ -2,6 +2,7 @@
 
 #include "app/Leaving.h"
 #include "app/PreferencesController.h"
+#include "tests/support/ForwardingDisk.h"
 #include "tests/support/Test.h"
 #include "tests/views/SteppedRecorder.h"
 #include "views/MainWindow.h"
@@ -16,7 +17,7 @@ namespace vurl {
 namespace {
 
 /// A disk under the folder "two" that stops answering writes when it is told to, and a sound one under all others.
-struct HangingDisk final : FileLayer {
+struct HangingDisk final : ForwardingDisk {
   int createExclusive(const std::string& path) override {
     const int descriptor = disk.createExclusive(path);
     const std::lock_guard lock(mutex);
@@ -28,17 +29,12 @@ struct HangingDisk final : FileLayer {
     answering.wait(lock, [&] { return !hangs || hanging.count(descriptor) == 0; });
     return disk.write(descriptor, bytes, size);
   }
-  int openForReading(const std::string& path) override { return disk.openForReading(path); }
-  ssize_t read(int descriptor, void* bytes, size_t size) override { return disk.read(descriptor, bytes, size); }
-  int64_t seek(int descriptor, int64_t offset) override { return disk.seek(descriptor, offset); }
-  int close(int descriptor) override { return disk.close(descriptor); }
   void hang(bool on) {
     const std::lock_guard lock(mutex);
     hangs = on;
     answering.notify_all();
   }
 
-  PosixFileLayer disk;
   std::mutex mutex;
   std::condition_variable answering;
   std::set<int> hanging;
