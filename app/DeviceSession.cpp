@@ -15,17 +15,35 @@ namespace vurl {
 namespace {
 
 constexpr std::chrono::seconds kPatienceAtTheEnd{5};
+constexpr std::chrono::seconds kPatienceWithAServer{20};
+constexpr std::chrono::seconds kTimeToBeListed{2}; ///< of a server that has just begun to answer
 
 } // namespace
 
 bool DeviceSession::find(const std::optional<std::string>& name, std::string& reason) {
   if (!name) return true;
+  bool is_found = findNow(*name, reason);
+  const auto start = std::chrono::steady_clock::now();
+  auto last_waited = start - kTimeToBeListed;
+  for (auto now = start; !is_found && now - start < kPatienceWithAServer; now = std::chrono::steady_clock::now()) {
+    if (services.awaitsServer()) {
+      if (last_waited < start) warn("A JACK server does not answer yet; waiting for it.");
+      last_waited = now;
+    }
+    if (now - last_waited >= kTimeToBeListed) break;
+    run_loop.runOnce(std::chrono::milliseconds(100));
+    is_found = findNow(*name, reason);
+  }
+  return is_found;
+}
+
+bool DeviceSession::findNow(const std::string& name, std::string& reason) {
   std::vector<std::string> names;
   for (const DeviceRow& row : describeDevices(services.model)) names.push_back(row.name);
   if (std::find(names.begin(), names.end(), GeneratorHardware::kDisplayName) == names.end()) {
     names.emplace_back(GeneratorHardware::kDisplayName);
   }
-  const auto index = findByName(names, *name, "device", reason);
+  const auto index = findByName(names, name, "device", reason);
   if (!index) return false;
   wanted = names[*index];
   return true;

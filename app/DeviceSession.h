@@ -3,6 +3,7 @@
 #pragma once
 
 #include "app/Recorder.h"
+#include "platform/PollRunLoop.h"
 
 #include <optional>
 #include <string>
@@ -12,10 +13,12 @@ namespace vurl {
 class DeviceSession {
 public:
   /// Finds the devices there are. `defaults` and `run_loop` outlive the session.
-  DeviceSession(UserDefaults& defaults, RunLoop& run_loop) : services(defaults, run_loop), settings(defaults) {}
+  DeviceSession(UserDefaults& defaults, PollRunLoop& loop)
+      : services(defaults, loop), settings(defaults), run_loop(loop) {}
 
   /// Finds the device that the user named, the test generator also while it is hidden; without a name it is the stored
-  /// one. False, and the reason for the user, when there is none or more than one.
+  /// one. A JACK server that does not answer yet, as one whose client has just died, is waited for.
+  /// False, and the reason for the user, when there is none or more than one.
   bool find(const std::optional<std::string>& name, std::string& reason);
 
   /// Makes the device that was found the one to select. This comes before any device is opened: the ring must hold
@@ -33,7 +36,10 @@ public:
   AudioServices services;
 
 private:
+  bool findNow(const std::string& name, std::string& reason);
+
   UserDefaults& settings;
+  PollRunLoop& run_loop;
   std::string wanted; ///< display name; empty: whichever is stored
 };
 

@@ -31,6 +31,9 @@ public:
   /// Publishes the test generator for the rest of the run whatever the setting says.
   void publishGeneratorForRun();
 
+  /// Whether a JACK server still has to answer, so that its device may be missing.
+  bool awaitsServer() const { return jack.awaitsServer(); }
+
   HardwareModel model;
 
 private:

@@ -1,5 +1,6 @@
 #include "hardware/JackHardware.h"
 
+#include "hardware/JackRequests.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -35,6 +36,8 @@ JackHardware::~JackHardware() {
   for (auto& server : servers) server.is_read = true;
   while (!servers.empty()) remove(std::string(servers.back().name));
 }
+
+bool JackHardware::awaitsServer() const { return JackRequests::areStuck(); }
 
 // A client that is open to a server without a socket says that the library is not the sockets' one: no use in asking
 // it for their servers.

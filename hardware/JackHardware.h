@@ -27,6 +27,9 @@ public:
   JackHardware(HardwareModel& model, RunLoop& run_loop, ServerLister running_servers = runningJackServers);
   ~JackHardware() override;
 
+  /// Whether a server still has to answer, which keeps all of them from being asked.
+  bool awaitsServer() const;
+
   /// FrameRate of the timecode that comes with a rolling transport.
   void setFrameRate(int32_t frame_rate);
 

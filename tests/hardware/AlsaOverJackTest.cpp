@@ -146,6 +146,7 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplexOrTellsIt) {
     ASSERT_TRUE(rig->waitForCycles(5));
     EXPECT_EQ(rig->delegate.nr_frames, static_cast<uint32_t>(frames));
     rig->run_loop.drain();
+    rig->observer.take(); // the change of the buffers is told as well
     const auto inputs = ports(JackPortIsInput), outputs = ports(JackPortIsOutput);
     ASSERT_TRUE(!inputs.empty() && !outputs.empty());
     Partner partner(server.name(), inputs[0], outputs[0]);
