@@ -12,9 +12,10 @@
 namespace vurl {
 namespace {
 
-/// Samples between the I/O cycle under way and the nearest block that is stored: time for this thread to store it, even
-/// if others hold it up, before the device gets there.
+/// Samples, at 48 kHz and below, between the I/O cycle under way and the nearest block that is stored: time for this
+/// thread to store it, even if others hold it up, before the device gets there.
 constexpr int64_t kDistance = 1024;
+constexpr int64_t kRateOfDistance = 48000;
 
 /// Samples kept silent behind the last block: the longest cycle that may reach over the end of what is to be played.
 constexpr uint32_t kSilenceBehind = 8192;
@@ -165,7 +166,8 @@ OutputFile::Reason OutputFile::addToMovieForPlayback() {
 
 /// Whether neither the I/O cycle under way nor one that begins soon can touch the next block.
 bool OutputFile::deviceKeepsAway() const {
-  return fill_position - audio_ring.devicePosition() >= kDistance + int64_t{audio_ring.cycleLength()};
+  const int64_t distance = std::max<int64_t>(kDistance, kDistance * audio_ring.sampleRate() / kRateOfDistance);
+  return fill_position - audio_ring.devicePosition() >= distance + int64_t{audio_ring.cycleLength()};
 }
 
 /// Makes the ring ready for the block at `fill_position`, silent for the channels that no file covers; silence reaches
