@@ -1,4 +1,3 @@
-#include "tests/support/Rights.h"
 #include "tests/support/RingRig.h"
 
 #include <sys/mman.h>
@@ -82,14 +81,8 @@ TEST(AudioRing, KeepsThePreRecordWindow) {
 }
 
 TEST(AudioRing, FollowsItsSettings) {
-  struct Menu : PullMenu {
-    void setPullItems(const std::array<Item, 3>& items) override {
-      for (const Item& item : items) shown += text("%@=%i ", item.title, item.tag);
-    }
-    std::string shown;
-  } menu;
   UserDefaults defaults;
-  AudioRing ring(defaults, systemWallTime, &menu);
+  AudioRing ring(defaults, systemWallTime, nullptr);
   // clang-format off
   const std::array<int32_t, 5> cases[] = { // rate, pull and the rate they make; channels wanted and had
       {48000, 1, 47952, 3, 3}, {48000, 2, 48048, 100, 64}, {44100, 1, 44056, -3, 0}, {0, 7, 0, 1, 1}};
@@ -101,23 +94,10 @@ TEST(AudioRing, FollowsItsSettings) {
     ring.applyWantedChannels();
     EXPECT_EQ(std::pair(ring.adjustedSampleRate(), ring.nrChannels()), std::pair(adjusted, uint32_t(active)));
   }
-  EXPECT_TRUE(menu.shown.starts_with("47952 Hz=1 48000 Hz=0 48048 Hz=2 "));
 }
 
 // The device plays and records in one thread, the other reads and writes ahead, over the ring's end more than twice;
 // for the thread sanitizer.
-TEST(AudioRing, SaysOnceHowMemoryMayBeLockedAndWorksWithout) {
-  const CapturedLog log;
-  withoutRight(CAP_IPC_LOCK, RLIMIT_MEMLOCK, [] {
-    RingRig rig(2);
-    rig.ring->setNrChannels(3);
-    rig.cycle(8, {3});
-    EXPECT_EQ(rig.recorded(2, 1)[0], model(2, 0));
-  });
-  ASSERT_EQ(log.lines().size(), 1U);
-  EXPECT_TRUE(log.contains("@audio - memlock unlimited") && log.contains("limits.d/audio.conf")) << log.lines()[0];
-}
-
 TEST(AudioRing, HandsCellsOverByPositionsAlone) {
   constexpr int64_t kBlock = 256, kCycle = 64, kLength = int64_t{2} * kRing + 100 * kBlock;
   RingRig rig(1);

@@ -42,13 +42,6 @@ TEST(LevelMeter, ReadsPeaksThatFallAndTheMeanOfFourReadings) {
   }
 }
 
-TEST(LevelMeter, ShowsWhatIsPlayed) {
-  RingRig rig(1);
-  rig.play(256, 0.75F);
-  rig.feed(Samples(256, 0.25F));
-  EXPECT_EQ(rig.ring->peakForChannel(0), 0.75F);
-}
-
 // A reading that falls into a cycle finds levels that belong together, and no peak is lost; for the thread sanitizer.
 TEST(LevelMeter, MayBeReadAtAnyMoment) {
   LevelMeter meter;

@@ -9,7 +9,7 @@
 namespace vurl {
 
 /// A disk that notes what it is asked for, and hangs or fails on demand.
-struct NotingDisk final : FileLayer {
+struct NotingDisk final : ForwardingDisk {
   std::mutex mutex;
   std::condition_variable changed;
   std::map<int, std::string> names;
@@ -35,8 +35,9 @@ struct NotingDisk final : FileLayer {
   }
   int openForReading(const std::string& path) override {
     note("open " + path);
-    names[static_cast<int>(names.size()) + 100] = path;
-    return static_cast<int>(names.size()) + 99;
+    const int descriptor = disk.openForReading(path);
+    names[descriptor] = path;
+    return descriptor;
   }
   int startWriting(int descriptor) override { return note("write " + names[descriptor]), 0; }
   int sync(int descriptor) override {
@@ -44,28 +45,14 @@ struct NotingDisk final : FileLayer {
     return sync_error == 0 ? 0 : (errno = sync_error, -1);
   }
   int syncFolder(const std::string& path) override { return note("sync " + path), 0; }
-  int close(int descriptor) override { return note("close " + names[descriptor]), 0; }
-  int createExclusive(const std::string&) override { return -1; }
-  ssize_t read(int, void*, size_t) override { return -1; }
-  ssize_t write(int, const void*, size_t) override { return -1; }
-  int64_t seek(int, int64_t) override { return -1; }
+  int close(int descriptor) override { return note("close " + names[descriptor]), disk.close(descriptor); }
 };
 
 struct DiskSyncTest : OutputFileTest {
-  std::string told() {
-    const std::lock_guard lock(told_mutex);
-    return told_lines;
-  }
-
   std::shared_ptr<NotingDisk> noting = std::make_shared<NotingDisk>();
-  std::mutex told_mutex;
-  std::string told_lines;
+  std::string told;
   std::unique_ptr<DiskSync> sync = std::make_unique<DiskSync>(
-      noting,
-      [this](const std::string& path, int error) {
-        const std::lock_guard lock(told_mutex);
-        told_lines += path + ": " + systemError(error) + "\n";
-      },
+      noting, [this](const std::string& path, int error) { told += path + ": " + systemError(error) + "\n"; },
       std::chrono::milliseconds(50));
 };
 
@@ -77,12 +64,12 @@ TEST_F(DiskSyncTest, aTakeIsWrittenOutWhileItRunsAndSyncedBehindItsEnd) {
   ASSERT_TRUE(sync->wait(std::chrono::seconds(60)));
   const std::vector<std::string> end = {"sync " + path(), "close " + path(), "sync " + folder.path.string() + "/"};
   EXPECT_TRUE(std::search(noting->calls.begin(), noting->calls.end(), end.begin(), end.end()) != noting->calls.end());
-  EXPECT_EQ(told(), "");
+  EXPECT_EQ(told, "");
   noting->sync_error = EIO;
   record(48000);
   finish();
   ASSERT_TRUE(sync->wait(std::chrono::seconds(60)));
-  EXPECT_EQ(told(), path() + ": Input/output error\n");
+  EXPECT_EQ(told, path() + ": Input/output error\n");
 }
 
 TEST_F(DiskSyncTest, aDiskThatHangsHoldsUpNeitherTakesNorTheEnd) {

@@ -1,7 +1,5 @@
 #include "tests/files/EngineRig.h"
 
-#include <sys/stat.h>
-
 #include <bit>
 
 namespace vurl {
@@ -22,26 +20,18 @@ protected:
     cycles(1);
     return *takes.back();
   }
-  /// One that does not fit into the ring while the longest pre-record is kept, as it is from then on.
-  const MetaData& recordLengthyTake() {
-    const MetaData& lengthy = recordTake(400000);
-    set({{"pre_record_time", 17}});
-    for (int i = 0; i < 30; ++i) device(30000);
-    cycles(1);
-    return lengthy;
-  }
   void cycles(int count) {
     for (; count > 0; --count) {
       const Samples out = rig.cycle(kCycle, {kChannels})[0];
       heard.insert(heard.end(), out.begin(), out.end());
     }
   }
-  /// PLAY, and as many passes as it takes, at most `passes`.
-  void play(const MetaData& record, int passes = 1000) {
+  /// PLAY, and as many passes as it takes.
+  void play(const MetaData& record) {
     heard.clear();
     engine.startWith(record);
     const auto rests = [this] { return engine.state() == IDLE || engine.state() == FINISHED_PLAYBACK; };
-    for (; passes > 0 && !rests(); --passes) {
+    for (int passes = 1000; passes > 0 && !rests(); --passes) {
       pass();
       EXPECT_LE(rig.ring->playbackPosition() - rig.ring->recordingPosition(), 943718 + 256);
       cycles(10);
@@ -118,7 +108,10 @@ TEST_F(PlaybackTest, PlaysEveryFormatAndRoutingInOrderAndKeepsLiveInput) {
 }
 
 TEST_F(PlaybackTest, KeepsTheLongestPreRecordForTheTakeThatFollows) {
-  const MetaData& record_ = recordLengthyTake();
+  const MetaData& record_ = recordTake(400000);
+  set({{"pre_record_time", 17}});
+  for (int i = 0; i < 30; ++i) device(30000); // with that, the take does not fit into the ring
+  cycles(1);
   play(record_);
   expectHeard(record_.nrSamples());
   expectLiveHistory();
@@ -148,41 +141,9 @@ TEST_F(PlaybackTest, WhatIsReadTooLateIsUnheardAndHarmsNothing) {
   EXPECT_TRUE(log.contains("The files come too late: samples "));
 }
 
-TEST_F(PlaybackTest, StopSilencesItWithinTwoPassesInEveryState) {
-  const auto nr_open = nrOpen();
-  const MetaData brief = recordTake(20000);
-  const MetaData& lengthy = recordLengthyTake();
-  const std::tuple<const MetaData*, int, OutputFile::State> cases[] = {{&lengthy, 0, STARTING_PLAYBACK},
-                                                                       {&lengthy, 1, RUNNING_PLAYBACK},
-                                                                       {&brief, 1, STOPPING_PLAYBACK},
-                                                                       {&brief, 2, BORDER_PLAYBACK}};
-  for (const auto& [record, passes, state] : cases) {
-    play(*record, passes);
-    EXPECT_EQ(engine.state(), state);
-    engine.stop("abort");
-    for (int i = 0; i < (state == STARTING_PLAYBACK ? 3 : 2); ++i) pass();
-    EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
-    heard.clear();
-    cycles(3);
-    EXPECT_EQ(heard, Samples(heard.size()));
-    EXPECT_EQ(engine.reason(), "abort");
-    EXPECT_EQ(nrOpen(), nr_open);
-    expectLiveHistory();
-  }
-}
-
 TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
   constexpr int64_t kLength = 78 * 256;
   const OutputFile::Reason no_data = "Could not read samples from file, No data available.";
-  const auto replacing = [](auto make) {
-    return [make](MetaData& record) {
-      record.setNrSamples(300);
-      for (const std::string& name : {record.filenameForFile(0), record.filenameForFile(1)}) {
-        std::filesystem::remove(name);
-        make(name.c_str());
-      }
-    };
-  };
   const auto cutSecond = [](MetaData& record) {
     resize_file(std::filesystem::path(record.filenameForFile(1)), kHeaderSize + 5000 * 6);
   };
@@ -191,8 +152,6 @@ TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
       {[](MetaData& record) { record.setNrSamples(4294967295); }, no_data, kLength},
       {[](MetaData& record) { record.setNrSamples(kLength - 100); }, no_data, kLength},
       {[](MetaData& record) { record.setNrSamples(-5); }, {}, 0},
-      {replacing([](const char* name) { mkfifo(name, 0666); }), {}, 0},
-      {replacing([](const char* name) { mkdir(name, 0777); }), {}, 0},
       {[](MetaData& record) { record.setNrChannels(0); }, {}, 0},
       {[this](auto&) { disk.close_error = EIO; }, "Could not close audio file, Input/output error.", kLength},
       {[this](auto&) { disk.read_error = EIO; }, "Could not read samples from file, Input/output error.", 0},
@@ -220,30 +179,6 @@ TEST_F(PlaybackTest, ADeviceThatStandsStillEndsIt) {
   for (int i = 0; i < 3; ++i) pass();
   EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
   EXPECT_EQ(engine.reason(), "The device has stopped delivering.");
-}
-
-TEST_F(PlaybackTest, RunsBesideItsDeviceAndStopsAtAnyMoment) {
-  const MetaData record_ = recordTake(20000);
-  std::atomic<bool> is_over = false;
-  std::thread io([&] {
-    for (; !is_over; std::this_thread::sleep_for(std::chrono::milliseconds(5))) rig.cycle(256, {kChannels});
-  });
-  engine.startThread(std::chrono::milliseconds(1));
-  for (int moment = 0; moment < 10; ++moment) {
-    engine.startWith(record_);
-    std::this_thread::sleep_for(std::chrono::milliseconds(moment * moment));
-    engine.stop({});
-    while (engine.state() != FINISHED_PLAYBACK) std::this_thread::yield();
-    engine.setState(IDLE);
-  }
-  set({{"take", ++take}});
-  engine.startWith();
-  while (engine.nrSamples() < 4096) std::this_thread::yield();
-  engine.stop({});
-  while (engine.state() != FINISHED_RECORDING) std::this_thread::yield();
-  is_over = true;
-  io.join();
-  expectRecorded(engine.startPosition(), engine.nrSamples());
 }
 
 } // namespace vurl

@@ -46,14 +46,9 @@ TEST_F(ReadHeaderTest, aRoundTripKeepsAllButWhatTheHeaderDoesNotTell) {
 TEST_F(ReadHeaderTest, filesThatTellNothingOfTheTake) {
   const std::string fifo = folder.file("fifo");
   mkfifo(fifo.c_str(), 0600);
-  writeFile(folder.file("caf"), "caff");
   writeFile(path, "RIF");
-  const std::pair<std::string, const char*> files[] = {
-      {folder.file("none"), "Could not open file to read header: No such file or directory"},
-      {folder.path, "Could not read file to read header: Is a directory"},
-      {fifo, "Could not read file to read header: Not a regular file"},
-      {folder.file("caf"), "CAF not suported"},
-      {path, "Magic is unknown"}};
+  const std::pair<std::string, const char*> files[] = {{fifo, "Could not read file to read header: Not a regular file"},
+                                                       {path, "Magic is unknown"}};
   for (const auto& [name, line] : files) {
     const CapturedLog log;
     EXPECT_EQ(OutputFile::readHeader(name, back), -1) << name;
@@ -88,10 +83,6 @@ TEST_F(ReadHeaderTest, chunksUpToWhereTheFileContradictsItself) {
     EXPECT_EQ(listed, expected);
     EXPECT_EQ(reason, expected_reason);
   }
-  std::string many = wave, reason;
-  while (many.size() < 50000) many += "free" + le(0);
-  writeFile(path, many);
-  EXPECT_EQ(chunksOfFile(path, reason)->size(), 4096U);
 }
 
 } // namespace vurl

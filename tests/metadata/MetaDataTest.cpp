@@ -33,19 +33,6 @@ TEST_F(MetaDataTest, numbersOutsideTheRecordReadAsNothingAndChangeNothing) {
   EXPECT_EQ(take.channelMaskForFile(511), 0x2000); // third bit from the top of the second byte
 }
 
-TEST_F(MetaDataTest, sizesAndDatesBeyondTheirFields) {
-  MetaData take = sampleTake();
-  take.setNrSamples(int64_t{1} << 40);
-  EXPECT_EQ(take.fileSizeForFile(1), (int64_t{9} << 40) + 131072);
-  MetaData later = take;
-  later.setOriginationDate(take.originationDate() + 1);
-  EXPECT_TRUE(take.compare(take) == 0 && take.compare(later) < 0 && later.compare(take) > 0);
-  take.setTimestamp(UINT64_MAX);
-  EXPECT_EQ(take.bwfOriginatorReferenceForFile(-1), "KLDQX400000200903141509266150000");
-  take.setOriginationDate(INT64_MAX);
-  EXPECT_EQ(take.bwfOriginationDate(), "1970-01-01");
-}
-
 TEST_F(MetaDataTest, nameFormats) {
   MetaData take = sampleTake();
   // clang-format off
@@ -109,7 +96,6 @@ TEST_F(MetaDataTest, fileNames) {
 TEST_F(MetaDataTest, theDocumentAndWhatChangesItsLines) {
   // clang-format off
   const std::tuple<int32_t, int64_t, const char*, const char*, const char*> cases[] = {
-      {2, 5965229, "555-0100", "24", "24"}, // all as in the golden document
       {1, 5965229, "555-0100", "BIT_DEPTH>24<", "BIT_DEPTH>16<"},
       {3, 5965229, "555-0100", ">24</AUDIO_BIT_DEPTH>\r\n\t\t\t<AUDIO_ENCODING>PCM int<",
                                ">32</AUDIO_BIT_DEPTH>\r\n\t\t\t<AUDIO_ENCODING>PCM float<"},

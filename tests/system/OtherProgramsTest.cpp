@@ -52,17 +52,6 @@ TEST(OtherPrograms, FindWhatVurlReported) {
   }
 }
 
-TEST(OtherPrograms, CountTheFourBytesOfEditsInACAFFileAsASample) {
-  const Home home;
-  Program vurl(home.recording({"file_format=2", "nr_channels=2"}, {"--device", "generator", "--duration", "0.7"}));
-  ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
-  const Take take = takeOf(vurl);
-  const std::string path = take["files"][0], counted = std::to_string(int64_t{take["samples"]} - 1);
-  expectParts(printedBy({"sndfile-info", path}), {"Channels : 2\n", "Bits / channel : 24\n", "Frames : " + counted});
-  expectParts(printedBy({"soxi", path}), {"24-bit Signed Integer PCM\n", " = " + counted + " samples "});
-  expectParts(printedBy({"ffprobe", "-v", "error", "-show_streams", path}), {"nb_frames=" + counted + "\n"});
-}
-
 TEST(OtherPrograms, OpenAFileOfMoreThanFourGigabytes) {
   const TemporaryFolder folder;
   const UserDefaults defaults;

@@ -2,7 +2,6 @@
 // known, and with a live JACK server, where the sound itself tells which sample the take begins with. And what vurl
 // tells of such takes afterwards.
 #include "hardware/GeneratorHardware.h"
-#include "tests/support/Bytes.h"
 #include "tests/support/JackServer.h"
 #include "tests/support/LibLTC.h"
 #include "tests/system/Feed.h"
@@ -101,16 +100,6 @@ TEST(Info, TellsWhatCanBeReadAndSaysWhatCannot) {
   EXPECT_EQ(all[0]["files"], 2);
   EXPECT_TRUE(all[0]["ixml"] == "read" && all[1]["ixml"] == "broken" && all[1]["note"].is_null());
   EXPECT_EQ(all[1]["channels"], 8) << "the header tells them without the document";
-  // Another recorder's file: 8 bits in stereo, no count but the data's size, and a document that tells no more than a
-  // rate of 60.
-  const std::string document = "<BWFXML><SPEED><TIMECODE_RATE>60/1</TIMECODE_RATE></SPEED></BWFXML>";
-  writeFile(takes + "8.wav", "RIFF" + le(0) + "WAVEfmt " + le(16) + le(1, 2) + le(2, 2) + le(48000) + le(96000) +
-                                 le(2, 2) + le(8, 2) + "iXML" + le(document.size()) + document + "data" + le(4) +
-                                 "abcd");
-  const auto other = infoOf(home, {takes + "8.wav"})[0];
-  EXPECT_EQ(text("%i %i %i", int{other["bits"]}, int{other["channels"]}, int{other["samples"]}), "8 2 2");
-  EXPECT_TRUE(other["scene"].is_null() && other["timestamp"].is_null());
-  EXPECT_EQ(other["timecode_rate"], "60/1") << "not the reader's 24/1";
   Program vurl(
       home.vurl({"info", "--chunks", takes + "x.caf", takes + "cut.wav", takes + "none.wav", takes + "good1.wav"}));
   EXPECT_EQ(vurl.wait(), 1);
