@@ -139,9 +139,6 @@ TEST_F(BWFUtilsTest, aBrokenFieldIsRefusedOrTakenAsItStands) {
   for (const auto& [at, bytes, expected] : cases) {
     EXPECT_EQ(read(std::string(header).replace(at, bytes.size(), bytes)), expected) << "broken at " << at;
   }
-  read(header);
-  EXPECT_EQ(back.sampleRate(), 95904);
-  EXPECT_EQ(back.fileSizeForFile(0), 53818133);
 }
 
 TEST_F(BWFUtilsTest, strangersAndScrambledHeadersAreHarmless) {

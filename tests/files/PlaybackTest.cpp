@@ -91,14 +91,12 @@ TEST_F(PlaybackTest, PlaysEveryFormatAndRoutingInOrderAndKeepsLiveInput) {
       set({{text("channel%02i_in_file%03i", i / 3, i % 3), c.file_of_channel[static_cast<size_t>(i / 3)] == i % 3}});
     }
     const MetaData& record = recordTake(20000);
-    const std::string reference = record.bwfOriginatorReferenceForFile(-1) + record.iXMLForFile(0);
     if (c.missing_file >= 0) std::filesystem::remove(record.filenameForFile(c.missing_file));
     set({{"nr_channels", c.nr_channels}});
     play(record);
     EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
     EXPECT_EQ(engine.reason(), std::nullopt);
     EXPECT_EQ(engine.nrSamples(), record.nrSamples());
-    EXPECT_EQ(record.bwfOriginatorReferenceForFile(-1) + record.iXMLForFile(0), reference);
     expectHeard(record.nrSamples(), c.audible);
     expectLiveHistory();
   }

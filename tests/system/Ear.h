@@ -25,7 +25,7 @@ public:
 
   /// Checks that from some frame on channel `channels[t]` carried the integer `file`'s track t to its end, all tracks
   /// in step, and nothing behind; returns how many of the file's frames went unheard.
-  int64_t expectPlayed(const TakeFile& file, const std::vector<uint32_t>& channels) const {
+  int64_t expectPlayed(const TakeFile& file, const Tracks& channels) const {
     const auto value = [&](uint32_t track, size_t at) { return stored(sound[channels[track]][at], file.bits); };
     size_t start = 0;
     while (start < heard() && value(0, start) == 0) ++start;

@@ -26,8 +26,8 @@ struct Studio {
     return total;
   }
 
-  Program record(double seconds, const Words& settings) const {
-    return Program(home.recording(settings, {"--device", server.name(), "--duration", std::to_string(seconds)}));
+  Words recording(double seconds, const Words& settings) const {
+    return home.recording(settings, {"--device", server.name(), "--duration", std::to_string(seconds)});
   }
 
   const uint32_t nr_channels;
@@ -35,14 +35,6 @@ struct Studio {
   Home home;
   std::optional<Feed> feed;
 };
-
-using Tracks = std::vector<uint32_t>;
-
-Tracks firstChannels(uint32_t count) {
-  Tracks tracks;
-  while (tracks.size() < count) tracks.push_back(static_cast<uint32_t>(tracks.size()));
-  return tracks;
-}
 
 /// The settings that route each file's tracks, with every second file in a second folder.
 Words routing(const std::vector<Tracks>& files, const std::string& second_folder) {
@@ -71,9 +63,7 @@ TEST(JackTake, IsBitExactInAllChannelsAndFiles) {
     Words settings = routing(files, folders[1]);
     settings.push_back(text("bit_depth=%i", depth));
     settings.push_back(text("filename_format=take%ix%i", depth, files.size()));
-    Program vurl = studio.record(seconds, settings);
-    ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
-    const Take take = takeOf(vurl);
+    const Take take = takesBy(studio.recording(seconds, settings)).at(0);
     ASSERT_EQ(take["files"].size(), files.size());
     EXPECT_GE(take["samples"], seconds * 48000 - 256);
     EXPECT_GE(take["longest_backlog_percent"], 1.2) << "what waits before it is written";
@@ -96,9 +86,7 @@ TEST(JackTake, IsBitExactInAllChannelsAndFiles) {
 
 TEST(JackTake, GoesOnInTheNextFileWithoutLosingASample) {
   const Studio studio(8);
-  Program vurl = studio.record(6, {"maximum_file_size=2", "filename_format=T%t"});
-  ASSERT_EQ(vurl.wait(), 0) << vurl.errors();
-  const auto takes = takesOf(vurl);
+  const auto takes = takesBy(studio.recording(6, {"maximum_file_size=2", "filename_format=T%t"}));
   ASSERT_GE(takes.size(), 3U);
   TakeFile whole(takes[0]["files"][0]);
   for (size_t i = 0; i < takes.size(); ++i) {
@@ -123,7 +111,7 @@ TEST(JackTake, IsCompleteWhenTheServerIsKilled) {
     SCOPED_TRACE(i);
     if (!studio.feed) studio.open();
     const std::string name = text("killed%i", i);
-    Program vurl = studio.record(60, {"filename_format=" + name, "count=1"});
+    Program vurl(studio.recording(60, {"filename_format=" + name, "count=1"}));
     ASSERT_TRUE(studio.home.hasGrownTo(name + ".wav", TakeFile::kHeaderSize + 600000 + 40000 * i));
     const int64_t total = studio.killServer();
     EXPECT_EQ(vurl.wait(), 1);
@@ -139,7 +127,7 @@ TEST(JackTake, IsCompleteWhenTheServerIsKilled) {
 
 TEST(JackTake, GoesOnWhenThePeriodChanges) {
   const Studio studio(8);
-  Program vurl = studio.record(4, {});
+  Program vurl(studio.recording(4, {}));
   for (const auto& [seconds, period] : {std::pair{1U, 512U}, {2U, 128U}}) {
     ASSERT_TRUE(studio.home.hasGrownTo("x.wav", TakeFile::kHeaderSize + seconds * 48000U * 24));
     studio.feed->setPeriod(period);
@@ -179,9 +167,7 @@ TEST(JackTake, IsPlayedSampleBySample) {
   }
 
   const Ear ear(studio.server.name(), 16, 60);
-  Words words = {"play", "1", "--device", studio.server.name(), "--set", "nr_channels=16"};
-  Program player(studio.home.vurl(words));
-  ASSERT_EQ(player.wait(), 0) << player.errors();
+  printedBy(studio.home.vurl({"play", "1", "--device", studio.server.name(), "--set", "nr_channels=16"}));
   for (size_t i = 0; i < 2; ++i) EXPECT_LT(ear.expectPlayed(TakeFile(take["files"][i]), files[i]), 9600);
   EXPECT_EQ(ear.sounding(14), 0U) << "no file holds it";
 }

@@ -5,6 +5,8 @@
 #include "tests/support/Sequence.h"
 #include "tests/system/Workbench.h"
 
+#include <numeric>
+
 namespace vurl {
 
 /// A Broadcast Wave file whose header says of what follows it, or else fails the test.
@@ -41,6 +43,15 @@ struct TakeFile {
   int64_t frames = 0;
 };
 
+/// The channels of a file's tracks.
+using Tracks = std::vector<uint32_t>;
+
+inline Tracks firstChannels(uint64_t count) {
+  Tracks tracks(count);
+  std::iota(tracks.begin(), tracks.end(), 0U);
+  return tracks;
+}
+
 /// What was found of the sequence in a file.
 struct Heard {
   int64_t number = 0; ///< the sequence's number at the file's first frame, had it been played there already
@@ -49,7 +60,7 @@ struct Heard {
 
 /// Checks that each track is silent up to some frame and from there to its end the sequence, sample by sample, all
 /// tracks at the same number. `channels` are those of the tracks; less than `total` samples of each have been played.
-inline Heard expectSequence(const TakeFile& file, const std::vector<uint32_t>& channels, int64_t total) {
+inline Heard expectSequence(const TakeFile& file, const Tracks& channels, int64_t total) {
   EXPECT_EQ(file.channels, channels.size());
   const auto first_sound = [&](uint64_t track) {
     int64_t frame = 0;

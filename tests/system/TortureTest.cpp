@@ -38,11 +38,8 @@ struct Torture : testing::Test {
     sleepFor(upTo(25));
     killed.signal(SIGKILL);
     killed.wait();
-    Program vurl(home.vurl({"repair"}));
-    EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
-    Program idle(home.vurl({"repair"}));
-    EXPECT_EQ(idle.wait(), 0);
-    EXPECT_EQ(idle.output(), "");
+    printedBy(home.vurl({"repair"}));
+    EXPECT_EQ(printedBy(home.vurl({"repair"})), "");
   }
 
   /// Checks a file by its samples and by other programs. Returns the sequence's number at its end.
@@ -55,8 +52,7 @@ struct Torture : testing::Test {
     const TakeFile file(path);
     if (file.frames == 0) return -1; // made, and no block written yet
     expectParts(printedBy({"sndfile-info", path}), {text("Frames : %qi\n", file.frames)});
-    std::vector<uint32_t> tracks(file.channels);
-    for (uint32_t track = 0; track < file.channels; ++track) tracks[track] = track;
+    Tracks tracks = firstChannels(file.channels);
     if (file.channels == 1) tracks[0] = static_cast<uint32_t>(std::stoi(path.substr(path.find("-f") + 2)) - 1);
     const bool is_sound = file.bytes.find_first_not_of('\0', TakeFile::kHeaderSize) != std::string::npos;
     if (!is_sound) return -1; // what was there before the feed was connected

@@ -118,6 +118,13 @@ inline Take takeOf(const Program& program) {
   return takes.at(0);
 }
 
+/// What is reported by a recording that ends well.
+inline std::vector<Take> takesBy(const Words& words) {
+  Program program(words);
+  EXPECT_EQ(program.wait(), 0) << program.errors();
+  return takesOf(program);
+}
+
 /// A user's home with a folder for takes, and the JACK server that this user's programs find first.
 class Home {
 public:

@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-#include <random>
-
 namespace vurl {
 
 constexpr uint32_t kCells = 1U << 18;
@@ -40,21 +37,7 @@ TEST(LTC, WhatIsWrittenIsReadAtEveryRate) {
   }
 }
 
-// Nothing to compare with: the sanitizers look on, and each call must end.
-TEST(LTC, AnyCellsPositionsAndRatesAreHarmless) {
-  std::mt19937 random(7);
-  constexpr float kInfinity = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
-  const float levels[] = {-1, 1, -0.0F, kNaN, -kInfinity, kInfinity};
-  for (const uint32_t cells : {1U, 2U, 1024U, 65536U}) {
-    for (const uint32_t nr_levels : {1U, 2U, 6U}) {
-      std::vector<float> ring(cells);
-      for (float& sample : ring) sample = levels[random() % nr_levels];
-      for (const int64_t position : {INT64_MIN, INT64_MIN + 1, int64_t{-1}, int64_t{0}, int64_t{5}, INT64_MAX}) {
-        int64_t time = 42;
-        EXPECT_TRUE(parseLTCTimestamp(time, ring.data(), position, cells - 1, INT32_MIN, INT32_MIN) || time == 42);
-      }
-    }
-  }
+TEST(LTC, FieldsBeyondTheirRangesAndAnyRateAreHarmless) {
   std::array<int32_t, kLTCBits> ones;
   ones.fill(1); // 45 frames, 85 seconds, 85 minutes, 45 hours
   EXPECT_EQ(decodeLTCFrame(ones, 320, FRAME_RATE_25, 48000), (((45 * 60 + 85) * 60 + 85) * 25 + 45) * int64_t{1920});
