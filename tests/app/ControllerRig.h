@@ -14,18 +14,13 @@ namespace vurl {
 struct RecordingView final : MainWindowView {
   std::vector<FinishedTake> takes;
   std::array<PopupMenu, 4> menus;
-  std::string transport, current_time, alerts, played;
+  std::string current_time, alerts, played;
   uint32_t buffer_size = 0;
   bool is_locked = false;
   std::array<std::pair<float, float>, 64> levels; ///< peak and RMS in dB
-  int64_t device_position = 0;
 
-  void showTransport(TransportCommand segment, TransportColour colour) override {
-    constexpr const char* kSegments[] = {"REC", "STOP", "ABORT", "PLAY"};
-    constexpr const char* kColours[] = {"black", "red", "yellow"};
-    transport = std::string(kSegments[segment]) + " " + kColours[static_cast<int>(colour)] + (busy ? " busy" : "");
-  }
-  void showBusy(bool is_busy) override { busy = is_busy; }
+  void showTransport(TransportCommand, TransportColour) override {}
+  void showBusy(bool) override {}
   void showAlert(const std::string& message, const std::string& text) override { alerts += message + " " + text; }
   void setPeak(float peak_db, float rms_db, uint32_t channel) override { levels.at(channel) = {peak_db, rms_db}; }
   void showCurrentTime(const std::string& timecode, bool locked) override {
@@ -33,7 +28,7 @@ struct RecordingView final : MainWindowView {
     is_locked = locked;
   }
   void showTakeLength(const std::string&) override {}
-  void showRing(const RingPositions& positions) override { device_position = positions.device; }
+  void showRing(const RingPositions&) override {}
   void showMenu(DeviceMenu which, const PopupMenu& menu) override { menus[static_cast<size_t>(which)] = menu; }
   void showPullMenu(const std::array<PullMenu::Item, 3>&) override {}
   void showBufferSizeRange(double, double) override {}
@@ -42,47 +37,11 @@ struct RecordingView final : MainWindowView {
   void playbackFinished(const std::optional<std::string>& reason) override {
     played += reason.value_or("played out") + " ";
   }
-
-private:
-  bool busy = false;
 };
 
-/// Counts what it was shown.
-struct RecordingLayoutView final : ChannelLayoutView {
-  std::array<PopupMenu, 3> menus;
-  int redraws = 0;
-
-  void showCountMenu(CountMenu which, const PopupMenu& menu) override { menus[static_cast<size_t>(which)] = menu; }
-  void redrawMatrix() override { ++redraws; }
-};
-
-/// A device that a test plugs and pulls: stereo, never delivering, and staying at one of its rates.
-class PlugDevice final : public AudioService {
-public:
-  PlugDevice(HardwareModel& hardware, PollRunLoop& loop) : model(hardware), run_loop(loop) {}
-  ~PlugDevice() override { pull(); }
-
-  void plug(const std::string& name) {
-    DeviceDescription description;
-    description.manufacturer = "Plug";
-    description.name = name;
-    description.inputs = {{"Line", 2}};
-    description.nominal_sample_rates = {44100, 48000};
-    description.nominal_sample_rate = 44100;
-    id = model.publish(*this, description);
-    run_loop.drain();
-  }
-  void pull() {
-    if (id != kAudioObjectUnknown) model.unpublish(std::exchange(id, kAudioObjectUnknown));
-    run_loop.drain();
-  }
-  OSStatus start(AudioObjectID, const IOProc&) override { return 0; }
-  void stop(AudioObjectID) override {}
-
-private:
-  HardwareModel& model;
-  PollRunLoop& run_loop;
-  AudioObjectID id = kAudioObjectUnknown;
+struct BlindLayoutView final : ChannelLayoutView {
+  void showCountMenu(CountMenu, const PopupMenu&) override {}
+  void redrawMatrix() override {}
 };
 
 /// Hands cycles to the ring, no faster than one each `pause` while there is one: for devices that do not wait.
@@ -135,7 +94,6 @@ struct ControllerRig {
   PollRunLoop run_loop;
   HardwareModel model;
   GeneratorHardware generator{model, run_loop};
-  PlugDevice plug{model, run_loop};
   RecordingView view;
   AudioRing audio_ring{defaults, systemWallTime, nullptr};
   PosixFileLayer file_layer;
@@ -144,7 +102,7 @@ struct ControllerRig {
   OutputFile output_file{audio_ring, defaults, file_layer, &history};
   PacedDelegate ring_delegate{audio_ring};
   InputDevice input_device{model, run_loop, ring_delegate};
-  RecordingLayoutView layout_view;
+  BlindLayoutView layout_view;
   ChannelLayoutControler channel_layout_controler{defaults, layout_view};
   MainMenuControler controller{{defaults, run_loop, audio_ring, input_device, output_file, view, [this] { pause(); },
                                 channel_layout_controler, history}};

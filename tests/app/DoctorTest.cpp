@@ -1,9 +1,7 @@
 // What the doctor makes of what it finds.
 #include "app/DeviceChecks.h"
 #include "app/DiskChecks.h"
-#include "app/SystemChecks.h"
 #include "platform/UserDefaults.h"
-#include "tests/support/Rights.h"
 #include "tests/support/Test.h"
 
 namespace vurl {
@@ -25,29 +23,6 @@ DiskState disk(int64_t speed, int64_t free_bytes, uint64_t number = 1, const std
 }
 
 } // namespace
-
-TEST(Doctor, WantsEveryProcessorAtFullSpeed) {
-  const std::tuple<std::vector<std::string>, Mark, std::string> cases[] = {
-      {{}, Mark::note, "does not tell"},
-      {{"performance", "performance"}, Mark::fine, "performance"},
-      {{"performance", "powersave"}, Mark::change, "performance, powersave"},
-      {{"schedutil"}, Mark::change, "cpupower"}};
-  for (const auto& [governors, mark, part] : cases) {
-    const TemporaryFolder folder;
-    for (size_t i = 0; i < governors.size(); ++i) {
-      const auto place = folder.path / ("cpu" + std::to_string(i)) / "cpufreq";
-      std::filesystem::create_directories(place);
-      writeFile(place / "scaling_governor", governors[i] + "\n");
-    }
-    expectFinding(checkProcessors(folder.path), mark, {part});
-  }
-}
-
-TEST(Doctor, TellsHowToGetTheRightsThatAreMissing) {
-  withoutRight(CAP_IPC_LOCK, RLIMIT_MEMLOCK, [] {
-    expectFinding(checkLockedMemory(16), Mark::change, {"64 MiB", "16 channels", "the limit is 0 MiB", "limits.d"});
-  });
-}
 
 TEST(Doctor, ComparesADiskWithAllThatGoesOntoIt) {
   const std::vector<TakeFolder> folders = {{"/a", 1, 10 * kMega, "", ""}, {"/b", 1, 20 * kMega, "", ""}};
@@ -77,11 +52,7 @@ TEST(Doctor, WantsTheChosenDeviceWithAnInputForEachChannel) {
   const std::tuple<std::vector<DeviceRow>, std::string, int64_t, std::vector<Mark>, std::vector<std::string>> cases[] =
       {{{}, "", 8, {Mark::note, Mark::change}, {"no audio interface"}},
        {{generator}, "", 8, {Mark::note, Mark::change, Mark::note}, {"from the test generator"}},
-       {{card, generator},
-        "",
-        8,
-        {Mark::note, Mark::fine, Mark::fine},
-        {"ALSA - Cart (8 inputs, 2 outputs, 96000 Hz)"}},
+       {{card, generator}, "", 8, {Mark::note, Mark::fine, Mark::fine}, {"ALSA - Cart (8 inputs, 2 out"}},
        {{server, card}, card.name, 12, {Mark::fine, Mark::fine, Mark::change}, {"4 of 12 channels", "them is 9"}},
        {{server}, server.name, 16, {Mark::fine, Mark::note, Mark::fine}, {"from JACK - default"}},
        {{server}, card.name, 8, {Mark::fine, Mark::note, Mark::change}, {"Cart is not there", "from JACK"}}};

@@ -1,5 +1,4 @@
-// The history: reading folders, merging files into takes, finished takes and their CSV line, the folders' table.
-#include "app/FolderControler.h"
+// The history: reading folders, merging files into takes, finished takes and their CSV line.
 #include "app/SalvageTexts.h"
 #include "tests/app/HistoryRig.h"
 
@@ -121,9 +120,8 @@ TEST_F(HistoryTest, aFinishedTakeIsReportedEverywhere) {
   EXPECT_EQ(report, "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\r\n"
                     "<?xml-stylesheet type=\"text/xsl\" href=\"soundreport.xsl\" ?>\r\n<BWFXML-LIST>\r\n" +
                         first.iXMLForFile(0) + "\r\n" + next.iXMLForFile(0) + "\r\n</BWFXML-LIST>\r\n");
-  for (const char* const style : {"soundreport.xsl", "soundreport.css"}) {
+  for (const char* const style : {"soundreport.xsl", "soundreport.css"})
     EXPECT_FALSE(fileBytes(folder.file(style)).empty()) << style;
-  }
   EXPECT_FALSE(std::filesystem::exists(second.file("soundreport.xml"))); // the one before it cannot be written
   for (const auto& path : {folder.file("missing"), second.path.string()}) {
     defaults.setObject(path, "csv_folder");
@@ -132,29 +130,6 @@ TEST_F(HistoryTest, aFinishedTakeIsReportedEverywhere) {
   }
   for (const char* const line : {"soundreport.xml: No such file", "csv file: No such file", "csv file: No such device"})
     EXPECT_TRUE(log.contains(line)) << line;
-}
-
-TEST_F(HistoryTest, aFolderIsChosenOrNot) {
-  struct Panel : FolderView {
-    void reloadFolders() override { reloads++; }
-    void chooseFolder(const std::string&, Chosen chosen) override { answer = chosen, asked++; }
-    int reloads = 0, asked = 0;
-    Chosen answer;
-  } panel;
-  const TemporaryFolder chosen;
-  writeHeader(take("z", 0), 0, chosen.file("z.wav"));
-  FolderControler folders(defaults, panel, history);
-  defaults.setInteger(2, "nr_folders");
-  EXPECT_EQ(folders.objectValue("folder", 0) + folders.objectValue("folder", 2), folder.path);
-  for (const auto& [answer, rows_after] : {std::pair(std::optional<std::string>(), ""), {chosen.path.string(), "z "}}) {
-    folders.setObjectValue(1, "button", 1);
-    folders.openForFolder(0); // one at a time
-    panel.answer(answer);
-    while (history.isLoading()) run_loop.runOnce(std::chrono::milliseconds(1000));
-    EXPECT_EQ(defaults.stringForKey("path_for_folder01"), answer.value_or(""));
-    EXPECT_EQ(rows("slate"), rows_after);
-  }
-  EXPECT_EQ(std::pair(panel.asked, panel.reloads), std::pair(2, 2));
 }
 
 TEST_F(HistoryTest, takesThatWereCutOffAreCompletedReportedAndTold) {

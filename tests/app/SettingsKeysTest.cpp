@@ -1,7 +1,6 @@
 #include "app/SettingsKeys.h"
 
 #include "app/DeviceChoice.h"
-#include "app/PreferencesController.h"
 #include "tests/support/Test.h"
 
 namespace vurl {
@@ -21,22 +20,6 @@ TEST(SettingsKeys, ValuesAreCheckedByTheirKey) {
     const auto value = parseSetting(key, written, reason);
     EXPECT_EQ(value ? settingText(*value) : "", read) << key << " " << written;
     EXPECT_EQ(reason.find(key) == std::string::npos, value.has_value()) << reason;
-  }
-}
-
-TEST(PreferencesController, AFirstStartCanRecord) {
-  const TemporaryFolder home;
-  const CapturedLog log;
-  setenv("HOME", home.path.c_str(), 1);
-  for (const bool first : {true, false}) {
-    UserDefaults defaults(home.file("settings.plist"));
-    const PreferencesController preferences(defaults);
-    for (const auto& [key, value] : defaults.all()) {
-      std::string reason;
-      EXPECT_TRUE(parseSetting(key, settingText(value), reason)) << reason;
-    }
-    EXPECT_EQ(defaults.stringForKey("name_for_channel63"), "channel 64");
-    EXPECT_EQ(std::filesystem::remove(home.file("Recordings")), first) << "made at the first start only";
   }
 }
 

@@ -30,13 +30,11 @@ TEST_F(SoundReportTest, whatTheUserTypedIsReadableAndHarmless) {
     HistoryControler own(defaults, run_loop, view);
     MetaData broken = take("broken", 1);
     broken.setNote(note);
-    for (const MetaData& each : {take("before", 0), broken, take("after", 2)}) {
+    for (const MetaData& each : {take("before", 0), broken, take("after", 2)})
       own.addMetaData(std::make_shared<const MetaData>(each));
-    }
     const std::string html = page(own.takes());
-    for (const char* const part : {">before<", ">after<", shown, "before1.wav", "3 takes"}) {
+    for (const char* const part : {">before<", ">after<", shown, "before1.wav", "3 takes"})
       EXPECT_NE(html.find(part), std::string::npos) << part << " for " << note;
-    }
     EXPECT_EQ(html.find("<a href=\"#take2\"") == std::string::npos, state == std::string("whole")) << note;
     const std::string input = soundReportInput(own.bwfXMLList(), {});
     EXPECT_NE(input.find(text("number=\"2\" state=\"%s\"", state)), std::string::npos) << note;
@@ -70,9 +68,8 @@ TEST_F(SoundReportTest, theHistoryAddsFilesAndTracksAndThePageIsOpened) {
   later.saveHistory();
   for (const auto& takes : {history.takes(), later.takes()}) {
     const std::string html = page(takes);
-    for (const char* const part : {"x1.wav", "x2.wav", "x3.wav", "mic 0", "mic 1", "mic 2", "1 take,", "0:01:01"}) {
+    for (const char* const part : {"x1.wav", "x2.wav", "x3.wav", "mic 0", "mic 1", "mic 2", "1 take,", "0:01:01"})
       EXPECT_NE(html.find(part), std::string::npos) << part;
-    }
     EXPECT_EQ(html.find("more file"), std::string::npos);
   }
   EXPECT_NE(page({}).find("and 2 more files"), std::string::npos);

@@ -79,52 +79,20 @@ TEST(Transport, EveryChangeAtTheHardwareInEveryState) {
   }
 }
 
-TEST(Transport, ChoosingTheDeviceInUseEndsNothing) {
-  inEveryState([](ControllerRig& rig, State state) {
-    EXPECT_TRUE(rig.controller.choose(DeviceMenu::device, rig.input_device.selectedDevice()));
-    EXPECT_TRUE(rig.output_file.state() == state && !rig.output_file.reason());
-    EXPECT_EQ(rig.defaults.stringForKey("selected_device"), "Vurl - Test Generator");
-  });
-}
-
-TEST(Transport, WhatTheWindowShowsInEachState) {
-  // clang-format off
-  const char* const shown[] = {
-      "STOP black", "", "", "REC red", "REC red", "REC red busy", "REC red busy", "REC red busy",
-      "PLAY yellow", "PLAY yellow", "PLAY yellow", "PLAY yellow", "PLAY yellow"};
-  // clang-format on
-  inEveryState([&shown](ControllerRig& rig, State state) {
-    rig.controller.updateStateGUI();
-    EXPECT_EQ(rig.view.transport, shown[state]);
-    const bool finished = state == FINISHED_RECORDING || state == FINISHED_PLAYBACK;
-    EXPECT_EQ(rig.output_file.state(), finished ? IDLE : state);
-  });
-}
-
-TEST(Transport, PlaysTheSelectedTakeAndReportsWhatWasRecorded) {
+TEST(Transport, PlaysTheSelectedTakeAndKeepsNoneThatWasAborted) {
   ControllerRig rig;
-  rig.defaults.setObject(std::string("report"), "csv_filename_format");
   const auto until = [&rig](State state) {
     for (int ticks = 0; rig.output_file.state() != state && ticks < 100; ++ticks) rig.time(1);
     EXPECT_EQ(rig.output_file.state(), state);
   };
-  const auto record = [&](int32_t end) {
+  for (const int32_t end : {STOP, STOP, ABORT}) {
     rig.controller.recStopPressed(REC);
-    until(RUNNING_RECORDING);
-    rig.time(10);
+    rig.time(15);
     rig.controller.recStopPressed(end);
     until(IDLE);
-  };
-  for (const int32_t end : {STOP, STOP, ABORT}) record(end);
+  }
   EXPECT_EQ(rig.history.numberOfRows(), 2) << "what was aborted is no take to keep";
   EXPECT_EQ(rig.history_view.row, 1);
-  const auto nr_parts = [](const std::string& whole, const std::string& part) {
-    int count = 0;
-    for (size_t at = 0; (at = whole.find(part, at)) != std::string::npos; at += part.size()) ++count;
-    return count;
-  };
-  EXPECT_EQ(nr_parts(fileBytes(rig.folder.file("report.csv")), "\n"), 3);
-  EXPECT_EQ(nr_parts(fileBytes(rig.folder.file("soundreport.xml")), "</BWFXML>"), 2);
 
   rig.history_view.row = 0;
   for (const State state : {IDLE, BORDER_PLAYBACK}) {
@@ -134,12 +102,7 @@ TEST(Transport, PlaysTheSelectedTakeAndReportsWhatWasRecorded) {
     EXPECT_EQ(rig.output_file.metaData()->take(), "1");
   }
   until(IDLE);
-  std::filesystem::resize_file(rig.history.selectedMetaData()->filenameForFile(0), kHeaderSize + 3000);
-  rig.controller.recStopPressed(PLAY);
-  until(IDLE);
-  const std::string cut = "Could not read samples from file, No data available.";
-  EXPECT_EQ(rig.view.played, "played out played out " + cut + " ");
-  EXPECT_EQ(rig.view.alerts, "Playback aborted. " + cut);
+  EXPECT_EQ(rig.view.played + rig.view.alerts, "played out played out ");
   EXPECT_EQ(rig.defaults.stringForKey("take"), "3") << "playing moves no counter";
 }
 

@@ -4,6 +4,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtGui/QMouseEvent>
+#include <QtTest/QTest>
 #include <QtWidgets/QScrollBar>
 
 namespace vurl {
@@ -42,22 +43,16 @@ struct LayoutMatrixViewTest : testing::Test {
 };
 
 TEST_F(LayoutMatrixViewTest, HitsTheCellUnderThePointerAlsoWhenScrolled) {
-  struct Case {
-    QPoint offset;
-    QPoint point;
-    std::string clicked;
-  };
-  const Case cases[] = {
-      {{0, 0}, {100, 100}, "0,0"},       {{0, 0}, {113, 113}, "0,0"},       {{0, 0}, {114, 114}, "1,1"},
-      {{0, 0}, {99, 101}, ""},           {{0, 0}, {101, 99}, ""},           {{0, 0}, {87, 87}, ""},
-      {{2400, 0}, {99, 101}, ""},        {{13, 0}, {100, 100}, "0,0"},      {{14, 0}, {100, 100}, "0,1"},
+  const std::tuple<QPoint, QPoint, std::string> cases[] = {
+      {{0, 0}, {113, 113}, "0,0"},       {{0, 0}, {114, 114}, "1,1"},       {{0, 0}, {99, 101}, ""},
+      {{0, 0}, {101, 99}, ""},           {{2400, 0}, {99, 101}, ""},        {{14, 0}, {100, 100}, "0,1"},
       {{0, 48}, {101, 149}, "6,0"},      {{2400, 48}, {493, 149}, "6,199"}, {{2498, 48}, {499, 100}, "3,206"},
       {{2498, 48}, {499, 115}, "4,206"}, // a separator: stands for nothing
   };
-  for (const Case& given : cases) {
-    view.horizontalScrollBar()->setValue(given.offset.x());
-    view.verticalScrollBar()->setValue(given.offset.y());
-    EXPECT_EQ(click(given.point.x(), given.point.y()), given.clicked) << given.point.x() << "," << given.point.y();
+  for (const auto& [offset, point, expected] : cases) {
+    view.horizontalScrollBar()->setValue(offset.x());
+    view.verticalScrollBar()->setValue(offset.y());
+    EXPECT_EQ(click(point.x(), point.y()), expected) << point.x() << "," << point.y();
   }
   EXPECT_EQ(click(499, 100, QEvent::MouseButtonDblClick), "3,206");
   view.resize(4000, 400);
@@ -65,16 +60,10 @@ TEST_F(LayoutMatrixViewTest, HitsTheCellUnderThePointerAlsoWhenScrolled) {
 }
 
 TEST_F(LayoutMatrixViewTest, KeysMoveAndClickTheCurrentCell) {
-  const auto press = [this](std::initializer_list<int> keys, Qt::KeyboardModifiers modifiers) {
-    for (const int key : keys) {
-      QKeyEvent event(QEvent::KeyPress, key, modifiers);
-      QCoreApplication::sendEvent(&view, &event);
-    }
-  };
-  press({Qt::Key_Left, Qt::Key_Down, Qt::Key_Right, Qt::Key_Space}, Qt::NoModifier);
+  for (const auto key : {Qt::Key_Left, Qt::Key_Down, Qt::Key_Right, Qt::Key_Space}) QTest::keyClick(&view, key);
   EXPECT_EQ(clicked, "1,1");
   EXPECT_EQ(view.description({1, 1}).toStdString(), "Input 2\nb\nChannel 2\n\nchecked");
-  press({Qt::Key_End, Qt::Key_Space}, Qt::ControlModifier);
+  for (const auto key : {Qt::Key_End, Qt::Key_Space}) QTest::keyClick(&view, key, Qt::ControlModifier);
   EXPECT_EQ(clicked, "6,206");
   EXPECT_EQ(click(499, 149), "6,206"); // the view came along
   QKeyEvent space(QEvent::ShortcutOverride, Qt::Key_Space, Qt::NoModifier);

@@ -4,7 +4,6 @@
 #include "app/PreferencesController.h"
 #include "app/SettingsKeys.h"
 #include "tests/app/HistoryRig.h"
-#include "views/LayoutMatrixView.h"
 
 #include <QtCore/QMetaProperty>
 #include <QtTest/QSignalSpy>
@@ -18,7 +17,6 @@
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QToolButton>
-#include <map>
 
 namespace vurl {
 
@@ -26,8 +24,6 @@ using namespace std::string_literals;
 
 struct PreferencesPanelTest : HistoryRig {
   PreferencesPanelTest() {
-    layout.setInputNames({"a", "b"});
-    layout.setOutputNames({"c", "d"});
     layout.resetMenus();
     panel.setControllers(layout, folders);
     panel.showTab("general");
@@ -36,11 +32,6 @@ struct PreferencesPanelTest : HistoryRig {
   template <typename Control = QWidget>
   Control* control(const std::string& name) const {
     return panel.findChild<Control*>(QString::fromStdString(name));
-  }
-  void press(const std::string& button) const {
-    ASSERT_NE(control<QAbstractButton>(button), nullptr) << button;
-    control<QAbstractButton>(button)->click();
-    QCoreApplication::processEvents();
   }
   std::string example() const {
     QCoreApplication::processEvents();
@@ -77,24 +68,10 @@ void change(QWidget& control) {
 } // namespace
 
 TEST_F(PreferencesPanelTest, EverySettingHasAControlThatIsBoundBothWays) {
-  const std::map<std::string_view, std::tuple<const char*, int32_t, int32_t>> cells = {
-      {"input_for_channel%02i", {"input_for_channel01", 1, 0}},
-      {"output_for_channel%02i", {"output_for_channel01", 1, 3}},
-      {"channel%02i_in_file%03i", {"channel01_in_file000", 1, 6}},
-      {"folder_for_file%03i", {"folder_for_file000", 10, 6}},
-  };
-  defaults.setInteger(2, "nr_folders");
-  for (const auto& [pattern, cell] : cells) {
-    const auto& [key, row, column] = cell;
-    const std::string before = defaults.stringForKey(key);
-    Q_EMIT panel.findChild<LayoutMatrixView*>()->cellClicked(row, column);
-    EXPECT_NE(defaults.stringForKey(key), before);
-  }
   for (const SettingKey& row : settingKeys()) {
     SCOPED_TRACE(row.pattern);
     const std::string key(row.pattern);
-    const bool has_row = key == "path_for_folder%02i" || key == "name_for_channel%02i"; // with a control of its own
-    if (has_row || cells.count(key) > 0) continue;
+    if (key.find('%') != std::string::npos) continue; // one of many, with a table or a row
     ASSERT_NE(control(key), nullptr);
     EXPECT_EQ(shownBy(*control(key)), defaults.stringForKey(key));
     const int64_t highest = std::min<int64_t>(row.highest, 200);
@@ -145,7 +122,7 @@ TEST_F(PreferencesPanelTest, LeavesTheSpaceBarToTheTransportButWhereTheKeyboardH
 
 TEST_F(PreferencesPanelTest, OpensPanelsThatKeepNothingFromBeingUsed) {
   for (const bool confirmed : {false, true}) {
-    press("path_for_folder00");
+    control<QAbstractButton>("path_for_folder00")->click();
     auto* const chooser = panel.findChild<QFileDialog*>();
     ASSERT_TRUE(chooser != nullptr && !chooser->isModal() && chooser->directory() == QDir(folder.path.c_str()));
     std::filesystem::create_directory(folder.file("new"));
@@ -155,12 +132,12 @@ TEST_F(PreferencesPanelTest, OpensPanelsThatKeepNothingFromBeingUsed) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
   defaults.setObject("12"s, "scene");
-  for (const char* const button : {"cancel", "restore"}) {
-    press("restore_defaults");
+  for (const auto answer : {QMessageBox::Cancel, QMessageBox::NoButton}) {
+    control<QAbstractButton>("restore_defaults")->click();
     auto* const question = panel.findChild<QMessageBox*>();
     ASSERT_TRUE(question != nullptr && !question->isModal());
     EXPECT_EQ(control<QLineEdit>("scene")->text(), "12");
-    button == "cancel"s ? question->button(QMessageBox::Cancel)->click() : press(button);
+    (answer == QMessageBox::Cancel ? question->button(answer) : control<QAbstractButton>("restore"))->click();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
   EXPECT_EQ(control<QLineEdit>("scene")->text(), "1");

@@ -1,18 +1,11 @@
 // An hour of a mixer's work in the whole window, on a device and a clock that the test steps: what a take, a look at
 // the preferences or a message leaves behind would add up over a day.
-#include "app/FolderControler.h"
-#include "app/PreferencesController.h"
-#include "tests/support/Test.h"
-#include "tests/views/SteppedRecorder.h"
+#include "tests/views/SessionRig.h"
 #include "views/LayoutMatrixView.h"
-#include "views/MainWindow.h"
-#include "views/PreferencesPanel.h"
 
 #include <malloc.h>
 
-#include <QtTest/QTest>
 #include <QtWidgets/QFileDialog>
-#include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPushButton>
 
 namespace vurl {
@@ -36,49 +29,7 @@ size_t bytesInUse() {
   return heap.uordblks + heap.hblkhd;
 }
 
-struct SessionTest : testing::Test {
-  SessionTest() {
-    for (const char* const name : {"one", "two"}) std::filesystem::create_directory(home.file(name));
-    for (const auto& [key, number] : {std::pair{"nr_channels", 2}, {"bit_depth", 1}, {"pre_record_time", 2}})
-      defaults.setInteger(number, key);
-    defaults.setObject(home.file("one"), "path_for_folder00");
-    defaults.setObject(home.path.string(), "csv_folder");
-    defaults.setObject(std::string("%s-%t-%c"), "filename_format");
-    QCoreApplication::setApplicationVersion("7.8.9");
-    panel.rememberPlaceIn(memory);
-    panel.setControllers(recorder.channel_layout_controler, folders);
-    QObject::connect(&panel, &PreferencesPanel::sceneChanged, &window, [this] { recorder.controller.sceneChanged(); });
-    window.setRecorder(&recorder);
-    window.setPreferences(&panel);
-    window.show();
-    recorder.start();
-    time(2);
-  }
-  ~SessionTest() override {
-    recorder.controller.applicationWillTerminate();
-    window.setPreferences(nullptr);
-    window.setRecorder(nullptr);
-    panel.disconnect(&window);
-  }
-
-  void engineGoesOn() {
-    device.step(0.1);
-    recorder.output_file.processingPass();
-  }
-  /// `ticks` of 0.1 s.
-  void time(int ticks) {
-    ticks_gone += ticks;
-    while (ticks-- > 0) {
-      engineGoesOn();
-      run_loop.advance(std::chrono::milliseconds(100));
-      QCoreApplication::processEvents();
-    }
-  }
-  void reach(const char* words) {
-    for (int ticks = 0; ticks < 50 && window.takeLength().words() != QLatin1String(words); ++ticks) time(1);
-    ASSERT_EQ(window.takeLength().words(), words);
-  }
-  void click(TransportCommand segment) { QTest::mouseClick(&window.button(segment), Qt::LeftButton); }
+struct SessionTest : SessionRig {
   void press(Qt::Key key) {
     window.activateWindow();
     QCoreApplication::processEvents();
@@ -86,11 +37,7 @@ struct SessionTest : testing::Test {
   }
 
   void record(int cycle) {
-    if (cycle % 3 == 0) {
-      window.slate().field("scene")->setFocus();
-      window.slate().field("scene")->selectAll();
-      QTest::keyClicks(window.slate().field("scene"), QString::number(cycle / 3));
-    }
+    if (cycle % 3 == 0) type("scene", QString::number(cycle / 3));
     click(REC);
     reach("RECORDING");
     time(30 + cycle % 4 * 10);
@@ -134,16 +81,6 @@ struct SessionTest : testing::Test {
     EXPECT_FALSE(recorder.history_controler.isLoading());
   }
 
-  void readAbout() {
-    QTest::keyClick(&window.history(), Qt::Key_F1, Qt::ControlModifier);
-    const QPointer<QMessageBox> box = window.findChild<QMessageBox*>("about");
-    ASSERT_TRUE(box != nullptr && box->isVisible() && !box->isModal());
-    EXPECT_TRUE(box->text().endsWith("7.8.9")) << box->text().toStdString();
-    box->close();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_EQ(box, nullptr);
-  }
-
   void work(int cycle) {
     const int end = ticks_gone + kTicksPerCycle;
     record(cycle);
@@ -152,7 +89,6 @@ struct SessionTest : testing::Test {
     if (cycle % 6 == 5) changeFolder();
     const auto tabs = {"general", "counters", "meters", "files and naming"};
     if (cycle % 5 == 2) panel.showTab(std::data(tabs)[cycle / 5 % 4]);
-    if (cycle % 8 == 6) readAbout();
     time(2);
     panel.close();
     time(std::max(0, end - ticks_gone));
@@ -160,10 +96,8 @@ struct SessionTest : testing::Test {
 
   /// What the process holds when nothing is under way.
   struct Holdings {
-    int64_t descriptors = 0;
-    int64_t threads = 0;
-    size_t bytes = 0;
-    size_t rows = 0;
+    int64_t descriptors = 0, threads = 0;
+    size_t bytes = 0, rows = 0;
   };
   Holdings holdings() const {
     constexpr int kPatience = 5000; // ms, for the threads that ask the disks
@@ -186,19 +120,6 @@ struct SessionTest : testing::Test {
     return bytesInUse() - before;
   }
 
-  TemporaryFolder home;
-  UserDefaults defaults{home.file("settings.plist")};
-  UserDefaults memory{home.file("settings.window.plist")};
-  PreferencesController preferences{defaults};
-  SteppedRunLoop run_loop;
-  HardwareModel model;
-  SteppedDevice device{model, "Stepped"};
-  MainWindow window{defaults, memory};
-  PreferencesPanel panel{defaults, &window};
-  Recorder recorder{defaults, run_loop, model, RecorderViews{window, &window.history(), &panel},
-                    RecorderMeans{nullptr, [this] { engineGoesOn(); }, false}};
-  FolderControler folders{defaults, panel, recorder.history_controler};
-  int ticks_gone = 0;
   int nr_whole_takes = 0;
   int nr_changes = 0;
 };
@@ -223,8 +144,6 @@ TEST_F(SessionTest, AnHourOfTakesLeavesNothingBehindButThem) {
   EXPECT_EQ(last.descriptors, first.descriptors);
   EXPECT_LE(last.threads, first.threads);
   const size_t needed = bytesOfRows(first.rows) + (kCycles - kWarmUp) * kBytesPerTake;
-  RecordProperty("bytes_grown", std::to_string(last.bytes - first.bytes));
-  RecordProperty("bytes_needed", std::to_string(needed));
   EXPECT_LE(last.bytes, first.bytes + needed);
 }
 

@@ -4,21 +4,12 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtGui/QInputMethodEvent>
-#include <QtGui/QKeyEvent>
-#include <QtWidgets/QCheckBox>
-#include <QtWidgets/QComboBox>
+#include <QtTest/QTest>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QSpinBox>
 
 namespace vurl {
 namespace {
-
-void type(QWidget& control, const QString& keys) {
-  for (const QChar key : keys) {
-    QKeyEvent press(QEvent::KeyPress, key == '\n' ? Qt::Key_Return : 0, Qt::NoModifier, QString(key));
-    QCoreApplication::sendEvent(&control, &press);
-  }
-}
 
 struct SettingsBindingTest : testing::Test {
   UserDefaults defaults;
@@ -32,9 +23,9 @@ struct SettingsBindingTest : testing::Test {
 TEST_F(SettingsBindingTest, TextGoesBothWaysAndIsNotDisturbedWhileItIsTyped) {
   QLineEdit field;
   SettingsBinding::bind(field, defaults, "key");
-  type(field, "ab");
+  QTest::keyClicks(&field, "ab");
   field.setCursorPosition(1);
-  type(field, "x");
+  QTest::keyClicks(&field, "x");
   EXPECT_EQ(field.cursorPosition(), 2); // what was just stored does not come back into the field
   QInputMethodEvent composing("´", {});
   QCoreApplication::sendEvent(&field, &composing);
@@ -47,10 +38,10 @@ TEST_F(SettingsBindingTest, TextGoesBothWaysAndIsNotDisturbedWhileItIsTyped) {
   EXPECT_EQ(stored, (std::vector<std::string>{"a", "ab", "axb", "elsewhere"}));
 
   SettingsBinding::bind(field, defaults, "key", SettingsBinding::Write::when_finished); // in place of the first
-  type(field, "!");
+  QTest::keyClicks(&field, "!");
   defaults.setObject(std::string("again"), "key");
   EXPECT_EQ(defaults.stringForKey("key") + field.text().toStdString(), "againel!sewhere");
-  type(field, "\n");
+  QTest::keyClick(&field, Qt::Key_Return);
   EXPECT_EQ(defaults.stringForKey("key"), "el!sewhere");
 }
 
@@ -58,20 +49,13 @@ TEST_F(SettingsBindingTest, FollowingNeverWrites) {
   defaults.setInteger(99, "key");
   QSpinBox number;
   number.setRange(1, 64);
-  QComboBox menu;
-  menu.addItem("five", 5);
-  QCheckBox box;
   SettingsBinding::bind(number, defaults, "key");
-  SettingsBinding::bind(menu, defaults, "key");
-  SettingsBinding::bind(box, defaults, "key");
-  EXPECT_TRUE(number.value() == 64 && menu.currentIndex() == -1 && box.isChecked());
+  EXPECT_EQ(number.value(), 64);
   number.selectAll();
-  type(number, "48");
+  QTest::keyClicks(&number, "48");
   EXPECT_EQ(stored.back(), "99"); // not 4 on the way to 48
-  type(number, "\n");
-  Q_EMIT menu.activated(0);
-  box.click();
-  EXPECT_EQ(stored, (std::vector<std::string>{"99", "48", "5", "0"}));
+  QTest::keyClick(&number, Qt::Key_Return);
+  EXPECT_EQ(stored, (std::vector<std::string>{"99", "48"}));
 }
 
 } // namespace vurl
