@@ -299,6 +299,7 @@ OutputFile::Reason OutputFile::closeFile(int32_t file) {
 void OutputFile::syncFiles() const {
   if (disk_sync == nullptr) return;
   std::vector<std::string> paths;
+  paths.reserve(static_cast<size_t>(nr_opened_files));
   for (int32_t file = 0; file < nr_opened_files; ++file) paths.push_back(meta_data->filenameForFile(file));
   disk_sync->end(paths);
 }

@@ -1,15 +1,17 @@
 #include "views/MeterView.h"
 
+#include "platform/Text.h"
+
 #include <gtest/gtest.h>
 
 #include <QtCore/QCoreApplication>
 #include <QtGui/QAccessible>
 #include <QtGui/QImage>
+#include <QtGui/QPaintEvent>
 #include <QtGui/QScreen>
 #include <limits>
 #include <map>
 #include <random>
-#include <tuple>
 
 namespace vurl {
 namespace {
@@ -31,46 +33,70 @@ std::string rowRuns(const QImage& image, int y) {
 }
 
 /// A meter on the screen, by default with 10 columns a dB from -46 to 0, whose hold runs on a clock of the test's own.
-struct Meter {
+class Meter : public QObject {
+public:
   explicit Meter(int width = 460) : view(nullptr, [this] { return now; }) {
     view.resize(width, 10);
     view.show();
+    view.installEventFilter(this);
     QCoreApplication::processEvents();
   }
-  /// Lets time pass and sends levels.
-  void send(int milliseconds, float peak, float rms) {
+
+  /// Lets time pass, sends levels and returns which columns were painted for them, as "from-to".
+  std::string send(int milliseconds, float peak, float rms) {
     now += std::chrono::milliseconds(milliseconds);
+    painted = QRegion();
     view.setPeak(peak);
     view.setRms(rms);
     QCoreApplication::processEvents();
+    std::string columns;
+    for (const QRect& rect : painted) columns += text("%i-%i ", rect.left(), rect.right());
+    return columns;
+  }
+
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint) painted += static_cast<QPaintEvent*>(event)->region();
+    return false;
   }
 
   std::chrono::steady_clock::time_point now;
   MeterView view;
+  QRegion painted;
 };
 
 } // namespace
 
-TEST(MeterView, PaintsLevelsAndHoldToThePixel) {
-  const std::tuple<int, float, float, std::string> steps[] = {
-      // milliseconds, peak, rms, the upper row
-      {0, kNoNumber, kNoNumber, "g280y120r60"},
-      {0, -46, -46, "g280y120r60"},
-      {0, -18, -30, "G157w3G120y120r60"},
-      {0, -3, -30, "G157w3G120Y120R30r30"},
-      {100, -20, -30, "G157w3G100g20y120r27R3r30"},
-      {4900, -20, -31, "G147w3G110g20y120r27R3r30"},
-      {1, -30, kSilence, "G160g120y120r60"}, // held for five seconds
-      {100, -12, kSilence, "G280Y60y60r60"},
-      {5000, -12, kSilence, "G280Y60y60r60"},
-      {4000, -40, kSilence, "G60g220y57Y3y60r60"}, // a level as high as the hold renewed it
-      {1001, 0, -12, "G280Y57w3Y60R60"},
-      {5001, -kSilence, kSilence, "G280Y120R60"},
-      {5001, kSilence, kSilence, "g280y120r60"}};
+TEST(MeterView, PaintsLevelsAndHoldToThePixelAndOnlyTheColumnsThatChange) {
+  struct Step {
+    int milliseconds;
+    float peak;
+    float rms;
+    std::string picture; ///< the upper row
+    std::string painted;
+  };
+  const Step steps[] = {
+      {0, kSilence, kSilence, "g280y120r60", ""},
+      {0, kNoNumber, kNoNumber, "g280y120r60", ""},
+      {0, -46, -46, "g280y120r60", ""},
+      {0, -18, -30, "G157w3G120y120r60", "0-281 "},
+      {0, -6, -30, "G157w3G120Y120r60", "277-401 "},
+      {0, -3, -30, "G157w3G120Y120R30r30", "397-431 "},
+      {100, -20, -30, "G157w3G100g20y120r27R3r30", "259-431 "},
+      {4900, -20, -31, "G147w3G110g20y120r27R3r30", "147-149 157-159 "},
+      {1, -30, kSilence, "G160g120y120r60", "147-149 157-261 427-429 "}, // held for five seconds
+      {100, -12, kSilence, "G280Y60y60r60", "157-341 "},
+      {5000, -12, kSilence, "G280Y60y60r60", ""},
+      {4000, -40, kSilence, "G60g220y57Y3y60r60", "59-341 "}, // a level as high as the hold renewed it
+      {1001, 0, -12, "G280Y57w3Y60R60", "59-459 "},
+      {5001, 3, -12, "G280Y57w3Y60R60", ""},
+      {5001, -kSilence, kSilence, "G280Y120R60", "337-339 "},
+      {5001, kSilence, kSilence, "g280y120r60", "0-459 "},
+  };
   Meter meter;
-  for (const auto& [milliseconds, peak, rms, picture] : steps) {
-    meter.send(milliseconds, peak, rms);
-    EXPECT_EQ(rowRuns(meter.view.grab().toImage(), 0), picture) << "peak " << peak << ", rms " << rms;
+  for (const Step& step : steps) {
+    SCOPED_TRACE(text("peak %g, rms %g", step.peak, step.rms));
+    EXPECT_EQ(meter.send(step.milliseconds, step.peak, step.rms), step.painted);
+    EXPECT_EQ(rowRuns(meter.view.grab().toImage(), 0), step.picture);
   }
   meter.send(0, kSilence, -30);
   const QImage image = meter.view.grab().toImage();
