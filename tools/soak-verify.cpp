@@ -39,7 +39,7 @@ struct TakeStream {
     while (read(chunk, sizeof chunk)) {
       uint64_t chunk_size = number(chunk + 4, 4);
       if (std::memcmp(chunk, "data", 4) == 0) {
-        if (chunk_size == 0xFFFFFFFF) chunk_size = long_size;
+        if (long_size != 0) chunk_size = long_size;
         frames = align > 0 ? static_cast<int64_t>(chunk_size / align) : 0;
         return;
       }

@@ -77,7 +77,10 @@ struct SessionTest : SessionRig {
     chooser->setDirectory(QString::fromStdString(home.file(nr_changes++ % 2 == 0 ? "two" : "one")));
     chooser->QDialog::done(QDialog::Accepted);
     time(2);
-    for (int ticks = 0; ticks < 100 && recorder.history_controler.isLoading(); ++ticks) time(1);
+    for (int patience = 20000; patience > 0 && recorder.history_controler.isLoading(); --patience) {
+      run_loop.advance(std::chrono::milliseconds(1));
+      std::this_thread::sleep_for(std::chrono::milliseconds(1)); // files are looked at on a thread of its own
+    }
     EXPECT_FALSE(recorder.history_controler.isLoading());
   }
 
