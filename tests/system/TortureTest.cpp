@@ -49,8 +49,8 @@ struct Torture : testing::Test {
       expectParts(printedBy({"ffprobe", "-v", "error", "-show_entries", "stream=codec_type", path}), {"audio"});
       return -1;
     }
+    if (std::filesystem::file_size(path) <= TakeFile::kHeaderSize) return -1; // made, and no block written yet
     const TakeFile file(path);
-    if (file.frames == 0) return -1; // made, and no block written yet
     expectParts(printedBy({"sndfile-info", path}), {text("Frames : %qi\n", file.frames)});
     Tracks tracks = firstChannels(file.channels);
     if (file.channels == 1) tracks[0] = static_cast<uint32_t>(std::stoi(path.substr(path.find("-f") + 2)) - 1);
@@ -58,6 +58,14 @@ struct Torture : testing::Test {
     if (!is_sound) return -1; // what was there before the feed was connected
     const Heard heard = expectSequence(file, tracks, feed->played());
     return heard.number + file.frames;
+  }
+
+  /// Whether some file that is not among `known` has come to its samples.
+  bool hasNewSound(const std::map<std::string, std::string>& known) const {
+    const Words files = home.takeFiles();
+    return std::any_of(files.begin(), files.end(), [&](const std::string& path) {
+      return !known.contains(path) && std::filesystem::file_size(path) > TakeFile::kHeaderSize;
+    });
   }
 
   int rounds = kSlow ? 2 : 4;
@@ -80,7 +88,7 @@ TEST_F(Torture, KilledTakesAndRepairsLoseNothing) {
       if (upTo(7) == 0) {
         sleepFor(upTo(1000)); // while it starts
       } else {
-        EXPECT_TRUE(eventually([&] { return home.takeFiles().size() > known.size(); })) << vurl.errors();
+        EXPECT_TRUE(eventually([&] { return hasNewSound(known); })) << vurl.errors();
         sleepFor(upTo(2500));
       }
       killed_at = feed->played();
@@ -97,7 +105,8 @@ TEST_F(Torture, KilledTakesAndRepairsLoseNothing) {
   }
   for (const auto& [path, bytes] : known) EXPECT_TRUE(fileBytes(path) == bytes) << path << " was touched";
   std::sort(missing.begin(), missing.end());
-  ASSERT_FALSE(missing.empty());
+  ASSERT_TRUE(kSlow || !missing.empty());
+  if (missing.empty()) return;
   std::printf("%zu takes were cut off with samples; missing at the kill: median %lld, most %lld\n", missing.size(),
               static_cast<long long>(missing[missing.size() / 2]), static_cast<long long>(missing.back()));
   EXPECT_LT(missing[missing.size() / 2], 96000); // 12,800 and a pass of 4,800, where the machine has time
