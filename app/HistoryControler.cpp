@@ -143,13 +143,18 @@ void HistoryControler::reportSalvaged(const std::vector<SalvagedTake>& saved) {
       return each->reference == take.files[0].take_reference;
     });
     if (take.longest().outcome != Salvage::Outcome::completed || entry == listed.end()) continue;
-    addToCSV((*entry)->meta_data);
+    if (!isInCSV((*entry)->meta_data)) addToCSV((*entry)->meta_data);
     is_report_partial = true;
   }
   if (tell_salvaged) tell_salvaged(saved);
 }
 
 void HistoryControler::completeReports() {
+  if (isLoading() && loading->salvager.joinable()) {
+    loading->is_given_up = true;
+    loading->salvager.join();
+    if (!loading->salvaged.empty()) is_report_partial = true; // told now or never: their headers are complete
+  }
   while (isLoading() && is_report_partial) loadHistoryAtOnce();
   if (saving.joinable()) saving.join();
 }

@@ -85,6 +85,9 @@ public:
   /// Appends the take's line to its CSV report, which is made with its header when it is missing. Any thread.
   static void addToCSV(const MetaData& meta_data);
 
+  /// Whether the take's CSV report has its line. Any thread.
+  static bool isInCSV(const MetaData& meta_data);
+
   /// The folder whose report print() opens. Any thread.
   void setWebFolder(const std::string& path);
   std::string webFolder() const;

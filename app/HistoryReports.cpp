@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 
 namespace vurl {
@@ -70,6 +71,19 @@ void HistoryControler::saveHistory() {
     copyStyles(path);
     setWebFolder(folder);
   }
+}
+
+bool HistoryControler::isInCSV(const MetaData& meta_data) {
+  PosixFileLayer layer;
+  const int descriptor = layer.openForReading(meta_data.csvFilename());
+  if (descriptor < 0) return false;
+  std::string report;
+  std::array<char, 65536> piece{};
+  ssize_t size = 0;
+  while ((size = layer.read(descriptor, piece.data(), piece.size())) > 0)
+    report.append(piece.data(), static_cast<size_t>(size));
+  close(descriptor);
+  return report.find(meta_data.csvLine()) != std::string::npos;
 }
 
 void HistoryControler::addToCSV(const MetaData& meta_data) {

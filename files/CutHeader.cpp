@@ -64,10 +64,9 @@ bool saysNothing(const uint8_t* block) {
   const uint32_t data_size = littleEndian(block, kData + 4);
   if (stands(block, 0, "RF64")) {
     const uint64_t large = largeSize(block);
-    return large == 0 || static_cast<uint32_t>(large) != data_size;
+    return large == 0 || (data_size != kUnknownSize && static_cast<uint32_t>(large) != data_size);
   }
-  return data_size == 0 || data_size == kUnknownSize || littleEndian(block, kFact + 8) == 0 ||
-         littleEndian(block, 4) == kHeaderSize - 8;
+  return data_size == 0 || data_size == kUnknownSize || littleEndian(block, 4) == kHeaderSize - 8;
 }
 
 /// A stretch of a text, in bytes.

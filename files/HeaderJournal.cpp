@@ -3,6 +3,7 @@
 #include "files/BWFUtils.h"
 #include "files/FileLayer.h"
 #include "files/utils.h"
+#include "platform/Text.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <string_view>
 
 namespace vurl {
@@ -25,11 +27,14 @@ constexpr size_t kLength = kSum + 8;
 constexpr size_t kSector = 512; ///< bytes that a disk writes as a whole
 
 /// FNV-1a in 64 bits: tells a file that was cut short, not a forged one.
-uint64_t sumOf(const std::vector<uint8_t>& bytes) {
+template <typename Bytes>
+uint64_t fnv(const Bytes& bytes, size_t size) {
   uint64_t sum = 0xCBF29CE484222325;
-  for (size_t i = 0; i < kSum; i++) sum = (sum ^ bytes[i]) * 0x100000001B3;
+  for (size_t i = 0; i < size; i++) sum = (sum ^ static_cast<uint8_t>(bytes[i])) * 0x100000001B3;
   return sum;
 }
+
+uint64_t sumOf(const std::vector<uint8_t>& bytes) { return fnv(bytes, kSum); }
 
 } // namespace
 
@@ -47,7 +52,9 @@ bool HeaderJournal::Entry::isBetween(const std::vector<uint8_t>& block) const {
 HeaderJournal::HeaderJournal(const std::string& path) {
   const size_t name = path.find_last_of('/') + 1;
   folder = name == 0 ? "." : path.substr(0, name);
-  file = path.substr(0, name) + '.' + path.substr(name) + ".repair";
+  std::string own = '.' + path.substr(name) + ".repair";
+  if (own.size() > NAME_MAX) own = '.' + text("%qu", fnv(own, own.size())) + ".repair";
+  file = path.substr(0, name) + own;
 }
 
 bool HeaderJournal::exists() const { return access(file.c_str(), F_OK) == 0; }

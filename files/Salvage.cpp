@@ -62,10 +62,17 @@ private:
     const int error = errno;
     if (error == ENOENT || error == ELOOP || error == EISDIR || error == ENXIO) return result;
     descriptor = open(result.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0 || fstat(descriptor, &status) != 0) return failed(error);
+    if (descriptor < 0 || fstat(descriptor, &status) != 0) {
+      log("%@ cannot be looked at: %s", result.path, systemError(error));
+      return result; // nobody knows whether it was cut off
+    }
     if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
     const auto header = readHeader();
     if (!header) return result;
+    if (isHeld()) { // by its date: only who may write can ask for the lock
+      result.outcome = Salvage::Outcome::in_use;
+      return result;
+    }
     describe(*header);
     return failed(error);
   }
@@ -114,8 +121,12 @@ private:
     const auto entry = journal.read();
     block.resize(kHeaderSize);
     if (const int error = readAt(descriptor, block.data(), block.size(), 0); error != 0) return failed(error);
-    if (entry && entry->whole_size <= status.st_size && entry->isBetween(block)) {
-      if (const auto header = CutHeader::read(entry->old_block.data(), entry->whole_size)) {
+    if (entry && entry->isBetween(block)) {
+      // What was begun follows from the old header and the file's own length; an entry that says otherwise is not ours.
+      const auto header = CutHeader::read(entry->old_block.data(), status.st_size);
+      std::vector<uint8_t> completed = entry->old_block;
+      if (header) header->complete(completed.data(), defaults);
+      if (header && header->wholeSize() == entry->whole_size && completed == entry->new_block) {
         block = entry->old_block;
         describe(*header);
         return carryOut(*entry, journal);

@@ -98,6 +98,12 @@ TEST_F(SalvageTest, aLargeFileBecomesRF64) {
   EXPECT_EQ(parts(block), parts(header(frames)));
   EXPECT_EQ(block.substr(0, 4), "RF64");
   EXPECT_EQ(salvage(), Outcome::none);
+  const int writer = open(path.c_str(), O_WRONLY); // as others write such a header, with a chunk of theirs behind
+  const std::string unknown(4, '\xFF'), chunk = "LIST" + std::string(1000, '\0');
+  EXPECT_EQ(pwrite(writer, unknown.data(), 4, kHeaderSize - 4), 4);
+  EXPECT_EQ(pwrite(writer, chunk.data(), chunk.size(), size), static_cast<ssize_t>(chunk.size()));
+  close(writer);
+  EXPECT_EQ(salvage(), Outcome::none);
 }
 
 TEST_F(SalvageTest, othersFilesAndCompleteOnesStayAsTheyAre) {
@@ -155,6 +161,10 @@ TEST_F(SalvageTest, aDeathDuringTheRepairIsMended) {
   writeFile(journal_path, fileBytes(journal_path).substr(0, 200000));
   writeFile(path, cut);
   EXPECT_EQ(salvage(), Outcome::completed);
+  EXPECT_EQ(fileBytes(path), whole);
+  // One that lies about the file's length.
+  ASSERT_EQ(journal.write({block(cut), block(whole), kHeaderSize + take.blockAlignForFile(1)}), 0);
+  EXPECT_EQ(salvage(), Outcome::none);
   EXPECT_EQ(fileBytes(path), whole);
   // One that was left behind, and somebody has changed the file since.
   ASSERT_EQ(journal.write(entry), 0);
