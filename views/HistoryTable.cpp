@@ -105,6 +105,7 @@ HistoryTable::HistoryTable(QWidget* parent) : QTableView(parent) {
 void HistoryTable::restoreColumns(const UserDefaults& memory) {
   const auto state = QByteArray::fromBase64(QByteArray::fromStdString(memory.stringForKey(kColumnsKey)));
   if (!state.isEmpty()) horizontalHeader()->restoreState(state);
+  horizontalHeader()->setStretchLastSection(true); // behind the state, which holds this too
 }
 
 void HistoryTable::saveColumns(UserDefaults& memory) const {
