@@ -31,7 +31,7 @@ void CountersPage::addNextTake(QVBoxLayout& page) {
   addRow(*rows, tr("Roll"), settingField(defaults, "roll"));
   addRow(*rows, tr("Note"), settingField(defaults, "note"));
   addRow(*rows, tr("Count"), settingNumber(defaults, "count"));
-  rows->addRow(QString(), hintLabel(tr("The part of a take that goes on in new files; 1 for the first.")));
+  rows->addRow(QString(), hintLabel(tr("The part of the take: counts up when a take is cut short; 1 otherwise.")));
 }
 
 void CountersPage::addSteps(QVBoxLayout& page) {

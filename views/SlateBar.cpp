@@ -63,7 +63,7 @@ QLineEdit* SlateBar::addField(const char* key, const QString& title, int column,
 void SlateBar::addCount(int column) {
   count = owned<QSpinBox>();
   count->setRange(0, kMaximumCount);
-  count->setToolTip(tr("The part of the take: counts up when a take is cut short or split"));
+  count->setToolTip(tr("The part of the take: counts up when a take is cut short"));
   count->setFixedWidth(72);
   count->setFocusPolicy(Qt::StrongFocus);
   WheelGuard::protect(*count);
