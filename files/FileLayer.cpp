@@ -10,7 +10,7 @@
 namespace vurl {
 
 int PosixFileLayer::createExclusive(const std::string& path) {
-  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
   if (descriptor < 0) return -1;
   struct flock whole {};
   whole.l_type = F_WRLCK;
@@ -38,6 +38,8 @@ ssize_t PosixFileLayer::write(int descriptor, const void* bytes, size_t size) {
 }
 
 int64_t PosixFileLayer::seek(int descriptor, int64_t offset) { return ::lseek(descriptor, offset, SEEK_SET); }
+
+int PosixFileLayer::truncate(int descriptor, int64_t size) { return ftruncate(descriptor, size); }
 
 int PosixFileLayer::startWriting(int descriptor) { return sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE); }
 

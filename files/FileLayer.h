@@ -16,7 +16,8 @@ class FileLayer {
 public:
   virtual ~FileLayer() = default;
 
-  /// Creates a new file for writing, mode 0666 less the process's mask; fails with EEXIST when the name is taken.
+  /// Creates a new file for writing, mode 0666 less the process's mask; fails with EEXIST when the name is taken,
+  /// by a link as well.
   /// Until it is closed it is locked, where the file system can do that, so that nobody takes it for one that was left
   /// behind (files/Salvage.h). Returns a descriptor.
   [[nodiscard]] virtual int createExclusive(const std::string& path) = 0;
@@ -33,6 +34,9 @@ public:
 
   /// Sets the file position to `offset` bytes from the start. Returns it.
   [[nodiscard]] virtual int64_t seek(int descriptor, int64_t offset) = 0;
+
+  /// Cuts off what stands behind the first `size` bytes of the file, which has at least as many. Returns 0.
+  [[nodiscard]] virtual int truncate(int descriptor, int64_t size) = 0;
 
   /// Has the system begin to write to disk what it holds of the file, without waiting for it.
   virtual int startWriting(int descriptor) = 0;
@@ -55,6 +59,7 @@ public:
   [[nodiscard]] ssize_t read(int descriptor, void* bytes, size_t size) override;
   [[nodiscard]] ssize_t write(int descriptor, const void* bytes, size_t size) override;
   [[nodiscard]] int64_t seek(int descriptor, int64_t offset) override;
+  [[nodiscard]] int truncate(int descriptor, int64_t size) override;
   int startWriting(int descriptor) override;
   [[nodiscard]] int sync(int descriptor) override;
   [[nodiscard]] int syncFolder(const std::string& path) override;

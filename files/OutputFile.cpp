@@ -208,6 +208,7 @@ bool OutputFile::ringIsFull() {
 
 OutputFile::Reason OutputFile::addToMovieForRecording() {
   const auto depth = static_cast<uint32_t>(meta_data->bitDepth());
+  block_is_torn = true;
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (ringIsFull()) return "Ring buffer full"; // a write may have stalled since the last look
     workAt(file);
@@ -215,6 +216,7 @@ OutputFile::Reason OutputFile::addToMovieForRecording() {
     const int error = writeAll(file_layer, fds[static_cast<size_t>(file)], block.data(), static_cast<size_t>(size));
     if (error != 0) return text("Could not write samples to file, %s.", systemError(error));
   }
+  block_is_torn = false;
   audio_ring.skipRecordingRingWithLength(kBlockLength);
   meta_data->setNrSamples(meta_data->nrSamples() + kBlockLength);
   nr_samples.store(meta_data->nrSamples(), std::memory_order_release);
@@ -224,6 +226,7 @@ OutputFile::Reason OutputFile::addToMovieForRecording() {
 OutputFile::Reason OutputFile::openMovieForRecording() {
   closeLeftOvers();
   nr_opened_files = 0;
+  block_is_torn = false;
   longest_backlog.store(0, std::memory_order_release);
   updateUserData();
   updateSystemData();
@@ -273,6 +276,7 @@ OutputFile::Reason OutputFile::closeMovieForRecording() {
   Reason first;
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     workAt(file);
+    if (block_is_torn) cutTornBlock(file);
     log("close movie, write header: %i", file);
     Reason error = writeHeader(file);
     Reason close_error = closeFile(file);
@@ -283,6 +287,13 @@ OutputFile::Reason OutputFile::closeMovieForRecording() {
   syncFiles();
   workAt(-1);
   return first;
+}
+
+/// Takes away what has come to the file of a block that another file has not got: no header tells of it, and behind a
+/// header without samples it would look like a take that was cut off. On a full disk the header may need the room.
+void OutputFile::cutTornBlock(int32_t file) {
+  const int result = file_layer.truncate(fds[static_cast<size_t>(file)], meta_data->fileSizeForFile(file));
+  if (result < 0) log("The end of file %i could not be cut off, %s.", file + 1, systemError(errno));
 }
 
 OutputFile::Reason OutputFile::closeFile(int32_t file) {

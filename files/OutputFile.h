@@ -183,6 +183,7 @@ private:
   Reason openMovieForRecording();
   Reason addToMovieForRecording();
   Reason closeMovieForRecording();
+  void cutTornBlock(int32_t file);
   Reason closeFile(int32_t file);
   void syncFiles() const;
   Reason writeHeader(int32_t file);
@@ -230,6 +231,7 @@ private:
   std::array<uint8_t, size_t{kBlockLength} * 64 * 4> block{};
   int64_t last_device_position = 0;
   int32_t still_passes = 0;
+  bool block_is_torn = false; ///< the last block did not come to all files as a whole
 
   // Of a playback.
   int64_t nr_samples_to_play = 0;      ///< length of the take

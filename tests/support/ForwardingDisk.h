@@ -11,6 +11,7 @@ struct ForwardingDisk : FileLayer {
   ssize_t read(int descriptor, void* bytes, size_t size) override { return disk.read(descriptor, bytes, size); }
   ssize_t write(int descriptor, const void* bytes, size_t size) override { return disk.write(descriptor, bytes, size); }
   int64_t seek(int descriptor, int64_t offset) override { return disk.seek(descriptor, offset); }
+  int truncate(int descriptor, int64_t size) override { return disk.truncate(descriptor, size); }
   int startWriting(int descriptor) override { return disk.startWriting(descriptor); }
   int sync(int descriptor) override { return disk.sync(descriptor); }
   int syncFolder(const std::string& path) override { return disk.syncFolder(path); }
