@@ -28,7 +28,7 @@ struct FaultTest : OutputFileTest {
   };
 
   /// Each piece with `blocks` blocks.
-  std::vector<Piece> take(int blocks) {
+  std::vector<Piece> take(int64_t blocks) {
     std::vector<Piece> pieces;
     for (bool continued = false; pieces.empty() || continued;) {
       set({{"take", ++number}});
@@ -182,7 +182,7 @@ TEST_F(FaultTest, eachCallOfASyncMayFail) {
 }
 
 TEST_F(FaultTest, aDiskMayFillUpAtAnyByte) {
-  constexpr int kBlocks = 40;
+  constexpr int64_t kBlocks = 40;
   constexpr int64_t kSamples = kBlocks * 256 * 3, kPiece = kHeaderSize + kSamples;
   std::mt19937 random(7);
   for (int i = 0; i < 20; ++i) {

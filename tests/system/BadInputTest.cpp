@@ -2,6 +2,8 @@
 // and what is left on disk.
 #include "tests/system/TakeFile.h"
 
+#include <sys/mount.h>
+
 namespace vurl {
 
 TEST(BadInput, IsRefusedWithAReasonAndLeavesNoFile) {
@@ -41,6 +43,39 @@ TEST(BadInput, FullDiskLeavesTheBlocksThatFit) {
   EXPECT_EQ(take["reason"], "Could not write samples to file, File too large.");
   constexpr uint64_t kBlock = 256 * 8 * 3;
   EXPECT_EQ(TakeFile(take["files"][0]).size, (1048576 - TakeFile::kHeaderSize) / kBlock * kBlock);
+}
+
+TEST(BadInput, AFullFolderEndsATakeOfAllFoldersAndTheNextOneOnceThereIsRoom) {
+  const Home home;
+  const std::string small = home.file("small");
+  std::filesystem::create_directory(small);
+  const bool is_alone = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+  if (!is_alone || mount("none", small.c_str(), "tmpfs", 0, "size=500k") != 0)
+    GTEST_SKIP() << "a file system of one's own cannot be mounted here: " << systemError(errno);
+  const Words settings = {"nr_files=2",           "nr_folders=2",
+                          "folder_for_file001=1", "path_for_folder01=" + small,
+                          "pre_record_time=0",    "channel00_in_file001=true",
+                          "filename_format=x%t"};
+  const auto setRoom = [&](const char* room) { mount("none", small.c_str(), "tmpfs", MS_REMOUNT, room); };
+  for (const char* const room : {"size=100k", "size=140k", "size=333k", "size=777k"}) {
+    SCOPED_TRACE(room);
+    setRoom(room);
+    Program full(home.recording(settings, {"--device", "generator"}));
+    EXPECT_EQ(full.wait(), 1);
+    const Take ended = takeOf(full);
+    const bool has_header = room != std::string("size=100k");
+    EXPECT_EQ(ended["reason"],
+              has_header ? "Could not write samples to file, No space left on device." : "Could not write header.");
+    setRoom("size=50m");
+    const auto next = takesBy(home.recording(settings, {"--device", "generator", "--duration", "0.3"}));
+    for (const Take& take : {ended, next.at(0)})
+      for (const std::string path : take["files"]) {
+        const bool has_whole_header = has_header || take == next[0] || path.find(small) == std::string::npos;
+        EXPECT_EQ(has_whole_header ? TakeFile(path).frames : 0, take["samples"].get<int64_t>()) << path;
+      }
+    for (const auto& entry : std::filesystem::directory_iterator(small)) std::filesystem::remove(entry.path());
+  }
+  umount2(small.c_str(), MNT_DETACH);
 }
 
 TEST(BadInput, SignalsEndTheProgramInGoodOrderAtAnyMoment) {
