@@ -4,6 +4,7 @@
 #include "files/FileLayer.h"
 #include "files/utils.h"
 #include "platform/Log.h"
+#include "platform/OwnLinks.h"
 #include "platform/Resources.h"
 
 #include <fcntl.h>
@@ -16,7 +17,7 @@ namespace vurl {
 namespace {
 
 // A FIFO in a report's place fails to open rather than to keep the processing thread waiting.
-constexpr int kWrite = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK;
+constexpr int kWrite = O_WRONLY | O_CREAT | O_NONBLOCK;
 
 int writeText(int descriptor, const std::string& text) {
   PosixFileLayer layer;
@@ -25,7 +26,7 @@ int writeText(int descriptor, const std::string& text) {
 
 /// Writes the report to `path`. False, with a log line, at the first step that fails.
 bool writeXML(const std::string& path, const std::string& report) {
-  const int descriptor = open(path.c_str(), kWrite | O_TRUNC, 0666);
+  const int descriptor = openPastOwnLinks(path, kWrite | O_TRUNC);
   if (descriptor < 0) {
     log("Could not open soundreport.xml: %s", systemError(errno));
     return false;
@@ -88,9 +89,9 @@ bool HistoryControler::isInCSV(const MetaData& meta_data) {
 
 void HistoryControler::addToCSV(const MetaData& meta_data) {
   const std::string path = meta_data.csvFilename();
-  int descriptor = open(path.c_str(), kWrite | O_APPEND | O_EXCL, 0666);
+  int descriptor = openPastOwnLinks(path, kWrite | O_APPEND | O_EXCL);
   const bool is_new = descriptor >= 0;
-  if (!is_new) descriptor = open(path.c_str(), kWrite | O_APPEND, 0666);
+  if (!is_new) descriptor = openPastOwnLinks(path, kWrite | O_APPEND);
   if (descriptor < 0) {
     log("Could not open csv file: %s", systemError(errno));
     return;

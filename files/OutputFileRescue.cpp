@@ -22,13 +22,15 @@ struct Rescue {
   int32_t nr_waiting = 0;
 };
 
-/// Also cuts off what no header tells of: the block that the file has received and a later one of the take has not.
+/// No link that has taken the file's name since is followed. Also cuts off what no header tells of: the block that the
+/// file has received and a later one of the take has not.
 bool writeHeaderInto(const std::string& path, const std::vector<uint8_t>& area, int64_t file_size) {
   PosixFileLayer layer;
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  const int descriptor = open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return false;
   struct stat about {};
-  bool is_written = writeAll(layer, descriptor, area.data(), area.size()) == 0 && fstat(descriptor, &about) == 0;
+  bool is_written = fstat(descriptor, &about) == 0 && S_ISREG(about.st_mode) && about.st_size >= file_size;
+  is_written = is_written && writeAll(layer, descriptor, area.data(), area.size()) == 0;
   if (is_written && about.st_size > file_size) is_written = ftruncate(descriptor, file_size) == 0;
   return close(descriptor) == 0 && is_written;
 }

@@ -1,6 +1,7 @@
 #include "files/utils.h"
 
 #include "platform/Log.h"
+#include "platform/OwnLinks.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -130,7 +131,7 @@ int32_t copy(const char* path1, const char* path2) {
   };
   const int source = open(path1, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (source < 0) return failed("Could not open src for copy %s: %s");
-  const int destination = open(path2, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
+  const int destination = openPastOwnLinks(path2, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK);
   if (destination < 0) {
     const int32_t result = failed("Could not open dst for copy %s: %s");
     close(source);

@@ -52,7 +52,8 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& r
 
 std::optional<std::string> writeWholeFile(const std::string& path, const std::string& bytes) {
   const std::string fresh = text("%@.%i.new", path, getpid());
-  const int descriptor = open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+  unlink(fresh.c_str()); // of a program that died; another one's file would stay that one's
+  const int descriptor = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
   if (descriptor < 0) return systemError(errno);
   int error = writeAll(descriptor, bytes);
   if (close(descriptor) < 0 && error == 0) error = errno;

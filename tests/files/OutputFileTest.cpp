@@ -82,6 +82,8 @@ TEST_F(OutputFileTest, AFailingOpenIsTheTakesReason) {
   const auto nr_open = nrOpen();
   const std::pair<std::function<void()>, const char*> cases[] = {
       {[this] { writeFile(folder.file("take1.wav"), ""); }, "Could not open audio file '%@', File exists."},
+      {[this] { std::filesystem::create_symlink(folder.file("elsewhere"), folder.file("take2.wav")); },
+       "Could not open audio file '%@', File exists."},
       {[this] { remove_all(folder.path); }, "Could not open audio file '%@', No such file or directory."},
       {[this] { disk.bytes_left = 1000; }, "Could not write header."},
       {[this] { disk.seek_error = EIO; }, "Could not seek to start of header."}};
@@ -93,6 +95,7 @@ TEST_F(OutputFileTest, AFailingOpenIsTheTakesReason) {
     EXPECT_EQ(engine.reason(), text(reason, path()));
     disk.bytes_left = INT64_MAX;
   }
+  EXPECT_FALSE(std::filesystem::exists(folder.file("elsewhere")));
   EXPECT_EQ(nrOpen(), nr_open + 1) << "left open by the failed open";
   record();
   EXPECT_EQ(nrOpen(), nr_open + 1) << "and closed when the next take starts";

@@ -80,6 +80,22 @@ TEST_F(MetaDataTest, fileNames) {
     take.setFileFormat(file_format);
     EXPECT_EQ(take.filenameForFile(1), name);
   }
+  // Whatever has been typed, the file stands in the folder itself.
+  defaults.setObject(std::string("%s%c"), "filename_format");
+  take.setNrFiles(1);
+  take.setNrChannels(1);
+  take.setEnable(true, 0, 0);
+  // clang-format off
+  const std::pair<std::string, const char*> typed[] = {
+      {"..", ".."}, {"/etc/x", "_etc_x"}, {"../../x", ".._.._x"}, {"a\r\n\tb\x7F", "a___b_"}, {"<SPEED>", "_SPEED_"},
+      {std::string("a\0b", 3), "a_b"}, {"\xFF\xC3x\xED\xA0\x80", "__x_"}, {"~", "_"}, {"%s%N%%", "_s_N__"}};
+  // clang-format on
+  for (const auto& [name, cleaned] : typed)
+    for (const bool is_channel : {false, true}) {
+      take.setScene(is_channel ? "" : name);
+      take.setName(is_channel ? name : "", 0);
+      EXPECT_EQ(take.filenameForFile(0), text("/home/u/Audio/%@.txt", cleaned));
+    }
   take.setFilename("/frozen.wav", 1);
   EXPECT_EQ(take.filenameForFile(1), "/frozen.wav");
   defaults.setObject(std::string("%p report"), "csv_filename_format");
