@@ -3,6 +3,7 @@
 #include "app/DeviceChoice.h"
 #include "hardware/DeviceList.h"
 #include "platform/Log.h"
+#include "platform/NewThread.h"
 
 #include <algorithm>
 #include <chrono>
@@ -70,11 +71,12 @@ bool DeviceSession::isSelected(const Recorder& recorder, std::string& reason) co
 }
 
 void DeviceSession::endSoon(int exit_code) {
-  std::thread([exit_code] {
+  auto thread = newThread([exit_code] {
     std::this_thread::sleep_for(kPatienceAtTheEnd);
     warn("The device could not be released in time.");
     std::_Exit(exit_code);
-  }).detach();
+  });
+  if (thread.joinable()) thread.detach();
 }
 
 int refuse(const std::string& reason, int exit_code) {

@@ -5,6 +5,7 @@
 #include "app/TakeFolders.h"
 #include "files/OutputFile.h"
 #include "platform/Log.h"
+#include "platform/NewThread.h"
 
 #include <algorithm>
 #include <atomic>
@@ -75,7 +76,7 @@ void HistoryControler::beginLoading() {
 
 void HistoryControler::beginSalvage() {
   loading->is_salvaging = true;
-  loading->salvager = std::thread([this, &load = *loading] {
+  loading->salvager = newThread([this, &load = *loading] {
     for (const std::string& path : load.paths) {
       if (load.is_given_up) break;
       Salvage found = salvageFile(path, defaults, false);
@@ -84,6 +85,7 @@ void HistoryControler::beginSalvage() {
     }
     load.is_salvaging = false;
   });
+  if (!loading->salvager.joinable()) loading->is_salvaging = false; // the next start sees to it
 }
 
 std::vector<std::string> HistoryControler::filesOfFolders() {
@@ -162,7 +164,8 @@ void HistoryControler::completeReports() {
 void HistoryControler::rewritePartialReports() {
   if (!is_report_partial.exchange(false)) return;
   if (saving.joinable()) saving.join();
-  saving = std::thread([this] { saveHistory(); });
+  saving = newThread([this] { saveHistory(); });
+  if (!saving.joinable()) is_report_partial = true;
 }
 
 void HistoryControler::reload() {
@@ -205,13 +208,14 @@ void HistoryControler::print() {
   const std::string folder = expandTilde(webFolder());
   if (folder.empty() || is_printing.exchange(true)) return;
   if (printing.joinable()) printing.join();
-  printing = std::thread([this, folder] {
+  printing = newThread([this, folder] {
     std::string reason;
     const auto rendered = renderSoundReport(folder, list.takes(), reason);
     if (!rendered) log("Could not render the sound report of %@: %@", folder, reason);
     opener(rendered.value_or(soundReportXML(folder)));
     is_printing = false;
   });
+  if (!printing.joinable()) is_printing = false;
 }
 
 std::string HistoryControler::objectValue(std::string_view column, int32_t row) const {

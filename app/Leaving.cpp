@@ -1,6 +1,7 @@
 #include "app/Leaving.h"
 
 #include "platform/Log.h"
+#include "platform/NewThread.h"
 
 #include <atomic>
 #include <cstdio>
@@ -19,12 +20,13 @@ constexpr std::chrono::seconds kLongWait{3};
 class Guard {
 public:
   Guard(int exit_code, std::chrono::seconds patience) {
-    std::thread([exit_code, patience, over = is_over] {
+    auto thread = newThread([exit_code, patience, over = is_over] {
       std::this_thread::sleep_for(patience);
       if (over->load()) return;
       warn("A disk does not answer; the program ends without it.");
       std::_Exit(exit_code);
-    }).detach();
+    });
+    if (thread.joinable()) thread.detach();
   }
   ~Guard() { is_over->store(true); }
   Guard(const Guard&) = delete;

@@ -2,6 +2,7 @@
 
 #include "hardware/AlsaLog.h"
 #include "hardware/Patience.h"
+#include "platform/NewThread.h"
 
 #include <cerrno>
 #include <chrono>
@@ -56,11 +57,14 @@ std::unique_ptr<AlsaDevice> AlsaDevice::start(const AlsaDeviceSetup& setup, cons
   if (error < 0) return nullptr;
   std::promise<void> end;
   device->ended = end.get_future();
-  std::thread([loop = device->loop, promise = std::move(end), prepare = setup.prepare_thread]() mutable {
+  auto thread = newThread([loop = device->loop, promise = std::move(end), prepare = setup.prepare_thread]() mutable {
     if (prepare) prepare();
     loop->run();
     promise.set_value();
-  }).detach();
+  });
+  error = thread.joinable() ? 0 : -EAGAIN;
+  if (error < 0) return nullptr;
+  thread.detach();
   return device;
 }
 

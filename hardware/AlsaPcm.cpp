@@ -1,5 +1,7 @@
 #include "hardware/AlsaPcm.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -8,6 +10,9 @@ namespace vurl {
 namespace {
 
 constexpr unsigned kLeastPeriods = 3; ///< in the device's memory
+
+/// Milliseconds that a device may keep waiting which has said that it is ready; behind them it is started anew.
+constexpr int kMostWaits = 50;
 
 /// The part of a second that fits into the memory of a device that captures, if it has as much: so long may this
 /// program be held up before sound is lost. It delays nothing.
@@ -227,9 +232,14 @@ int AlsaPcm::moveUnmapped() noexcept {
       convert({&raw[(isInterleaved() ? i : i * period) * format->nr_bytes], step}, i, 0, period);
   };
   if (direction == SND_PCM_STREAM_PLAYBACK) convertAll();
+  int nr_waits = 0;
   for (size_t done = 0; done < period;) {
     const snd_pcm_sframes_t moved = transfer(done);
-    if (moved <= 0) return moved == 0 ? -EPIPE : static_cast<int>(moved);
+    if (moved == -EAGAIN && nr_waits++ < kMostWaits) {
+      ::poll(nullptr, 0, 1);
+      continue;
+    }
+    if (moved <= 0) return moved == 0 || moved == -EAGAIN ? -EPIPE : static_cast<int>(moved);
     done += static_cast<size_t>(moved);
   }
   if (direction == SND_PCM_STREAM_CAPTURE) convertAll();

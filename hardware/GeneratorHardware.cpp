@@ -1,6 +1,8 @@
 #include "hardware/GeneratorHardware.h"
 
 #include "hardware/GeneratorCycle.h"
+#include "platform/Log.h"
+#include "platform/NewThread.h"
 
 #include <algorithm>
 #include <array>
@@ -79,7 +81,9 @@ OSStatus GeneratorHardware::start(AudioObjectID, const IOProc& new_io) {
   cycle->limiter.restart();
   stepped = !is_paced;
   startThread();
-  return kAudioHardwareNoError;
+  if (stepped || thread.joinable()) return kAudioHardwareNoError;
+  io = {};
+  return kAudioHardwareBadDeviceError;
 }
 
 void GeneratorHardware::stop(AudioObjectID) {
@@ -129,10 +133,11 @@ OSStatus GeneratorHardware::setClockSource(AudioObjectID, uint32_t id) {
 void GeneratorHardware::startThread() {
   if (io.proc == nullptr || stepped) return;
   stopping = false;
-  thread = std::thread([this] {
+  thread = newThread([this] {
     if (prepare_thread) prepare_thread();
     pace();
   });
+  if (!thread.joinable()) warn("The system has no thread left for the test generator.");
 }
 
 void GeneratorHardware::stopThread() {

@@ -1,6 +1,7 @@
 #include "platform/Desktop.h"
 
 #include "platform/Log.h"
+#include "platform/NewThread.h"
 
 #include <sys/wait.h>
 
@@ -10,7 +11,6 @@
 
 #include <array>
 #include <csignal>
-#include <thread>
 
 namespace vurl {
 namespace {
@@ -60,7 +60,8 @@ bool openWithDesktop(const std::string& path) {
     log("Could not open %@ in the desktop: %s", path, systemError(error));
     return false;
   }
-  std::thread([child] { waitpid(child, nullptr, 0); }).detach(); // else it would stay as a zombie
+  auto thread = newThread([child] { waitpid(child, nullptr, 0); }); // else it would stay as a zombie
+  if (thread.joinable()) thread.detach();
   return true;
 }
 

@@ -286,6 +286,15 @@ TEST_F(AlsaTest, TellsThatOtherBuffersCostSound) {
   }
 }
 
+TEST_F(AlsaTest, WaitsForADeviceThatIsNotAsReadyAsItSays) {
+  AlsaRig rig(faulty("hesitant", "hesitates yes"));
+  rig.input_device.awake();
+  rig.input_device.setSelectedDevice(rig.find("ALSA - hesitant"));
+  EXPECT_TRUE(rig.waitForCycles(20));
+  rig.run_loop.drain();
+  EXPECT_FALSE(rig.observer.has("processorOverload"));
+}
+
 TEST_F(AlsaTest, TakesOutADeviceThatEndsEarly) {
   const std::pair<std::string, const char*> cases[] = {
       {"pcm.short { type file slave.pcm { type null } file /dev/full format raw hint.show on }", "short"},

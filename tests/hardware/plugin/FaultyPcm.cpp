@@ -1,5 +1,6 @@
 // A plugin that gives ALSA a device with faults to order, silent and paced by the clock: 48 kHz, 2 channels of 16 bits.
-// It has one user at a time; with "refuses yes" no setup suits it, with "frames N" it is gone after N frames.
+// It has one user at a time; with "refuses yes" no setup suits it, with "frames N" it is gone after N frames, with
+// "hesitates yes" its memory is out of reach, and it often says that it is ready before it is.
 #include <alsa/asoundlib.h>
 #include <alsa/pcm_external.h>
 #include <sys/eventfd.h>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <iterator>
 
 namespace {
 
@@ -20,6 +20,8 @@ bool is_in_use[2]; // playing, capturing
 struct FaultyPcm {
   snd_pcm_ioplug_t io{};
   bool refuses = false;
+  bool hesitates = false;
+  int nr_transfers = 0;
   long frames = 0; ///< it delivers; 0 for ever
   bool is_gone = false;
   Clock::time_point start;
@@ -35,7 +37,7 @@ struct FaultyPcm {
   int setUp() {
     constexpr unsigned kAccesses[] = {SND_PCM_ACCESS_RW_INTERLEAVED, SND_PCM_ACCESS_MMAP_INTERLEAVED};
     constexpr unsigned kFormats[] = {SND_PCM_FORMAT_S16_LE};
-    int error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_ACCESS, std::size(kAccesses), kAccesses);
+    int error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_ACCESS, hesitates ? 1 : 2, kAccesses);
     if (error >= 0) error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_FORMAT, 1, kFormats);
     if (error >= 0) error = snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_CHANNELS, 2, 2);
     if (error >= 0) error = snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_RATE, 48000, 48000);
@@ -57,6 +59,7 @@ const snd_pcm_ioplug_callback_t* callbacks() {
     calls.pointer = [](snd_pcm_ioplug_t* io) { return FaultyPcm::of(io).position(); };
     calls.transfer = [](snd_pcm_ioplug_t* io, const snd_pcm_channel_area_t* areas, snd_pcm_uframes_t offset,
                         snd_pcm_uframes_t size) -> snd_pcm_sframes_t {
+      if (FaultyPcm::of(io).hesitates && ++FaultyPcm::of(io).nr_transfers % 3 != 0) return -EAGAIN;
       if (io->stream == SND_PCM_STREAM_CAPTURE)
         snd_pcm_areas_silence(areas, offset, io->channels, size, SND_PCM_FORMAT_S16_LE);
       return static_cast<snd_pcm_sframes_t>(size);
@@ -82,6 +85,7 @@ SND_PCM_PLUGIN_DEFINE_FUNC(faulty) {
   auto* const pcm = new FaultyPcm;
   snd_config_t* found = nullptr;
   pcm->refuses = snd_config_search(conf, "refuses", &found) == 0 && snd_config_get_bool(found) == 1;
+  pcm->hesitates = snd_config_search(conf, "hesitates", &found) == 0 && snd_config_get_bool(found) == 1;
   if (snd_config_search(conf, "frames", &found) == 0) snd_config_get_integer(found, &pcm->frames);
   pcm->io.version = SND_PCM_IOPLUG_VERSION;
   pcm->io.name = "device with faults";
