@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -184,8 +185,10 @@ void AudioRing::idleRecord() noexcept {
 uint32_t AudioRing::findCells(ChannelMask channels, std::array<float*, kMaxChannels>& found) const noexcept {
   const uint32_t nr_channels = nrChannels();
   uint32_t nr_found = 0;
-  for (uint32_t channel = 0; channel < nr_channels; ++channel) {
-    if (BitTst(&channels, static_cast<int32_t>(channel))) found[nr_found++] = cells(channel);
+  for (uint64_t left = BitNumbers(channels); left != 0; left &= left - 1) {
+    const auto channel = static_cast<uint32_t>(std::countr_zero(left));
+    if (channel >= nr_channels) break;
+    found[nr_found++] = cells(channel);
   }
   return nr_found;
 }

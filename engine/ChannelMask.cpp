@@ -1,5 +1,7 @@
 #include "engine/ChannelMask.h"
 
+#include <bit>
+
 namespace vurl {
 
 namespace {
@@ -33,6 +35,14 @@ int32_t BitFind(const void* mask, int32_t size, int32_t nr) noexcept {
     if (BitTst(mask, bit) && nr-- == 0) return bit;
   }
   return -1;
+}
+
+uint64_t BitNumbers(ChannelMask mask) noexcept {
+  static_assert(std::endian::native == std::endian::little, "the bytes stand in the right order already");
+  auto bits = static_cast<uint64_t>(mask);
+  bits = (bits >> 4 & 0x0F0F0F0F0F0F0F0FU) | (bits & 0x0F0F0F0F0F0F0F0FU) << 4;
+  bits = (bits >> 2 & 0x3333333333333333U) | (bits & 0x3333333333333333U) << 2;
+  return (bits >> 1 & 0x5555555555555555U) | (bits & 0x5555555555555555U) << 1;
 }
 
 } // namespace vurl

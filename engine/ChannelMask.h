@@ -24,4 +24,7 @@ int32_t BitCount(const void* mask, int32_t size) noexcept;
 /// The member with rank `nr` (0 is the first) among bits 0 to `size` - 1, or -1 when there is none. Any thread.
 int32_t BitFind(const void* mask, int32_t size, int32_t nr) noexcept;
 
+/// The same set as a number whose bit n, counted from the lowest, is channel n. Any thread.
+uint64_t BitNumbers(ChannelMask mask) noexcept;
+
 } // namespace vurl

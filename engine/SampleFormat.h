@@ -47,8 +47,8 @@ float convertFromSample24(const uint8_t* buffer, uint64_t offset) noexcept;
 /// Reads two bytes, least significant first; the result lies in -1.0 to 32767 / 32768.
 float convertFromSample16(const uint8_t* buffer, uint64_t offset) noexcept;
 
-/// Writes `length` frames of `nr_channels` samples each to `buffer`, in format `depth`; channel i comes from
-/// `channels[i]`, and a null pointer there gives silence. `buffer` takes length x nr_channels x sampleSize(depth)
+/// Writes `length` frames of `nr_channels` (at most 64) samples each to `buffer`, in format `depth`; channel i comes
+/// from `channels[i]`, and a null pointer there gives silence. `buffer` takes length x nr_channels x sampleSize(depth)
 /// bytes and does not overlap the channels.
 void interleave(const float* const* channels, uint32_t nr_channels, uint32_t length, uint8_t* buffer,
                 uint32_t depth) noexcept;
@@ -60,5 +60,9 @@ void interleaveAnywhere(const float* const* channels, uint32_t nr_channels, uint
 /// The way back: reads `length` frames from `buffer` into the channels; a null pointer leaves its channel out.
 void deinterleave(const uint8_t* buffer, float* const* channels, uint32_t nr_channels, uint32_t length,
                   uint32_t depth) noexcept;
+
+/// deinterleave() as interleaveAnywhere().
+void deinterleaveAnywhere(const uint8_t* buffer, float* const* channels, uint32_t nr_channels, uint32_t length,
+                          uint32_t depth) noexcept;
 
 } // namespace vurl
