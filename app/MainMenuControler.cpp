@@ -73,34 +73,31 @@ void MainMenuControler::applicationWillTerminate() {
 
 // Transport
 
-void MainMenuControler::recStopPressed(int32_t command) {
+bool MainMenuControler::recStopPressed(int32_t command) {
   switch (command) {
-  case REC: startRecording(false); break;
-  case STOP: stopRecording(std::nullopt); break;
-  case ABORT: stopRecording(kAbort); break;
-  case PLAY: startPlayback(history_controler.selectedMetaData()); break;
+  case REC: return startRecording(false);
+  case STOP: return stopRecording(std::nullopt);
+  case ABORT: return stopRecording(kAbort);
+  case PLAY: return startPlayback(history_controler.selectedMetaData());
   case TOGGLE:
-    if (output_file.state() == OutputFile::IDLE) {
-      startRecording(false);
-    } else if (output_file.state() == OutputFile::RUNNING_RECORDING) {
-      stopRecording(std::nullopt);
-    }
-    break;
-  default: break;
+    if (output_file.state() == OutputFile::IDLE) return startRecording(false);
+    return output_file.state() == OutputFile::RUNNING_RECORDING && stopRecording(std::nullopt);
+  default: return false;
   }
 }
 
-void MainMenuControler::startRecording(bool continued) {
+bool MainMenuControler::startRecording(bool continued) {
   const OutputFile::State state = output_file.state();
   if (state == OutputFile::RUNNING_RECORDING) {
-    if (defaults.boolForKey("new_take_on_rec")) output_file.fileBreak();
-    return;
+    const bool breaks = defaults.boolForKey("new_take_on_rec");
+    if (breaks) output_file.fileBreak();
+    return breaks;
   }
   if (isPlaying(state)) {
     stopRecording(std::nullopt);
     waitForIdle();
   } else if (state != OutputFile::IDLE) {
-    return;
+    return false;
   }
   refreshDeviceSettings();
   is_playback = false;
@@ -108,19 +105,22 @@ void MainMenuControler::startRecording(bool continued) {
   if (!continued) pending_stop.reset();
   output_file.startWith(continued);
   if (continued && pending_stop) output_file.stopAt(pending_stop->border, pending_stop->reason);
+  return true;
 }
 
 /// The engine stops a take that runs. Between two pieces of a take the STOP waits for the next one; and a change at the
 /// hardware also ends a take that is just starting, for it would go on with what is no longer true.
-void MainMenuControler::stopRecording(const Reason& reason) {
+bool MainMenuControler::stopRecording(const Reason& reason) {
   const OutputFile::State state = output_file.state();
   const bool from_hardware = reason && *reason != kAbort;
   const bool starting =
       state == OutputFile::STARTING_RECORDING && !pending_stop && (next_piece || from_hardware); // the first one counts
   const bool between_pieces = output_file.restartIsPending() &&
                               (state == OutputFile::STOPPING_RECORDING || state == OutputFile::FINISHED_RECORDING);
-  if (state == OutputFile::RUNNING_RECORDING || isPlaying(state) || starting) stopNow(reason);
+  const bool is_running = state == OutputFile::RUNNING_RECORDING || isPlaying(state) || starting;
+  if (is_running) stopNow(reason);
   if (between_pieces) pending_stop = Stop{reason, audio_ring.devicePosition()};
+  return is_running || between_pieces;
 }
 
 void MainMenuControler::stopNow(const Reason& reason) {
@@ -137,22 +137,23 @@ void MainMenuControler::stopWhenRunning() {
   }
 }
 
-void MainMenuControler::startPlayback(const std::shared_ptr<const MetaData>& take) {
+bool MainMenuControler::startPlayback(const std::shared_ptr<const MetaData>& take) {
   const OutputFile::State state = output_file.state();
   if (isPlaying(state)) {
     stopRecording(std::nullopt);
     waitForIdle();
   } else if (state != OutputFile::IDLE) {
-    return;
+    return false;
   }
   if (take == nullptr) {
     view.showAlert("Playback not started.", "History table is empty.");
     view.showTransport(STOP, TransportColour::black);
-    return;
+    return false;
   }
   refreshDeviceSettings();
   is_playback = true;
   output_file.startWith(*take);
+  return true;
 }
 
 void MainMenuControler::waitForIdle() {
@@ -244,8 +245,8 @@ void MainMenuControler::updateTimecodeGUI() {
   audio_ring.parseLTCTime();
   const bool locked = audio_ring.timecodeLock();
   followLock(locked);
-  view.showCurrentTime(timecode(audio_ring.timestampAtDevicePosition()), locked);
-  view.showTakeLength(timecode(output_file.nrSamples()));
+  view.showCurrentTime(currentTime(), locked);
+  view.showTakeLength(takeLength());
 }
 
 void MainMenuControler::followLock(bool locked) {
@@ -263,7 +264,8 @@ void MainMenuControler::updateLevelsGUI() {
   for (uint32_t channel = 0; channel < AudioRing::kMaxChannels; ++channel) {
     const float peak = audio_ring.peakForChannel(channel);
     const auto rms = static_cast<float>(audio_ring.rmsForChannel(channel) * kFullScaleSine);
-    view.setPeak(20.0F * std::log10(peak), 20.0F * std::log10(rms), channel);
+    shown_levels[channel] = {20.0F * std::log10(peak), 20.0F * std::log10(rms)};
+    view.setPeak(shown_levels[channel].peak, shown_levels[channel].rms, channel);
   }
 }
 

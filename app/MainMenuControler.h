@@ -17,6 +17,7 @@
 
 #include <array>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -56,12 +57,14 @@ public:
 
   // Transport
 
+  // Each returns whether the engine's state allowed it; if not, nothing was done.
+
   /// Obeys a TransportCommand; other codes are ignored, as is every command that does not fit the engine's state.
-  void recStopPressed(int32_t command);
-  void startRecording(bool continued);
-  void stopRecording(const Reason& reason);
+  bool recStopPressed(int32_t command);
+  bool startRecording(bool continued);
+  bool stopRecording(const Reason& reason);
   /// Plays `take`, in place of one that is playing; nothing while a recording is under way. An alert when null.
-  void startPlayback(const std::shared_ptr<const MetaData>& take);
+  bool startPlayback(const std::shared_ptr<const MetaData>& take);
 
   /// STOP for callers that must not lose it (an end time, a signal): it holds for a take or playback that is just
   /// starting, too.
@@ -82,6 +85,17 @@ public:
   void updateTimecodeGUI();
   /// Reads the levels of all 64 channels, which resets them, and shows them in decibels.
   void updateLevelsGUI();
+
+  /// A channel's levels in dBFS; silence is minus infinity.
+  struct Level {
+    float peak = -std::numeric_limits<float>::infinity();
+    float rms = peak;
+  };
+  /// What was shown last, by channel.
+  const std::array<Level, AudioRing::kMaxChannels>& levels() const { return shown_levels; }
+  /// The time source's time at the device position, and the length of the take in hand or of the last one.
+  std::string currentTime() const { return timecode(audio_ring.timestampAtDevicePosition()); }
+  std::string takeLength() const { return timecode(output_file.nrSamples()); }
 
   // Take counters
 
@@ -162,6 +176,7 @@ private:
   std::array<PopupMenu, 4> menus; ///< by DeviceMenu
   RunLoop::Handle update_GUI_timer;
   uint32_t update_GUI_counter = 0;
+  std::array<Level, AudioRing::kMaxChannels> shown_levels{};
   uint32_t nr_overloads = 0;
   bool is_playback = false; ///< what was started last, until it is told as finished
   bool next_piece = false;  ///< the take in hand continues one that was broken

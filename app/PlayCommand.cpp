@@ -4,6 +4,7 @@
 #include "app/DeviceSession.h"
 #include "app/EndSignals.h"
 #include "app/Leaving.h"
+#include "app/RecorderBus.h"
 #include "app/TerminalKeys.h"
 #include "files/OutputFile.h"
 #include "platform/Log.h"
@@ -114,6 +115,14 @@ private:
       recorder.controller.stopWhenRunning();
       long_wait.look(recorder.output_file);
     });
+    const RecorderBus bus(
+        defaults, run_loop, recorder,
+        [this](TransportCommand command) {
+          const bool is_end = command == STOP || command == ABORT;
+          ends = ends || is_end;
+          return is_end; // others record
+        },
+        SessionBus::Claim::yields);
     recorder.controller.startPlayback(take);
     run_loop.run();
     view.setWhenPlayed({});

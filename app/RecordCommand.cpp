@@ -6,6 +6,8 @@
 #include "app/DeviceSession.h"
 #include "app/EndSignals.h"
 #include "app/Leaving.h"
+#include "app/RecorderBus.h"
+#include "app/TakeTexts.h"
 #include "app/TerminalKeys.h"
 #include "platform/Log.h"
 #include "platform/PollRunLoop.h"
@@ -18,7 +20,7 @@
 #include <cstdio>
 #include <memory>
 #include <thread>
-#include <tuple>
+#include <utility>
 
 namespace vurl {
 namespace {
@@ -50,7 +52,11 @@ public:
     if (!session.isSelected(*recorder, reason)) return refuse(reason, kExitHarmed);
     if (options.clock_source && !chooseClockSource(*recorder, reason)) return refuse(reason, kExitUsage);
     setTexts(recorder->controller);
-    record(*recorder);
+    {
+      const RecorderBus bus(defaults, run_loop, *recorder,
+                            [&](TransportCommand command) { return press(command, *recorder); });
+      record(*recorder);
+    }
     endOf(*recorder, kExitHarmed);
     if (!recorder->disk_sync.wait(DiskSync::kPatience)) warn("A disk does not answer: the take may not be on it yet.");
     run_loop.drain();
@@ -64,18 +70,15 @@ public:
   }
 
 private:
-  /// Stores what the user said about the take as if it had been typed into the fields: another scene or slate begins
-  /// with take 1, unless the user says which.
+  /// Stores what the user said about the take.
   void setTexts(MainMenuControler& controller) {
-    const std::tuple<const char*, const std::optional<std::string>&, bool> texts[] = {
-        {"project", options.project, false}, {"scene", options.scene, true}, {"slate", options.slate, true},
-        {"roll", options.roll, false},       {"note", options.note, false},  {"take", options.take, false}};
-    for (const auto& [key, value, is_scene] : texts) {
-      if (!value) continue;
-      const bool changes = defaults.stringForKey(key) != *value;
-      defaults.setObject(*value, key);
-      if (changes && is_scene) controller.sceneChanged();
-    }
+    const std::pair<const char*, const std::optional<std::string>&> said[] = {
+        {"project", options.project}, {"scene", options.scene}, {"slate", options.slate},
+        {"roll", options.roll},       {"note", options.note},   {"take", options.take}};
+    TakeTexts texts;
+    for (const auto& [key, value] : said)
+      if (value) texts.emplace_back(key, *value);
+    storeTakeTexts(texts, defaults, controller);
   }
 
   /// Has the device follow the clock that the user named, before any take runs that the change would end.
@@ -91,14 +94,20 @@ private:
     return true;
   }
 
-  /// The keys are the transport's buttons. Once one of them was used, the program stays for the next.
+  /// A command from the keys or the bus. Once there was one, the program stays for the next. Returns whether it was
+  /// obeyed.
+  bool press(TransportCommand command, Recorder& recorder) {
+    if (ends) return false;
+    stays = true;
+    return recorder.controller.recStopPressed(command);
+  }
+
+  /// The keys are the transport's buttons.
   void pressed(char key, Recorder& recorder) {
     constexpr std::array<std::pair<char, TransportCommand>, 4> kKeys = {
         {{'r', REC}, {'s', STOP}, {'a', ABORT}, {'p', PLAY}}};
     for (const auto& [letter, command] : kKeys) {
-      if (key != letter || ends) continue;
-      stays = true;
-      recorder.controller.recStopPressed(command);
+      if (key == letter) press(command, recorder);
     }
     if (key == 'q') endAfterTheTake(recorder);
   }

@@ -57,6 +57,9 @@ size_t codePointLength(std::string_view string) noexcept {
   const unsigned first = byte(0);
   const size_t length = first < 0xC2 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 1;
   if (length > string.size()) return 1;
+  const unsigned lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;  // else it could be said in fewer bytes
+  const unsigned highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF; // surrogates; beyond U+10FFFF
+  if (length > 1 && (byte(1) < lowest || byte(1) > highest)) return 1;
   for (size_t i = 1; i < length; ++i) {
     if ((byte(i) & 0xC0U) != 0x80U) return 1;
   }
@@ -116,6 +119,17 @@ std::string printable(std::string_view string) {
     } else {
       result += bytes;
     }
+    string.remove_prefix(bytes.size());
+  }
+  return result;
+}
+
+std::string wellFormed(std::string_view string) {
+  std::string result;
+  while (!string.empty()) {
+    const std::string_view bytes = string.substr(0, codePointLength(string));
+    const bool is_stray = bytes.size() == 1 && (bytes[0] == '\0' || static_cast<unsigned char>(bytes[0]) > 0x7F);
+    result += is_stray ? "?" : bytes;
     string.remove_prefix(bytes.size());
   }
   return result;

@@ -38,6 +38,10 @@ std::string_view firstBytes(std::string_view string, size_t size) noexcept;
 /// UTF-8 are written as escapes, "\n", "\x1b" or "\u202e". For texts from outside. Any thread.
 std::string printable(std::string_view string);
 
+/// `string` with "?" for each NUL and each byte that is no part of valid UTF-8: for those who take nothing else. Any
+/// thread.
+std::string wellFormed(std::string_view string);
+
 /// The integer that `string` begins with, after blanks and an optional sign; 0 when it begins with none. Values
 /// beyond 64 bits are limited to the nearest. "7b" gives 7, "b7" gives 0.
 int64_t leadingInteger(std::string_view string) noexcept;

@@ -4,6 +4,7 @@
 #include "app/EndSignals.h"
 #include "app/Leaving.h"
 #include "app/PreferencesController.h"
+#include "app/RecorderBus.h"
 #include "app/Startup.h"
 #include "platform/Log.h"
 #include "platform/Resources.h"
@@ -20,6 +21,7 @@
 #include <QtWidgets/QMessageBox>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 
 namespace {
 
@@ -87,10 +89,15 @@ int run(UserDefaults& defaults, QtRunLoop& run_loop, EndSignals& signals) {
     window.show();
     recorder.start();
     showWarnings(defaults, window);
+    auto bus = std::make_unique<RecorderBus>(defaults, run_loop, recorder, [&](TransportCommand command) {
+      window.slate().finishEditing(); // what is being typed belongs to the take that begins or ends
+      return recorder.controller.recStopPressed(command);
+    });
     signals.setAsked([&] {
       if (!notice.leaveIfShown() && !window.mayQuit()) window.quit();
     });
     if (!window.mayQuit()) QApplication::exec();
+    bus.reset();
     endOf(recorder, 1);
     signals.setAsked({});
     window.setPreferences(nullptr);
