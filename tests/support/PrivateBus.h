@@ -1,5 +1,5 @@
-// A system bus for one test, with stand-ins for the login service and RealtimeKit on it: what they were asked, what
-// they grant. The bus is a process of its own, ended by its id; the stand-ins are a thread.
+// A bus for one test, system and session bus in one, with stand-ins for the login service and RealtimeKit on it: what
+// they were asked, what they grant. The bus is a process of its own, ended by its id; the stand-ins are a thread.
 #pragma once
 
 #include "tests/support/TemporaryFolder.h"
@@ -29,14 +29,14 @@ public:
   /// All of this process, and those that it starts, find this bus while the object lives.
   explicit PrivateBus(Services what) : services(what) {
     const std::string socket = folder.file("bus"), config = folder.file("bus.conf");
-    writeFile(config,
-              "<!DOCTYPE busconfig PUBLIC '-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN' "
-              "'http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd'>"
-              "<busconfig><listen>unix:path=" +
-                  socket +
-                  "</listen><auth>EXTERNAL</auth><policy context='default'><allow user='*'/><allow own='*'/>"
-                  "<allow send_destination='*' eavesdrop='true'/><allow receive_sender='*'/></policy></busconfig>");
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
+    writeFile(config, "<!DOCTYPE busconfig PUBLIC '-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN' "
+                      "'http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd'>"
+                      "<busconfig><listen>unix:path=" +
+                          socket +
+                          "</listen><auth>EXTERNAL</auth><policy context='default'><allow user='*'/><allow own='*'/>"
+                          "<allow send_destination='*' eavesdrop='true'/><allow receive_sender='*'/></policy>"
+                          "<limit name='max_replies_per_connection'>50000</limit></busconfig>");
+    for (const char* const which : kAddresses) setenv(which, ("unix:path=" + socket).c_str(), 1);
     pid = fork();
     if (pid == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -54,7 +54,7 @@ public:
     if (server.joinable()) server.join();
     signal(SIGKILL);
     waitpid(pid, nullptr, 0);
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    for (const char* const which : kAddresses) setenv(which, "unix:path=/nonexistent", 1);
     for (const int end : lock_ends) close(end);
   }
   PrivateBus(const PrivateBus&) = delete;
@@ -91,6 +91,8 @@ public:
   static constexpr int32_t kMostPriority = 20;
 
 private:
+  static constexpr const char* kAddresses[] = {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"};
+
   int answer(sd_bus_message* message, sd_bus_error* error) const {
     if (services == Services::refuse) return sd_bus_error_set(error, SD_BUS_ERROR_ACCESS_DENIED, "not for you");
     return services == Services::keep_silent ? 1 : sd_bus_reply_method_return(message, "");
