@@ -8,13 +8,10 @@
 
 #include <sys/mman.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -51,15 +48,29 @@ bool lockPages(void* memory) {
   return false;
 }
 
+/// Fresh pages of zeros, null without memory. Large ones where the system has them: they are there in a tenth of the
+/// time, and a cycle that touches all channels finds its way to them sooner.
+void* mapChannel() {
+  constexpr size_t kLargePage = size_t{2} << 20;
+  void* const mapped =
+      mmap(nullptr, kChannelBytes + kLargePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (mapped == MAP_FAILED) return nullptr;
+  auto* const begin = static_cast<uint8_t*>(mapped);
+  const size_t before = (kLargePage - reinterpret_cast<uintptr_t>(begin) % kLargePage) % kLargePage;
+  if (before > 0) munmap(begin, before);
+  munmap(begin + before + kChannelBytes, kLargePage - before);
+  madvise(begin + before, kChannelBytes, MADV_HUGEPAGE);
+  return begin + before;
+}
+
 float* allocateChannel(bool& is_locked) {
-  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-  void* const memory = std::aligned_alloc(page, kChannelBytes);
+  void* const memory = mapChannel();
   if (memory == nullptr) {
     std::perror("Could not alloc pages");
     return nullptr;
   }
   is_locked = lockPages(memory);
-  std::memset(memory, 0, kChannelBytes);
+  if (!is_locked) std::memset(memory, 0, kChannelBytes); // has the system give the pages now, as the lock does
   return static_cast<float*>(memory);
 }
 
@@ -85,8 +96,7 @@ AudioRing::~AudioRing() {
   for (const auto& channel : io.ring) {
     float* const memory = channel.load(std::memory_order_acquire);
     if (memory == nullptr) continue;
-    munlock(memory, kChannelBytes);
-    std::free(memory);
+    munmap(memory, kChannelBytes);
   }
 }
 
