@@ -47,11 +47,74 @@ bool appendText(const xmlNode* node, std::string& value, size_t& budget) {
   return true;
 }
 
+/// An expression ".//ELEMENT/BELOW" of names and numbers alone. Where the document has one such element, and most
+/// have, it is the same as "BELOW" from there, and needs no search through the document for each of many values.
+struct Descent {
+  std::string element;
+  std::string below;
+};
+
+std::optional<Descent> descentOf(const std::string& xpath) {
+  constexpr std::string_view kAnywhere = ".//";
+  constexpr const char* kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_";
+  const size_t slash = xpath.find('/', kAnywhere.size());
+  if (!xpath.starts_with(kAnywhere) || slash == std::string::npos) return std::nullopt;
+  Descent descent{xpath.substr(kAnywhere.size(), slash - kAnywhere.size()), xpath.substr(slash + 1)};
+  const bool is_plain = !descent.element.empty() && descent.element.find_first_not_of(kLetters) == std::string::npos &&
+                        descent.below.find_first_not_of(std::string(kLetters) + "0123456789[]/") == std::string::npos;
+  const bool descends = !descent.below.starts_with('/') && descent.below.find("//") == std::string::npos;
+  return is_plain && descends ? std::optional(std::move(descent)) : std::nullopt;
+}
+
 } // namespace
 
 struct XmlDocument::Parsed {
-  Tree tree;
+  explicit Parsed(Tree read_tree) : tree(std::move(read_tree)) {}
+
+  PathResult evaluate(const std::string& xpath, xmlNode* from);
+  std::optional<std::string> firstValue(const std::string& xpath, xmlNode* from);
+  xmlNode* documentNode() const { return reinterpret_cast<xmlNode*>(tree.get()); }
+  xmlNode* onlyElement(const std::string& element);
+
+  const Tree tree;
+
+private:
+  PathContext context{nullptr, &xmlXPathFreeContext}; ///< of all queries: it costs more than most of them
+  std::string sought;                                 ///< the element that was last looked for
+  xmlNode* found = nullptr;                           ///< it, where the document has one alone
 };
+
+PathResult XmlDocument::Parsed::evaluate(const std::string& xpath, xmlNode* from) {
+  if (context == nullptr) context.reset(xmlXPathNewContext(tree.get()));
+  if (context == nullptr) return {nullptr, &xmlXPathFreeObject};
+  context->error = keepSilent;
+  context->opLimit = kMostSteps;
+  context->opCount = 0;
+  context->node = from;
+  return {xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>(xpath.c_str()), context.get()), &xmlXPathFreeObject};
+}
+
+std::optional<std::string> XmlDocument::Parsed::firstValue(const std::string& xpath, xmlNode* from) {
+  const PathResult result = evaluate(xpath, from);
+  if (result == nullptr || result->type != XPATH_NODESET || xmlXPathNodeSetIsEmpty(result->nodesetval)) {
+    return std::nullopt;
+  }
+  const xmlNode* const first = xmlXPathNodeSetItem(result->nodesetval, 0);
+  if (first->type != XML_ELEMENT_NODE) return std::nullopt;
+  std::string value;
+  size_t budget = kLargestText;
+  return appendText(first->children, value, budget) ? std::optional(value) : std::nullopt;
+}
+
+xmlNode* XmlDocument::Parsed::onlyElement(const std::string& element) {
+  if (sought == element) return found;
+  const PathResult result = evaluate(".//" + element, documentNode());
+  const bool is_one =
+      result != nullptr && result->type == XPATH_NODESET && xmlXPathNodeSetGetLength(result->nodesetval) == 1;
+  found = is_one ? xmlXPathNodeSetItem(result->nodesetval, 0) : nullptr;
+  sought = element;
+  return found;
+}
 
 XmlDocument::XmlDocument() = default;
 XmlDocument::~XmlDocument() = default;
@@ -73,27 +136,16 @@ std::optional<XmlDocument> XmlDocument::parse(const std::string& text, std::stri
     return std::nullopt;
   }
   XmlDocument document;
-  document.parsed = std::make_unique<Parsed>(Parsed{std::move(tree)});
+  document.parsed = std::make_unique<Parsed>(std::move(tree));
   return document;
 }
 
 std::optional<std::string> XmlDocument::firstValue(const std::string& xpath) const {
   if (parsed == nullptr) return std::nullopt;
-  const PathContext context(xmlXPathNewContext(parsed->tree.get()), &xmlXPathFreeContext);
-  if (context == nullptr) return std::nullopt;
-  context->error = keepSilent;
-  context->opLimit = kMostSteps;
-  context->node = reinterpret_cast<xmlNode*>(parsed->tree.get());
-  const PathResult result(xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>(xpath.c_str()), context.get()),
-                          &xmlXPathFreeObject);
-  if (result == nullptr || result->type != XPATH_NODESET || xmlXPathNodeSetIsEmpty(result->nodesetval)) {
-    return std::nullopt;
-  }
-  const xmlNode* const first = xmlXPathNodeSetItem(result->nodesetval, 0);
-  if (first->type != XML_ELEMENT_NODE) return std::nullopt;
-  std::string value;
-  size_t budget = kLargestText;
-  return appendText(first->children, value, budget) ? std::optional(value) : std::nullopt;
+  const auto path = descentOf(xpath);
+  xmlNode* const only = path ? parsed->onlyElement(path->element) : nullptr;
+  if (only != nullptr) return parsed->firstValue(path->below, only);
+  return parsed->firstValue(xpath, parsed->documentNode());
 }
 
 } // namespace vurl
