@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string_view>
 #include <vector>
@@ -16,24 +17,47 @@
 namespace vurl {
 namespace {
 
+constexpr size_t kTextsEnd = 16384; ///< the end of what is not filler in most headers, in bytes
+
 /// The beginning of a file, up to a whole header, and when the file was last written.
 struct Beginning {
   std::vector<uint8_t> bytes;
   int64_t modified = 0; ///< seconds since 1970
 };
 
-/// Reads what there is of `beginning.bytes`, which becomes as long as that is. Returns 0 or the errno.
-int readBytes(int descriptor, Beginning& beginning) {
-  beginning.bytes.resize(kHeaderSize);
-  size_t held = 0;
-  ssize_t count = -1;
-  while (count != 0 && held < beginning.bytes.size()) {
-    count = read(descriptor, beginning.bytes.data() + held, beginning.bytes.size() - held);
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) held += static_cast<size_t>(count);
+/// Where to go on reading a header of which the first `held` bytes are there: behind the filler, when that runs past
+/// them. Most of a header is filler, and a history reads thousands.
+size_t behindFiller(const std::vector<uint8_t>& bytes, size_t held) {
+  constexpr size_t kFirstChunk = 12;
+  for (size_t position = kFirstChunk; position + 8 <= held;) {
+    uint32_t size = 0;
+    get_uint32_le(bytes.data(), static_cast<int32_t>(position + 4), size);
+    const size_t end = position + 8 + size;
+    const bool is_filler = std::string_view(reinterpret_cast<const char*>(&bytes[position]), 4) == "JUNK";
+    if (end > held) return is_filler ? std::min(end, bytes.size()) : held;
+    position = end;
   }
-  beginning.bytes.resize(held);
+  return held;
+}
+
+/// Reads bytes `from` to `end`, or to the end of the file, which is then the end of `bytes`. Returns 0 or the errno.
+int readStretch(int descriptor, std::vector<uint8_t>& bytes, size_t from, size_t end) {
+  ssize_t count = -1;
+  while (count != 0 && from < end) {
+    count = pread(descriptor, &bytes[from], end - from, static_cast<off_t>(from));
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) from += static_cast<size_t>(count);
+  }
+  if (from < end) bytes.resize(from);
   return 0;
+}
+
+/// Reads what there is of a header, but for its filler. Returns 0 or the errno.
+int readBytes(int descriptor, std::vector<uint8_t>& bytes) {
+  bytes.resize(kHeaderSize);
+  const int error = readStretch(descriptor, bytes, 0, kTextsEnd);
+  if (error != 0 || bytes.size() < static_cast<size_t>(kHeaderSize)) return error;
+  return readStretch(descriptor, bytes, behindFiller(bytes, kTextsEnd), kHeaderSize);
 }
 
 /// Reads from an open file. Returns the message of what failed, with the reason in `error`, or nullptr.
@@ -48,7 +72,7 @@ const char* readBeginning(int descriptor, Beginning& beginning, std::string& err
     error = S_ISDIR(status.st_mode) ? systemError(EISDIR) : "Not a regular file";
     return "Could not read file to read header: %s";
   }
-  const int number = readBytes(descriptor, beginning);
+  const int number = readBytes(descriptor, beginning.bytes);
   error = systemError(number);
   return number == 0 ? nullptr : "Could not read file to read header: %s";
 }
