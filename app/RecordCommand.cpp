@@ -94,20 +94,21 @@ private:
     return true;
   }
 
-  /// A command from the keys or the bus. Once there was one, the program stays for the next. Returns whether it was
-  /// obeyed.
+  /// Once a command from outside was obeyed, the program stays for the next. Returns whether this one was.
   bool press(TransportCommand command, Recorder& recorder) {
-    if (ends) return false;
-    stays = true;
-    return recorder.controller.recStopPressed(command);
+    const bool obeyed = !ends && recorder.controller.recStopPressed(command);
+    stays = stays || obeyed;
+    return obeyed;
   }
 
-  /// The keys are the transport's buttons.
+  /// The keys are the transport's buttons. Once one of them was used, the program stays for the next.
   void pressed(char key, Recorder& recorder) {
     constexpr std::array<std::pair<char, TransportCommand>, 4> kKeys = {
         {{'r', REC}, {'s', STOP}, {'a', ABORT}, {'p', PLAY}}};
     for (const auto& [letter, command] : kKeys) {
-      if (key == letter) press(command, recorder);
+      if (key != letter || ends) continue;
+      stays = true;
+      press(command, recorder);
     }
     if (key == 'q') endAfterTheTake(recorder);
   }

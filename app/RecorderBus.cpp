@@ -67,7 +67,11 @@ BusObject RecorderBus::description() {
           {{"metaData", "a{ss}", true, texts, [this](const BusEntries& entries) { return write(entries); }},
            {"state", "s", true, [this] { return state(); }},
            {"locked", "b", true, [this] { return recorder.audio_ring.timecodeLock(); }},
-           {"files", "as", true, [this] { return files; }},
+           {"files", "as", true,
+            [this] {
+              lookAtTake(); // who has just seen the state asks for them next
+              return files;
+            }},
            {"freeSpace", "a{st}", true, [this] { return free_space; }},
            {"timecode", "s", false, [this] { return recorder.controller.currentTime(); }},
            {"takeLength", "s", false, [this] { return recorder.controller.takeLength(); }},
@@ -86,7 +90,7 @@ std::string RecorderBus::command(TransportCommand what, const char* name) {
 }
 
 std::string RecorderBus::write(const BusEntries& texts) {
-  const std::string fault = takeTextsFault(texts, defaults);
+  std::string fault = takeTextsFault(texts, defaults);
   if (fault.empty()) storeTakeTexts(texts, defaults, recorder.controller);
   return fault;
 }

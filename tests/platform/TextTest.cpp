@@ -19,6 +19,9 @@ TEST(Text, IsBuiltCutAndExpanded) {
   EXPECT_EQ(expandTilde("~/x").front(), '/') << "the user database knows the folder";
   EXPECT_EQ(nrCodePoints(mixed), 5U);
   EXPECT_EQ(nrCodePoints("\xC3(\xFF\x80\xE2\x82"), 6U) << "each byte of broken UTF-8 counts";
+  for (const char* const broken : {"\xE0\x9F\xBF", "\xED\xA0\x80", "\xC1\xBF"}) // too long, a surrogate
+    EXPECT_EQ(wellFormed(broken), std::string(std::string_view(broken).size(), '?'));
+  EXPECT_EQ(wellFormed(std::string("\xF4\x90\x80\x80") + mixed), "????" + mixed) << "beyond U+10FFFF";
 }
 
 TEST(Text, ReadsLeadingIntegers) {

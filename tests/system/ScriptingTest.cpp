@@ -160,7 +160,8 @@ TEST(Scripting, AStormOfBadCallsLosesNoSample) {
   const std::string long_text(20000, 'x'), vast_text(4 << 20, 'x');
   const char* const properties = "org.freedesktop.DBus.Properties";
   const auto storm = [&](int i, sd_bus_message_handler_t count, int& refused) {
-    const char* const texts[] = {"", "a\nb", "\x1b[2J", long_text.c_str(), i % 500 == 3 ? vast_text.c_str() : "\u202e"};
+    const char* const texts[] = {"", "a\nb", "\x1b[2J", long_text.c_str(),
+                                 i % 400 == 36 ? vast_text.c_str() : "\u202e"};
     const char* const text = texts[i / 8 % 5];
     const auto call = [&](const char* path, const char* interface, const char* member, const char* types,
                           auto... with) {

@@ -1,0 +1,39 @@
+#include "app/TakeTexts.h"
+
+#include "app/PreferencesController.h"
+#include "tests/support/Test.h"
+
+namespace vurl {
+
+TEST(TakeTexts, OfStrangersAreRefusedByKey) {
+  UserDefaults defaults;
+  const PreferencesController preferences(defaults);
+  defaults.setObject(std::string("%p-%s-%t"), "filename_format");
+  const std::string longest(1024, 'x');
+  const std::tuple<TakeTexts, std::string> cases[] = {
+      // what is told of it, or nothing when it may be stored
+      {TakeTexts{}, ""},
+      {{{"scene", "12 A & <b>"}, {"note", longest}, {"count", "0"}, {"take", ""}}, ""},
+      {{{"session_note", "\xF0\x9F\x8E\xA4 \xD7\x90"}}, ""},
+      {{{"scene", "1"}, {"bit_depth", "1"}}, "\"bit_depth\""},
+      {{{"\x1b[2J" + longest, ""}}, "\"\\x1b[2J"},
+      {{{"take", "1"}, {"take", "2"}}, "\"take\""},
+      {{{"note", longest + "x"}}, "\"note\""},
+      {{{"note", "a\nb"}}, "\"note\""},
+      {{{"note", std::string("a\0b", 3)}}, "\"note\""},
+      {{{"note", "\xE2\x80\xAE"}}, "\"note\""},
+      {{{"roll", "\xEF\xBF\xBF"}}, "\"roll\""},
+      {{{"roll", "\xED\xA0\x80"}}, "\"roll\""},
+      {{{"project", "\xC3("}}, "\"project\""},
+      {{{"count", "-1"}}, "\"count\""},
+      {{{"count", "1e3"}}, "\"count\""},
+      {{{"scene", std::string(230, 's')}}, "too long"}};
+  for (const auto& [texts, told] : cases) {
+    const std::string fault = takeTextsFault(texts, defaults);
+    EXPECT_EQ(fault.empty(), told.empty()) << fault;
+    EXPECT_NE(fault.find(told), std::string::npos) << fault;
+    EXPECT_LE(fault.size(), 250U);
+  }
+}
+
+} // namespace vurl
