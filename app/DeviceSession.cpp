@@ -4,6 +4,7 @@
 #include "hardware/DeviceList.h"
 #include "platform/Log.h"
 #include "platform/NewThread.h"
+#include "platform/Text.h"
 
 #include <algorithm>
 #include <chrono>
@@ -67,7 +68,9 @@ bool DeviceSession::isSelected(const Recorder& recorder, std::string& reason) co
     return false;
   }
   reason = "The device was there a moment ago and is gone.";
-  return wanted.empty() || item->title == wanted;
+  if (!wanted.empty() && item->title != wanted) return false;
+  reason = text("%@ could not be started.", item->title);
+  return services.model.isRunning(static_cast<AudioObjectID>(recorder.input_device.selectedDevice()));
 }
 
 void DeviceSession::endSoon(int exit_code) {

@@ -26,7 +26,7 @@ public:
   /// a real device also for later when `remembers`.
   void choose(Recorder& recorder, bool remembers);
 
-  /// Whether there is a device, and it is the one that was found; the reason for the user if not.
+  /// Whether there is a device, it is the one that was found, and it has started; the reason for the user if not.
   bool isSelected(const Recorder& recorder, std::string& reason) const;
 
   /// Ends the program with `exit_code` in a while, if it has not ended by then: all is done and told, but letting go of

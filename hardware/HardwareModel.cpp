@@ -261,6 +261,11 @@ OSStatus HardwareModel::AudioDeviceStart(AudioObjectID device, AudioDeviceIOProc
   return status;
 }
 
+bool HardwareModel::isRunning(AudioObjectID device) const {
+  const auto found = devices.find(device);
+  return found != devices.end() && found->second.running;
+}
+
 OSStatus HardwareModel::AudioDeviceStop(AudioObjectID device, AudioDeviceIOProc proc) {
   Device* const found = deviceWithProc(device, proc);
   if (found == nullptr) return kAudioHardwareBadDeviceError;

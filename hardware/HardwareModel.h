@@ -80,6 +80,9 @@ public:
   /// The present description, or nullptr when there is no such device.
   const DeviceDescription* description(AudioObjectID device) const;
 
+  /// Whether the device was started and did not refuse. Thread: main.
+  bool isRunning(AudioObjectID device) const;
+
   /// Has the listeners of `addresses` called on the main loop, later. A listener removed by then is left out; nothing
   /// comes of it when no main loop has been set. Any thread but the I/O thread; allocates, does not wait.
   void notify(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses);

@@ -213,11 +213,11 @@ TEST_F(AlsaTest, TellsWhyADeviceCannotBeStarted) {
     rig.input_device.setSelectedDevice(device);
     EXPECT_TRUE(log.contains(line));
     rig.runFor(std::chrono::milliseconds(50));
-    EXPECT_EQ(rig.delegate.nr_cycles, 0);
+    EXPECT_TRUE(rig.delegate.nr_cycles == 0 && !rig.model.isRunning(device));
     if (!is_held) continue;
     snd_pcm_close(other);
     rig.input_device.setSelectedDevice(device);
-    EXPECT_TRUE(rig.waitForCycles(5));
+    EXPECT_TRUE(rig.waitForCycles(5) && rig.model.isRunning(device));
   }
 }
 
