@@ -1,6 +1,6 @@
 // What the window costs: from the start of the process to its first paint, with the history of a long shoot in the
-// folder, and a whole repaint of the largest layout. The first paint is measured in a process of its own each time,
-// which is this program, wired like the desktop program.
+// folder, a second with 64 moving meters, and a whole repaint of the largest layout. The first paint is measured in a
+// process of its own each time, which is this program, wired like the desktop program.
 #include "app/PreferencesController.h"
 #include "app/Startup.h"
 #include "bench/Shoot.h"
@@ -12,10 +12,12 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QScrollBar>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -111,6 +113,49 @@ BENCHMARK(firstPaint)
     ->Iterations(5)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
+
+/// What the controller shows in the `tick`th tenth of a second of a take.
+void showTick(MainWindow& window, int64_t tick) {
+  const int64_t position = tick * 4800;
+  if (tick % 2 == 0) {
+    window.showRing({position, position - 4800, position, INT64_MIN, OutputFile::RUNNING_RECORDING, 9600});
+    window.showTransport(REC, TransportColour::red);
+  } else {
+    const std::string time = text("10:00:%02qi:%02qi", tick / 10 % 60, tick % 10 * 2);
+    window.showCurrentTime(time, true);
+    window.showTakeLength(time);
+  }
+  for (uint32_t channel = 0; channel < 64; ++channel) {
+    const float peak = -20 + 15 * std::sin(static_cast<float>(tick) * 0.7F + static_cast<float>(channel));
+    window.setPeak(peak, peak - 6, channel);
+  }
+}
+
+/// A second of a take in a window of 64 channels; the time is what the process was at work in it.
+void movingMeters(benchmark::State& state) {
+  UserDefaults defaults;
+  UserDefaults memory;
+  const PreferencesController registered(defaults);
+  defaults.setInteger(64, "nr_channels");
+  MainWindow window(defaults, memory);
+  window.show();
+  int64_t tick = 0;
+  const auto second = [&] {
+    for (int i = 0; i < 10; ++i) {
+      showTick(window, ++tick);
+      QEventLoop pause;
+      QTimer::singleShot(100, Qt::PreciseTimer, &pause, &QEventLoop::quit);
+      pause.exec();
+    }
+  };
+  second();
+  for (auto _ : state) {
+    const auto begin = std::clock();
+    second();
+    state.SetIterationTime(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC);
+  }
+}
+BENCHMARK(movingMeters)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 /// A repaint of all that is seen of 64 inputs and outputs and 200 files; with the pointer moving or at rest.
 void repaintMatrix(benchmark::State& state) {
