@@ -13,6 +13,9 @@
 namespace vurl {
 namespace {
 
+constexpr int32_t kManyFiles = 16;
+constexpr int64_t kMostBlocks = 16; ///< that a file gets at a time; 85 ms at 48 kHz
+
 uint64_t printed(const void* address) { return reinterpret_cast<uintptr_t>(address); }
 
 } // namespace
@@ -183,7 +186,7 @@ OutputFile::State OutputFile::addingToMovieForRecording() {
     if (current == BORDER_RECORDING && audio_ring.borderPosition() - recorded < kBlockLength) return STOPPING_RECORDING;
     if (current != RUNNING_RECORDING && current != BORDER_RECORDING) return current;
     if (mustWait(current, audio_ring.devicePosition() - recorded)) return current;
-    if (setReason(addToMovieForRecording()) || restartIsPending()) return STOPPING_RECORDING;
+    if (setReason(addToMovieForRecording(nrBlocksAtOnce(current))) || restartIsPending()) return STOPPING_RECORDING;
     if (someFileIsFull()) {
       restart_flag.store(true, std::memory_order_release);
       return STOPPING_RECORDING;
@@ -206,19 +209,51 @@ bool OutputFile::ringIsFull() {
   return static_cast<double>(backlog) > kRingFullLimit;
 }
 
-OutputFile::Reason OutputFile::addToMovieForRecording() {
+/// Takes of many files get several blocks with one write each: calls to the system are most of what they cost. Never
+/// more than would be written in this pass block by block.
+uint32_t OutputFile::nrBlocksAtOnce(State current) const {
+  if (meta_data->nrFiles() < kManyFiles) return 1;
+  const int64_t recorded = audio_ring.recordingPosition();
+  int64_t samples = audio_ring.devicePosition() - recorded - kMinimumBacklog + kBlockLength;
+  if (current == BORDER_RECORDING) samples = std::min(samples, audio_ring.borderPosition() - recorded);
+  int64_t nr_blocks = std::min<int64_t>(samples / kBlockLength, kMostBlocks);
+  for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    const int64_t size = int64_t{meta_data->blockAlignForFile(file)} * kBlockLength;
+    if (size == 0) continue;
+    nr_blocks = std::min(nr_blocks, static_cast<int64_t>(block.size()) / size);
+    const int64_t maximum = meta_data->maximumFileSize();
+    if (maximum != 0) nr_blocks = std::min(nr_blocks, (maximum - meta_data->fileSizeForFile(file) + size - 1) / size);
+  }
+  return static_cast<uint32_t>(std::max<int64_t>(nr_blocks, 1));
+}
+
+/// Where not every file took all, they get block by block what each of them takes, so that the take is as long as it
+/// can be; the failure ends it all the same.
+OutputFile::Reason OutputFile::addToMovieForRecording(uint32_t nr_blocks) {
+  const Reason failure = addBlocks(nr_blocks);
+  if (!failure || nr_blocks == 1 || ringIsFull()) return failure;
+  for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    if (file_layer.seek(fds[static_cast<size_t>(file)], meta_data->fileSizeForFile(file)) < 0) return failure;
+  }
+  for (uint32_t i = 0; i < nr_blocks && !addBlocks(1); ++i) {
+  }
+  return failure;
+}
+
+OutputFile::Reason OutputFile::addBlocks(uint32_t nr_blocks) {
   const auto depth = static_cast<uint32_t>(meta_data->bitDepth());
+  const uint32_t length = nr_blocks * kBlockLength;
   block_is_torn = true;
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (ringIsFull()) return "Ring buffer full"; // a write may have stalled since the last look
     workAt(file);
-    const int32_t size = audio_ring.fillBuffer(block.data(), kBlockLength, meta_data->channelMaskForFile(file), depth);
+    const int32_t size = audio_ring.fillBuffer(block.data(), length, meta_data->channelMaskForFile(file), depth);
     const int error = writeAll(file_layer, fds[static_cast<size_t>(file)], block.data(), static_cast<size_t>(size));
     if (error != 0) return text("Could not write samples to file, %s.", systemError(error));
   }
   block_is_torn = false;
-  audio_ring.skipRecordingRingWithLength(kBlockLength);
-  meta_data->setNrSamples(meta_data->nrSamples() + kBlockLength);
+  audio_ring.skipRecordingRingWithLength(length);
+  meta_data->setNrSamples(meta_data->nrSamples() + length);
   nr_samples.store(meta_data->nrSamples(), std::memory_order_release);
   return std::nullopt;
 }

@@ -181,7 +181,9 @@ private:
   void stopWithoutDevice();
   State addingToMovieForRecording();
   Reason openMovieForRecording();
-  Reason addToMovieForRecording();
+  uint32_t nrBlocksAtOnce(State current) const;
+  Reason addToMovieForRecording(uint32_t nr_blocks);
+  Reason addBlocks(uint32_t nr_blocks);
   Reason closeMovieForRecording();
   void cutTornBlock(int32_t file);
   Reason closeFile(int32_t file);

@@ -78,15 +78,16 @@ protected:
     return number;
   }
   /// That the last take holds `samples` frames of the ring from `first` on, and a header that says so.
-  void expectRecorded(int64_t first, int64_t samples) {
+  void expectRecorded(int64_t first, int64_t samples) { expectRecorded(path(), first, samples); }
+  static void expectRecorded(const std::string& path, int64_t first, int64_t samples) {
     std::string expected;
     for (int64_t i = 0; i < samples * kChannels; ++i) {
       const int32_t sample = model24(i % kChannels, first + i / kChannels);
       expected.append(reinterpret_cast<const char*>(&sample), 3);
     }
-    EXPECT_EQ(headerNumber(path(), 80), samples);
-    EXPECT_EQ(headerNumber(path(), 131068), expected.size());
-    EXPECT_TRUE(fileBytes(path()).substr(kHeaderSize, expected.size()) == expected);
+    EXPECT_EQ(headerNumber(path, 80), samples);
+    EXPECT_EQ(headerNumber(path, 131068), expected.size());
+    EXPECT_TRUE(fileBytes(path).substr(kHeaderSize, expected.size()) == expected);
   }
 
   TemporaryFolder folder;

@@ -64,6 +64,30 @@ TEST_F(OutputFileTest, WhatHappensDuringAStepDecidesHowTheTakeEnds) {
   }
 }
 
+/// Which get several blocks at a time.
+TEST_F(OutputFileTest, TheFilesOfALargeTakeHoldTheSameBlocksHoweverItEnds) {
+  set({{"pre_record_time", 0}, {"nr_files", 16}, {"filename_format", "take%t_%f"}});
+  for (int i = 0; i < 16 * kChannels; ++i) set({{text("channel%02i_in_file%03i", i % kChannels, i / kChannels), 1}});
+  int writes = 0;
+  const auto fail_once = [&] { disk.bytes_left = ++writes == 5 ? 1000 : writes == 6 ? 0 : INT64_MAX; };
+  const std::tuple<int64_t, std::function<void()>, int64_t, OutputFile::Reason, int64_t> cases[] = {
+      {kFirstPart, [this] { engine.stop({}); }, 0, {}, kItsBlocks},
+      {90000, {}, 1, {}, 299 * 256}, // of 3072 bytes, and the header, are a megabyte
+      {kFirstPart, fail_once, 0, "Could not write samples to file, No space left on device.", 5 * 256}};
+  for (const auto& [samples, event, megabytes, reason, length] : cases) {
+    set({{"maximum_file_size", megabytes}});
+    record();
+    device(samples);
+    disk.while_writing = event;
+    pass();
+    disk.while_writing = {};
+    finish();
+    EXPECT_EQ(engine.reason(), reason);
+    for (int file = 1; file <= 16; ++file)
+      expectRecorded(folder.file(text("take%i_%i.wav", take, file)), engine.startPosition(), length);
+  }
+}
+
 TEST_F(OutputFileTest, ATakeWithoutChannelsGoesOnUntilItsDeviceStandsStill) {
   set({{"nr_channels", 0}});
   record(kFirstPart);
