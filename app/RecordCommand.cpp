@@ -25,7 +25,9 @@
 namespace vurl {
 namespace {
 
-constexpr std::chrono::milliseconds kEndCheckInterval{20};
+constexpr std::chrono::milliseconds kEndCheckInterval{20};     ///< while the end may be near
+constexpr std::chrono::milliseconds kSeldomCheckInterval{100}; ///< each check costs as much as the rest of the loop
+constexpr double kNear = 0.3;                                  ///< seconds
 constexpr std::chrono::milliseconds kPause{100};
 constexpr std::chrono::seconds kPatienceWithADevice{10};
 constexpr std::chrono::seconds kPatienceWithAClock{1};
@@ -129,7 +131,7 @@ private:
       ++nr_takes;
       if (ends || !(follows_lock || stays)) run_loop.quit();
     });
-    const auto end_check = run_loop.every(kEndCheckInterval, [&] { checkEnd(recorder); });
+    checkEvery(kEndCheckInterval, recorder);
     if (follows_lock) {
       first_sample = recorder.audio_ring.devicePosition();
     } else {
@@ -142,6 +144,13 @@ private:
     run_loop.run();
     signals.setAsked({});
     view.setWhenFinished({});
+    end_check.reset();
+  }
+
+  void checkEvery(std::chrono::milliseconds interval, Recorder& recorder) {
+    if (end_check != nullptr && interval == check_interval) return;
+    check_interval = interval;
+    end_check = run_loop.every(interval, [this, &recorder] { checkEnd(recorder); });
   }
 
   /// What the controller does while it waits for the engine and the loop stands still.
@@ -164,6 +173,14 @@ private:
     }
     const bool needs_device = follows_lock || state != OutputFile::IDLE;
     if (options.duration && needs_device && deviceStandsStill(recorder)) endForStandstill(recorder);
+    checkEvery(endMayBeNear(recorder) ? kEndCheckInterval : kSeldomCheckInterval, recorder);
+  }
+
+  bool endMayBeNear(const Recorder& recorder) const {
+    if (ends || !options.duration || told_to_end) return ends;
+    if (!first_sample) return true;
+    const auto passed = static_cast<double>(recorder.audio_ring.devicePosition() - *first_sample);
+    return passed > (*options.duration - kNear) * recorder.audio_ring.sampleRate();
   }
 
   /// Ends the take that runs or is just starting, and the program with it, or the program at once when there is none.
@@ -228,6 +245,8 @@ private:
   int nr_takes = 0;
   std::optional<int64_t> first_sample; ///< of the take, or of the wait for timecode
   bool told_to_end = false;
+  RunLoop::Handle end_check;
+  std::chrono::milliseconds check_interval{};
   bool stays = false; ///< the user works the transport by keys
   int64_t last_position = -1;
   std::chrono::steady_clock::time_point last_progress;
