@@ -1,7 +1,7 @@
 #include "app/ConsoleView.h"
 
 #include "engine/AudioRing.h"
-#include "platform/Text.h"
+#include "platform/Log.h"
 
 #include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cmath>
@@ -19,6 +20,9 @@ namespace vurl {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+constexpr int kMostLooks = 25;   ///< at the disks, for 5 s: then a take is printed without waiting for them
+constexpr size_t kMostTold = 10; ///< incidents of a take, on the terminal
 
 std::vector<std::string> filesOf(const FinishedTake& take) {
   std::vector<std::string> files;
@@ -30,16 +34,21 @@ std::vector<std::string> filesOf(const FinishedTake& take) {
 
 double percentOfRing(int64_t samples) { return 100.0 * static_cast<double>(samples) / AudioRing::kRingSamples; }
 
-std::string asJson(const FinishedTake& take) {
-  Json object;
-  object["files"] = filesOf(take);
-  object["samples"] = take.meta_data ? take.meta_data->nrSamples() : 0;
-  object["sample_rate"] = take.meta_data ? take.meta_data->sampleRate() : 0;
-  object["timestamp"] = take.meta_data ? take.meta_data->timestamp() : 0;
-  object["timecode"] = take.meta_data ? take.meta_data->timestampString() : "";
-  object["longest_backlog_percent"] = std::round(percentOfRing(take.longest_backlog) * 100) / 100;
-  object["reason"] = take.reason ? Json(*take.reason) : Json(nullptr);
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+Json asJson(const Incident& incident) {
+  static constexpr std::array kKinds = {"samples lost", "overload", "time jump", "standstill"};
+  Json object = {{"kind", kKinds[static_cast<size_t>(incident.kind)]}, {"position", incident.position}};
+  const bool is_known = incident.kind != Incident::Kind::samples_lost || incident.amount != 0;
+  const char* const unit = incident.kind == Incident::Kind::standstill ? "milliseconds" : "samples";
+  if (incident.kind != Incident::Kind::overload) object[unit] = is_known ? Json(incident.amount) : Json(nullptr);
+  return object;
+}
+
+void tellIncidents(const IncidentList& incidents) {
+  if (incidents.size() == 0) return;
+  std::fprintf(stderr, "vurl: The take had %s.\n", inWords(incidents).c_str());
+  const size_t nr_told = std::min(incidents.first.size(), kMostTold);
+  for (size_t i = 0; i < nr_told; ++i) std::fprintf(stderr, "vurl: %s.\n", inWords(incidents.first[i]).c_str());
+  if (incidents.size() > nr_told) std::fprintf(stderr, "vurl: ... and more; the log has the first hundred.\n");
 }
 
 bool takesOutput(int descriptor) {
@@ -53,11 +62,42 @@ int terminalWidth(int descriptor) {
   return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
+/// Whether `path`, a file or a folder with its slash, belongs to the take.
+bool concerns(const FinishedTake& take, const std::string& path) {
+  const auto files = filesOf(take);
+  return std::any_of(files.begin(), files.end(), [&](const std::string& file) {
+    return file == path || (path.ends_with('/') && file.substr(0, file.find_last_of('/') + 1) == path);
+  });
+}
+
 } // namespace
 
 ConsoleView::ConsoleView(bool as_json) : json(as_json), live(isatty(STDERR_FILENO) == 1) {}
 
 ConsoleView::~ConsoleView() { clearLiveLine(); }
+
+std::string ConsoleView::asJson(const Waiting& waiting) {
+  const FinishedTake& take = waiting.take;
+  Json object;
+  object["files"] = filesOf(take);
+  object["samples"] = take.meta_data ? take.meta_data->nrSamples() : 0;
+  object["sample_rate"] = take.meta_data ? take.meta_data->sampleRate() : 0;
+  object["timestamp"] = take.meta_data ? take.meta_data->timestamp() : 0;
+  object["timecode"] = take.meta_data ? take.meta_data->timestampString() : "";
+  object["longest_backlog_percent"] = std::round(percentOfRing(take.longest_backlog) * 100) / 100;
+  object["reason"] = take.reason ? Json(*take.reason) : Json(nullptr);
+  object["nr_incidents"] = take.incidents.size() + waiting.unsynced.size();
+  object["incidents"] = Json::array();
+  for (const Incident& incident : take.incidents.first) object["incidents"].push_back(vurl::asJson(incident));
+  for (const auto& [path, error] : waiting.unsynced)
+    object["incidents"].push_back({{"kind", "not on disk"}, {"file", path}, {"error", error}});
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+void ConsoleView::tell(const std::string& words) {
+  clearLiveLine();
+  warn("%@", words);
+}
 
 void ConsoleView::showAlert(const std::string& message, const std::string& informative_text) {
   clearLiveLine();
@@ -77,6 +117,11 @@ void ConsoleView::showTakeLength(const std::string& timecode) {
 void ConsoleView::showRing(const RingPositions& positions) {
   backlog_percent = percentOfRing(positions.device - positions.recording);
   longest_backlog_percent = percentOfRing(positions.longest_backlog);
+  if (std::exchange(stands_still, positions.stands_still) != positions.stands_still) clearLiveLine(); // is told
+  const bool synced = !is_synced || is_synced();
+  if (std::exchange(was_synced, synced) && synced) printSynced(); // what failed has been told by now
+  for (Waiting& waiting : waiting_takes) ++waiting.looks;
+  if (!waiting_takes.empty() && waiting_takes.front().looks > kMostLooks) printSynced();
   printResults(false);
 }
 
@@ -111,8 +156,14 @@ void ConsoleView::printResults(bool wait) {
   }
 }
 
+void ConsoleView::printSynced() {
+  for (const Waiting& waiting : waiting_takes) results += asJson(waiting) + "\n";
+  waiting_takes.clear();
+}
+
 bool ConsoleView::flush() {
   clearLiveLine();
+  printSynced();
   printResults(true);
   return !print_failed;
 }
@@ -120,13 +171,20 @@ bool ConsoleView::flush() {
 void ConsoleView::takeFinished(const FinishedTake& take) {
   clearLiveLine();
   any_reason = any_reason || take.reason.has_value();
+  was_synced = false;
   if (json) {
-    results += asJson(take) + "\n";
+    waiting_takes.push_back({take, {}});
   } else {
     for (const std::string& file : filesOf(take)) results += file + "\n";
   }
+  tellIncidents(take.incidents);
   printResults(false);
   if (!take.continues && when_finished) when_finished();
+}
+
+void ConsoleView::fileNotSynced(const std::string& path, const std::string& error) {
+  for (Waiting& waiting : waiting_takes)
+    if (concerns(waiting.take, path)) waiting.unsynced.emplace_back(path, error);
 }
 
 void ConsoleView::playbackFinished(const std::optional<std::string>& reason) {

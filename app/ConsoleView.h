@@ -5,8 +5,11 @@
 #include "app/LoudestChannels.h"
 #include "app/MainWindowView.h"
 
+#include <deque>
 #include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace vurl {
 
@@ -21,6 +24,12 @@ public:
 
   /// Called at the end of each playback.
   void setWhenPlayed(std::function<void()> callback) { when_played = std::move(callback); }
+
+  /// How to find out whether all finished takes are on disk: what is printed as JSON waits for that, for a while.
+  void setIsSynced(std::function<bool()> look) { is_synced = std::move(look); }
+
+  /// Tells the user something, as warn() does, without spoiling the live line.
+  void tell(const std::string& words);
 
   /// Prints what is left to print, waiting for whoever reads it. Returns whether all results could be printed.
   bool flush();
@@ -40,9 +49,19 @@ public:
   void showBufferSizeRange(double, double) override {}
   void showBufferSize(uint32_t) override {}
   void takeFinished(const FinishedTake& take) override;
+  void fileNotSynced(const std::string& path, const std::string& error) override;
   void playbackFinished(const std::optional<std::string>& reason) override;
 
 private:
+  /// A take that is not printed yet, because a file of it may still fail to come to disk.
+  struct Waiting {
+    FinishedTake take;
+    std::vector<std::pair<std::string, std::string>> unsynced; ///< paths, with what went wrong
+    int looks = 0;                                             ///< at the disks, since it has finished
+  };
+
+  static std::string asJson(const Waiting& waiting);
+  void printSynced();
   void showLiveLine();
   void clearLiveLine();
   void printResults(bool wait);
@@ -51,6 +70,10 @@ private:
   const bool live;
   std::function<void()> when_finished;
   std::function<void()> when_played;
+  std::function<bool()> is_synced;
+  bool was_synced = false; ///< at the last look
+  bool stands_still = false;
+  std::deque<Waiting> waiting_takes;
   bool any_reason = false;
   bool print_failed = false;
   std::string results; ///< not printed yet: a reader that stalls must not hold up the next piece of a take

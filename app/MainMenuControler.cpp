@@ -174,6 +174,7 @@ void MainMenuControler::waitForIdle() {
 // Refresh
 
 void MainMenuControler::updateGUI() {
+  lookForStandstill();
   const bool even = update_GUI_counter++ % 2 == 0;
   if (even) {
     updateRingBufferGUI();
@@ -182,6 +183,20 @@ void MainMenuControler::updateGUI() {
     updateTimecodeGUI();
   }
   updateLevelsGUI();
+}
+
+void MainMenuControler::lookForStandstill() {
+  using enum StandstillWatch::News;
+  const auto news = standstill.look(audio_ring.devicePosition());
+  if (news == none) return;
+  audio_ring.noteIncident({Incident::Kind::standstill, standstill.position(), standstill.milliseconds()});
+  if (news == lasts) return;
+  updateRingBufferGUI();
+  const bool has_device = menu(DeviceMenu::device).selectedItem() != nullptr;
+  if (news == ends)
+    warn("Sound arrives again, after %qi ms.", standstill.milliseconds());
+  else
+    warn("No sound arrives: %@", has_device ? "the device has stopped delivering." : "there is no device.");
 }
 
 void MainMenuControler::updateStateGUI() {
@@ -199,8 +214,8 @@ void MainMenuControler::finishRecording() {
   if (isNews(reason)) showReason(reason);
   increment(reason.has_value());
   const bool continues = output_file.restart();
-  const FinishedTake take{output_file.metaData(), output_file.nrOpenedFiles(), reason, continues,
-                          output_file.longestBacklog()};
+  const FinishedTake take{output_file.metaData(),       output_file.nrOpenedFiles(),  reason, continues,
+                          output_file.longestBacklog(), output_file.incidentsOfTake()};
   output_file.setState(OutputFile::IDLE);
   if (continues) {
     startRecording(true);
@@ -237,7 +252,8 @@ void MainMenuControler::showReason(const Reason& reason) {
 
 void MainMenuControler::updateRingBufferGUI() {
   view.showRing({audio_ring.devicePosition(), audio_ring.recordingPosition(), audio_ring.playbackPosition(),
-                 audio_ring.borderPosition(), output_file.state(), output_file.longestBacklog()});
+                 audio_ring.borderPosition(), output_file.state(), output_file.longestBacklog(),
+                 output_file.nrIncidents(), standstill.stands()});
 }
 
 void MainMenuControler::updateTimecodeGUI() {

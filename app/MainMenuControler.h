@@ -7,6 +7,7 @@
 #include "app/ChannelLayoutControler.h"
 #include "app/HistoryControler.h"
 #include "app/MainWindowView.h"
+#include "app/StandstillWatch.h"
 #include "app/StartPacer.h"
 #include "engine/AudioRing.h"
 #include "files/OutputFile.h"
@@ -141,6 +142,7 @@ public:
 
 private:
   void followLock(bool locked);
+  void lookForStandstill();
   void finishRecording();
   void finishPlayback();
   bool isNews(const Reason& reason);
@@ -181,6 +183,7 @@ private:
   bool is_playback = false; ///< what was started last, until it is told as finished
   bool next_piece = false;  ///< the take in hand continues one that was broken
   std::optional<Stop> pending_stop;
+  StandstillWatch standstill;
   StartPacer start_pacer;                   ///< fresh whenever recording does not follow a lock
   std::optional<std::string> device_in_use; ///< display name of the selected device
 };

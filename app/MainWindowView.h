@@ -4,6 +4,7 @@
 
 #include "app/PopupMenu.h"
 #include "engine/PullMenu.h"
+#include "files/TakeIncidents.h"
 #include "metadata/MetaData.h"
 
 #include <array>
@@ -29,6 +30,8 @@ struct RingPositions {
   int64_t border = 0;
   int32_t state = 0;
   int64_t longest_backlog = 0; ///< of this take, or the last one: OutputFile::longestBacklog()
+  uint64_t nr_incidents = 0;   ///< of this take, or the last one
+  bool stands_still = false;   ///< no sound has arrived for half a second
 };
 
 /// A recording that is complete on disk.
@@ -38,6 +41,7 @@ struct FinishedTake {
   std::optional<std::string> reason; ///< what ended it, if it was not a normal stop
   bool continues = false;            ///< the next piece of it follows at once
   int64_t longest_backlog = 0;       ///< samples: OutputFile::longestBacklog()
+  IncidentList incidents;
 };
 
 enum class DeviceMenu { device, data_source, sample_rate, clock_source };
@@ -68,6 +72,9 @@ public:
   virtual void showBufferSize(uint32_t frames) = 0;
 
   virtual void takeFinished(const FinishedTake& take) = 0;
+
+  /// A file or folder of a take that has finished could not be brought to disk; told after an alert.
+  virtual void fileNotSynced(const std::string& /*path*/, const std::string& /*error*/) {}
 
   /// A playback is over, or never began; `reason` as for a take.
   virtual void playbackFinished(const std::optional<std::string>& reason) = 0;

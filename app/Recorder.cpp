@@ -69,6 +69,7 @@ DiskSync::Teller Recorder::syncTeller(RunLoop& run_loop, MainWindowView& view) {
       if (still.expired()) return;
       ++nr_unsynced_files;
       view.showAlert("A take may not be whole on disk.", text("%@: %s.", path, systemError(error)));
+      view.fileNotSynced(path, systemError(error));
     });
   };
 }

@@ -24,13 +24,17 @@ struct AudioBufferList {
   AudioBuffer* mBuffers = nullptr;
 };
 
-/// Bits of AudioTimeStamp::mFlags: which of its times are valid.
+/// Bits of AudioTimeStamp::mFlags.
 enum AudioTimeStampFlags : uint32_t {
   kAudioTimeStampSampleTimeValid = 1,
   kAudioTimeStampHostTimeValid = 2,
   kAudioTimeStampRateScalarValid = 4,
   kAudioTimeStampWordClockTimeValid = 8,
   kAudioTimeStampSMPTETimeValid = 16,
+
+  // Not about times, but about what came before the cycle.
+  kAudioTimeStampSamplesLost = 1 << 16, ///< captured samples; `mSampleTime` has moved on by as many if that is known
+  kAudioTimeStampOverload = 1 << 17,    ///< something was late, but all captured samples are there
 };
 
 /// When a cycle's first sample was, or will be, at the interface.

@@ -8,6 +8,7 @@
 
 #include "engine/AudioIO.h"
 #include "engine/ChannelMask.h"
+#include "engine/CycleWatch.h"
 #include "engine/LevelMeter.h"
 #include "engine/PullMenu.h"
 #include "platform/UserDefaults.h"
@@ -153,6 +154,17 @@ public:
   OSStatus ioCycle(const AudioBufferList& input_data, const AudioTimeStamp& input_time,
                    const AudioBufferList& output_data, const AudioTimeStamp& output_time) noexcept;
 
+  // Incidents
+
+  /// Notes what the main thread has found out about the sound that arrives. Thread: main.
+  void noteIncident(const Incident& incident) noexcept { found_by_main.add(incident); }
+
+  /// Takes an incident that has not been taken yet, in no order; false when there is none. Thread: processing.
+  bool takeIncident(Incident& incident) noexcept { return watch.queue.take(incident) || found_by_main.take(incident); }
+
+  /// How many incidents there were no room for; they are lost but for this number, which only grows. Any thread.
+  uint64_t nrUnlistedIncidents() const noexcept { return watch.queue.nrDropped() + found_by_main.nrDropped(); }
+
   // Levels of the ring channels, see engine/LevelMeter.h; any channel number. Thread: main.
 
   float peakForChannel(uint32_t channel) noexcept { return io.levels.peakForChannel(channel); }
@@ -254,6 +266,12 @@ private:
   std::atomic<int64_t> timestamp{0};
   std::atomic<int32_t> timecode_lock{0}; ///< confidence in the LTC, 0 to 5. Written by the main thread.
   uint32_t timecode_channel_nr = 0;      ///< channel searched for LTC. Main thread.
+
+  CycleWatch watch;             ///< I/O thread
+  TimeJumps device_time_jumps;  ///< I/O thread
+  int8_t watched_source = ZERO; ///< by `device_time_jumps`
+  TimeJumps ltc_jumps;          ///< main thread
+  IncidentQueue found_by_main;
   std::vector<UserDefaults::ObservationHandle> observations; ///< last: ends first
 };
 

@@ -82,6 +82,7 @@ void addOut(const float* cells, const Lane& lane, uint32_t done, uint32_t count)
 
 OSStatus AudioRing::ioCycle(const AudioBufferList& input_data, const AudioTimeStamp& input_time,
                             const AudioBufferList& output_data, const AudioTimeStamp&) noexcept {
+  watch.look(input_time, devicePosition());
   parseCATime(input_time);
   // The cells that this cycle overwrites were last read before the recording position passed them, those that it plays
   // were written before the playback position did: both are loaded ahead of any cell.
@@ -92,6 +93,7 @@ OSStatus AudioRing::ioCycle(const AudioBufferList& input_data, const AudioTimeSt
   uint32_t n = 0;
   if (!countSamples(input_data, n)) countSamples(output_data, n);
   n = std::min(n, kRingSamples);
+  watch.count(n);
 
   if (playback > position) {
     outputCycle(output_data, position, n);

@@ -3,6 +3,7 @@
 #include "timecode/LTCDecoder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vurl {
 
@@ -54,6 +55,7 @@ void AudioRing::setTimeSource(int8_t source) {
     io.time_source.store(source, std::memory_order_release);
     timestamp.store(offset, std::memory_order_release);
     timecode_lock.store(0, std::memory_order_release);
+    ltc_jumps.restart();
   }
   parseTODTime();
 }
@@ -102,7 +104,12 @@ void AudioRing::parseCATime(const AudioTimeStamp& input_time) noexcept {
   const int8_t source = timeSource();
   const DeviceTime time = deviceTime(source, input_time, adjustedSampleRate());
   if (time.valid) {
-    io.device_timestamp.store(difference(time.samples, devicePosition()), std::memory_order_release);
+    const int64_t position = devicePosition();
+    const int64_t offset = difference(time.samples, position);
+    if (std::exchange(watched_source, source) != source) device_time_jumps.restart();
+    const int64_t jump = device_time_jumps.look(offset, watch.nrLost(), adjustedSampleRate());
+    if (jump != 0) watch.queue.add({Incident::Kind::time_jump, position, jump});
+    io.device_timestamp.store(offset, std::memory_order_release);
     io.device_source.store(source, std::memory_order_release);
   } else if (io.device_source.load(std::memory_order_acquire) != source) {
     io.device_source.store(ZERO, std::memory_order_release);
@@ -125,7 +132,11 @@ void AudioRing::parseLTCTime() noexcept {
   int64_t offset = 0;
   const bool found =
       ring != nullptr && parseLTCTimestamp(offset, ring, position, kRingMask, frameRate(), adjustedSampleRate());
-  if (found) timestamp.store(offset, std::memory_order_release);
+  if (found) {
+    const int64_t jump = ltc_jumps.look(offset, watch.nrLost(), adjustedSampleRate());
+    if (jump != 0) noteIncident({Incident::Kind::time_jump, position, jump});
+    timestamp.store(offset, std::memory_order_release);
+  }
   timecode_lock.store(std::clamp(found ? lock + 1 : lock - 1, 0, kMostConfidence), std::memory_order_release);
 }
 

@@ -50,6 +50,7 @@ void OutputFile::stopThread() {
 void OutputFile::processingPass() {
   const State current = state();
   noteDeviceProgress(current);
+  collectIncidents(current);
   switch (current) {
   case IDLE:
     audio_ring.applyWantedChannels();
@@ -173,6 +174,25 @@ void OutputFile::noteDeviceProgress(State current) {
   }
 }
 
+/// Outside a take those are kept that the next one may reach back to.
+void OutputFile::collectIncidents(State current) {
+  incidents.collect();
+  if (current == RUNNING_RECORDING || current == BORDER_RECORDING) {
+    nr_incidents.store(incidents.sizeFrom(startPosition()), std::memory_order_release);
+  } else if (current != STOPPING_RECORDING) {
+    incidents.forgetBefore(audio_ring.recordingPosition());
+  }
+}
+
+void OutputFile::closeIncidents() {
+  incidents.collect();
+  incidents_of_take = incidents.give(startPosition(), startPosition() + nrSamples());
+  nr_incidents.store(incidents_of_take.size(), std::memory_order_release);
+  std::string line = text("close movie, %@", inWords(incidents_of_take));
+  for (const Incident& incident : incidents_of_take.first) line += "; " + inWords(incident);
+  log("%@", line);
+}
+
 bool OutputFile::mustWait(State current, int64_t backlog) {
   const bool device_stands = current == BORDER_RECORDING && still_passes >= kPassesUntilStandstill;
   return backlog < kMinimumBacklog && !device_stands;
@@ -263,6 +283,8 @@ OutputFile::Reason OutputFile::openMovieForRecording() {
   nr_opened_files = 0;
   block_is_torn = false;
   longest_backlog.store(0, std::memory_order_release);
+  incidents_of_take = {};
+  nr_incidents.store(0, std::memory_order_release);
   updateUserData();
   updateSystemData();
   log("open movie, fds: %x", printed(tableAddress()));
@@ -319,6 +341,7 @@ OutputFile::Reason OutputFile::closeMovieForRecording() {
     if (error && first) log("%@", *error);
     if (error && !first) first = std::move(error);
   }
+  closeIncidents();
   syncFiles();
   workAt(-1);
   return first;

@@ -9,6 +9,7 @@
 #include "files/DiskSync.h"
 #include "files/FileLayer.h"
 #include "files/FinishedTakes.h"
+#include "files/TakeIncidents.h"
 #include "metadata/MetaData.h"
 #include "platform/UserDefaults.h"
 #include "platform/WallClock.h"
@@ -131,6 +132,12 @@ public:
   /// reaches back to, among them. Any thread.
   int64_t longestBacklog() const { return longest_backlog.load(std::memory_order_acquire); }
 
+  /// How many incidents this take, or the last one, has had so far. Any thread.
+  uint64_t nrIncidents() const { return nr_incidents.load(std::memory_order_acquire); }
+
+  /// The incidents of the last take that has been recorded. Threads: as for metaData().
+  const IncidentList& incidentsOfTake() const { return incidents_of_take; }
+
   /// Files of this take that have been made, from the first on. Threads: as for metaData().
   int32_t nrOpenedFiles() const { return nr_opened_files; }
 
@@ -199,6 +206,8 @@ private:
   bool someFileIsFull() const;
   bool mustWait(State current, int64_t backlog);
   void noteDeviceProgress(State current);
+  void collectIncidents(State current);
+  void closeIncidents();
   void publish(State before, State after);
   void closeLeftOvers();
   bool reasonIsHeld() const;
@@ -219,6 +228,7 @@ private:
   std::atomic<int64_t> nr_samples{0};
   std::atomic<int64_t> start_position{0};
   std::atomic<int64_t> longest_backlog{0}; ///< written by the processing thread
+  std::atomic<uint64_t> nr_incidents{0};   ///< written by the processing thread
   std::atomic<int32_t> file_at_work{-1};
   mutable std::mutex reason_mutex; ///< guards the next two
   Reason held_reason;
@@ -227,10 +237,12 @@ private:
   // Written by the main thread in IDLE, and by the processing thread otherwise; the state hands them over.
   std::shared_ptr<MetaData> meta_data;
   int32_t nr_opened_files = 0;
+  IncidentList incidents_of_take;
 
   // The processing thread's own.
   std::array<int, kMaximumFiles> fds{};
   std::array<uint8_t, size_t{kBlockLength} * 64 * 4> block{};
+  TakeIncidents incidents{audio_ring};
   int64_t last_device_position = 0;
   int32_t still_passes = 0;
   bool block_is_torn = false; ///< the last block did not come to all files as a whole

@@ -53,6 +53,7 @@ std::unique_ptr<AlsaDevice> AlsaDevice::start(const AlsaDeviceSetup& setup, cons
   device->nr_frames = opened->nr_frames;
   device->loop = std::make_shared<AlsaLoop>(std::move(opened->capture), std::move(opened->playback), setup.rate, io);
   device->loop->setFirstSample(setup.first_sample);
+  if (setup.loses_samples) device->loop->noteLoss();
   error = device->loop->hasStopSignal() ? 0 : -EMFILE;
   if (error < 0) return nullptr;
   std::promise<void> end;

@@ -18,6 +18,7 @@ struct AlsaDeviceSetup {
   uint32_t rate = 0;                          ///< Hz
   uint32_t frames = 0;                        ///< of a cycle; the device may only have another size near it
   uint64_t first_sample = 0;                  ///< where its count of samples begins
+  bool loses_samples = false;                 ///< it ran until now: what came meanwhile is lost
   ThreadPreparation prepare_thread = nullptr; ///< may outlive the device, as its thread may
 };
 

@@ -148,6 +148,7 @@ OSStatus AlsaHardware::open(Device& device) {
   int error = 0;
   device.setup.prepare_thread = prepare_thread;
   device.running = AlsaDevice::start(device.setup, device.io, error);
+  device.setup.loses_samples = false;
   device.nr_losses_told = 0;
   device.is_silence_told = false;
   device.rate_watch = RateWatch(device.setup.rate);
@@ -198,6 +199,7 @@ OSStatus AlsaHardware::reopen(Device& device, uint32_t rate, uint32_t frames) {
   close(device);
   device.setup.rate = rate;
   device.setup.frames = frames;
+  device.setup.loses_samples = is_running;
   if (rate != before.rate) device.probe(); // for there may be other channels
   const bool is_open = is_running && open(device) == kAudioHardwareNoError;
   // What came meanwhile is lost. A new rate ends a take by itself, new buffers do not.
@@ -206,6 +208,7 @@ OSStatus AlsaHardware::reopen(Device& device, uint32_t rate, uint32_t frames) {
     const auto first_sample = device.setup.first_sample;
     device.setup = before;
     device.setup.first_sample = first_sample;
+    device.setup.loses_samples = true;
     device.io = io;
     open(device);
     return kAudioHardwareIllegalOperationError;

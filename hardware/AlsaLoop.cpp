@@ -106,6 +106,7 @@ int AlsaLoop::restartStopped() noexcept {
   if (nr_vain_starts++ == kMostVainStarts) return -EIO;
   const bool capture_too = capture.error != 0;
   if (capture_too && has_run) countLoss();
+  if (!capture_too && has_run) incident |= kAudioTimeStampOverload;
   const int error = restart(capture_too);
   return isStop(error) ? 0 : error;
 }
@@ -133,6 +134,7 @@ void AlsaLoop::countLoss() noexcept {
   const uint64_t lost = passed / kSecond * rate + passed % kSecond * rate / kSecond;
   setFirstSample(nextSample() + std::max<uint64_t>(lost, 1));
   nr_losses.store(nr_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  incident |= kAudioTimeStampSamplesLost;
 }
 
 void AlsaLoop::sleep(int milliseconds) noexcept {
@@ -179,7 +181,8 @@ void AlsaLoop::cycle() noexcept {
   if (capture.error < 0) return;
   last_host_time = hostTime();
   const AlsaClock::Time time = clock.at(nextSample(), last_host_time, reading);
-  const AudioTimeStamp now = timeStamp(nextSample(), time);
+  AudioTimeStamp now = timeStamp(nextSample(), time);
+  now.mFlags |= std::exchange(incident, 0);
   const AudioTimeStamp later = timeStamp(nextSample() + nr_frames, {time.word_clock + nr_frames, time.host_time});
   in_cycle.store(true);
   if (running.load()) io.proc(io.device, &now, &inputs, &now, &outputs, &later, io.client_data);

@@ -30,6 +30,9 @@ public:
   /// Where the count of samples begins; before run().
   void setFirstSample(uint64_t sample) { sample_time.store(sample, std::memory_order_release); }
 
+  /// Has the first cycle tell that samples were lost before it; before run().
+  void noteLoss() { incident = kAudioTimeStampSamplesLost; }
+
   /// What the count has reached. Any thread.
   uint64_t nextSample() const { return sample_time.load(std::memory_order_acquire); }
 
@@ -86,6 +89,7 @@ private:
   uint64_t last_host_time = 0; ///< of the last cycle, or the start
   bool has_run = false;        ///< a cycle has come since the device was opened
   int nr_vain_starts = 0;      ///< since the last cycle
+  uint32_t incident = 0;       ///< what the next cycle's time stamp tells: AudioTimeStampFlags
 
   // Shared. `running` and `in_cycle` need one order for all threads: either the cycle sees that it may not run, or the
   // main thread sees that it does.

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <ctime>
 #include <numbers>
+#include <utility>
 
 namespace vurl {
 namespace {
@@ -85,7 +86,8 @@ void GeneratorCycle::run(const IOProc& io) noexcept {
     fillTimecode();
   }
   std::ranges::fill(output_samples, 0.0F);
-  const AudioTimeStamp now = timeStamp(sample_time);
+  AudioTimeStamp now = timeStamp(sample_time);
+  now.mFlags |= std::exchange(incident, 0);
   const AudioTimeStamp later = timeStamp(sample_time + nr_frames);
   const AudioBufferList input_list{Generator::kNrStreams, inputs.data()};
   AudioBufferList output_list{Generator::kNrStreams, outputs.data()};

@@ -24,7 +24,10 @@ public:
   void run(const IOProc& io) noexcept;
 
   /// Moves the clocks on by `frames` frames that nobody gets.
-  void skip(uint64_t frames) noexcept { sample_time += frames; }
+  void skip(uint64_t frames) noexcept {
+    sample_time += frames;
+    incident = kAudioTimeStampSamplesLost;
+  }
 
   uint32_t rate() const { return sample_rate; }
   uint32_t frames() const { return nr_frames; }
@@ -45,6 +48,7 @@ private:
   uint32_t sample_rate = 0;
   uint32_t nr_frames = 0;
   uint64_t sample_time = 0;
+  uint32_t incident = 0;   ///< what the next cycle's time stamp tells: AudioTimeStampFlags
   std::vector<float> sine; ///< one second of 1 Hz, so that every whole pitch is a walk through it
   std::vector<float> input_samples;
   std::vector<float> output_samples;

@@ -136,16 +136,21 @@ struct JackClient::Connection {
   bool is_first_cycle = true;
   jack_nframes_t last_frame_time = 0;
   jack_nframes_t last_nr_frames = 0;
+  uint32_t incident = 0; ///< what the cycle's time stamp tells: AudioTimeStampFlags
+  uint32_t nr_interface_losses_told = 0;
+  uint32_t nr_xruns_told = 0;
   uint64_t sample_time = 0; ///< the server's frame time, without its wrap at 32 bits
 
   // Of the library's thread for notifications.
   float last_delay = 0;
   std::atomic<uint32_t> nr_interface_losses = 0;
+  std::atomic<uint32_t> nr_xruns = 0; ///< that cost this program nothing
 
   static int process(jack_nframes_t nr_frames, void* self);
   void cycle(jack_nframes_t nr_frames) noexcept;
   void followFrameTime(jack_nframes_t nr_frames) noexcept;
   void followXrun() noexcept;
+  void collectXruns() noexcept;
   AudioTimeStamp timeStamp() const noexcept;
   void addTransportTime(AudioTimeStamp& stamp) const noexcept;
   void tell(std::function<void()> Events::*event);
@@ -187,11 +192,14 @@ int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) {
 }
 
 void JackClient::Connection::cycle(jack_nframes_t nr_frames) noexcept {
+  incident = 0;
   followFrameTime(nr_frames);
+  collectXruns();
   const AudioBufferList input_list = inputs.fetch(nr_frames);
   AudioBufferList output_list = outputs.fetchSilent(nr_frames);
-  const AudioTimeStamp now = timeStamp();
+  AudioTimeStamp now = timeStamp();
   AudioTimeStamp later = now;
+  now.mFlags |= incident;
   later.mSampleTime += nr_frames;
   later.mWordClockTime += nr_frames;
   io.proc(io.device, &now, &input_list, &now, &output_list, &later, io.client_data);
@@ -203,8 +211,10 @@ void JackClient::Connection::cycle(jack_nframes_t nr_frames) noexcept {
 void JackClient::Connection::followFrameTime(jack_nframes_t nr_frames) noexcept {
   const jack_nframes_t frame_time = jack_last_frame_time(client);
   const jack_nframes_t passed = frame_time - last_frame_time;
-  if (!is_first_cycle && passed != last_nr_frames && (nr_frames == last_nr_frames || has_interface))
+  if (!is_first_cycle && passed != last_nr_frames && (nr_frames == last_nr_frames || has_interface)) {
     nr_losses.store(nr_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    incident |= kAudioTimeStampSamplesLost;
+  }
   sample_time = is_first_cycle ? frame_time : sample_time + passed;
   is_first_cycle = false;
   last_frame_time = frame_time;
@@ -215,8 +225,18 @@ void JackClient::Connection::followFrameTime(jack_nframes_t nr_frames) noexcept 
 // interface alone, not for those of a late client, which cost the others nothing.
 void JackClient::Connection::followXrun() noexcept {
   const float delay = jack_get_xrun_delayed_usecs(client);
-  if (std::exchange(last_delay, delay) == delay || !has_interface || !running) return;
-  nr_interface_losses.store(nr_interface_losses.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  const bool is_loss = std::exchange(last_delay, delay) != delay && has_interface;
+  if (!running) return;
+  auto& count = is_loss ? nr_interface_losses : nr_xruns;
+  count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+// What the library's other thread has counted since the last cycle. Thread: I/O.
+void JackClient::Connection::collectXruns() noexcept {
+  const uint32_t losses = nr_interface_losses.load(std::memory_order_acquire);
+  const uint32_t xruns = nr_xruns.load(std::memory_order_acquire);
+  if (std::exchange(nr_interface_losses_told, losses) != losses) incident |= kAudioTimeStampSamplesLost;
+  if (std::exchange(nr_xruns_told, xruns) != xruns) incident |= kAudioTimeStampOverload;
 }
 
 AudioTimeStamp JackClient::Connection::timeStamp() const noexcept {

@@ -30,7 +30,7 @@ constexpr QSize kFirstSize(1240, 760);
 constexpr QSize kFrame(0, 40); ///< what the desktop puts around a window
 constexpr int kHistoryHeight = 130;
 constexpr int kFirstSplit = 510;        ///< of strips and history together, before the window has been laid out
-constexpr int kStandstill = 5;          ///< refreshes of the ring, a second: the device, if there is one, has stopped
+constexpr size_t kMostDetails = 20;     ///< incidents of a take that a hint lists
 constexpr int kTransientMessage = 8000; ///< ms
 constexpr int kSettingsPause = 2000;    ///< ms behind a change, until the settings are written
 
@@ -213,10 +213,19 @@ void MainWindow::showCurrentTime(const std::string& timecode, bool locked) {
   current_time_field->setWords(
       tr("%1 · %2 · %3")
           .arg(device_bar->timeSourceWords(), locked ? tr("locked") : tr("NOT LOCKED"), device_bar->frameRateWords()));
+}
+
+/// How often samples have been lost since the start, and what else has happened in the take.
+void MainWindow::showIncidents(uint64_t of_take) {
   const uint32_t losses = recorder == nullptr ? 0 : recorder->controller.nrOverloads();
-  losses_label->setText(losses == 0   ? tr("No samples lost")
-                        : losses == 1 ? tr("⚠ Samples lost once")
-                                      : tr("⚠ Samples lost %1 times").arg(losses));
+  QString words = losses == 0   ? tr("No samples lost")
+                  : losses == 1 ? tr("⚠ Samples lost once")
+                                : tr("⚠ Samples lost %1 times").arg(losses);
+  const uint64_t incidents = of_take + nr_unsynced;
+  const QString where = isRecording(engine_state) ? tr("this take") : tr("the last take");
+  if (incidents == 1) words += tr(" · ⚠ 1 incident in %1").arg(where);
+  if (incidents > 1) words += tr(" · ⚠ %1 incidents in %2").arg(incidents).arg(where);
+  losses_label->setText(words);
 }
 
 void MainWindow::showTakeLength(const std::string& timecode) {
@@ -229,13 +238,13 @@ void MainWindow::showRing(const RingPositions& positions) {
   ring_buffer_view->setPlaybackPosition(positions.playback);
   ring_buffer_view->setBorderPosition(positions.border);
   ring_buffer_view->setState(positions.state);
+  if (!isRecording(engine_state) && isRecording(positions.state)) nr_unsynced = 0;
   engine_state = positions.state;
   next_take_view->setRecording(isRecording(engine_state));
   if (engine_state < 0 || static_cast<size_t>(engine_state) >= kStateWords.size()) return;
   const QString words = tr(kStateWords[static_cast<size_t>(engine_state)]);
-  still_refreshes = positions.device == device_position ? still_refreshes + 1 : 0;
-  device_position = positions.device;
-  time_counter_field->setWords(still_refreshes < kStandstill ? words : tr("%1 · NO SOUND ARRIVES").arg(words));
+  time_counter_field->setWords(positions.stands_still ? tr("%1 · NO SOUND ARRIVES").arg(words) : words);
+  showIncidents(positions.nr_incidents);
   setWindowTitle(engine_state == OutputFile::IDLE ? tr("Vurl Recorder") : tr("%1 – Vurl Recorder").arg(words));
 }
 
@@ -249,7 +258,13 @@ void MainWindow::showBufferSizeRange(double lowest, double highest) {
 
 void MainWindow::showBufferSize(uint32_t frames) { device_bar->showBufferSize(frames); }
 
+void MainWindow::fileNotSynced(const std::string&, const std::string&) { ++nr_unsynced; }
+
 void MainWindow::takeFinished(const FinishedTake& take) {
+  QStringList details;
+  for (size_t i = 0; i < std::min(take.incidents.first.size(), kMostDetails); ++i)
+    details += QString::fromStdString(inWords(take.incidents.first[i]));
+  losses_label->setToolTip(details.join(QLatin1Char('\n')));
   if (take.meta_data == nullptr || take.meta_data->nrSamples() == 0) return; // an alert tells why
   const QString files = take.nr_files == 1 ? tr("1 file") : tr("%1 files").arg(take.nr_files);
   const QString duration = QString::fromStdString(take.meta_data->durationString());

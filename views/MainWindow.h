@@ -66,6 +66,7 @@ public:
   void showBufferSizeRange(double lowest, double highest) override;
   void showBufferSize(uint32_t frames) override;
   void takeFinished(const FinishedTake& take) override;
+  void fileNotSynced(const std::string& path, const std::string& error) override;
   void playbackFinished(const std::optional<std::string>& reason) override;
 
 protected:
@@ -81,6 +82,7 @@ private:
                       const std::function<void()>& act);
   void press(TransportCommand command);
   bool takeRuns() const;
+  void showIncidents(uint64_t of_take);
   void chooseCsvFolder();
   void openManual();
   void restorePlaces();
@@ -93,8 +95,7 @@ private:
   Recorder* recorder = nullptr;
   bool may_quit = false;
   int32_t engine_state = OutputFile::IDLE;
-  int64_t device_position = 0;
-  int still_refreshes = 0; ///< since the device has moved
+  uint64_t nr_unsynced = 0; ///< files of the last take that could not be brought to disk
   MessageBar* message_bar = nullptr;
   std::array<TransportButton*, 4> transport{}; ///< by TransportCommand
   TimeField* current_time_field = nullptr;

@@ -16,7 +16,7 @@ struct RecordingView final : MainWindowView {
   std::array<PopupMenu, 4> menus;
   std::string current_time, alerts, played;
   uint32_t buffer_size = 0;
-  bool is_locked = false;
+  bool is_locked = false, stands_still = false;
   std::array<std::pair<float, float>, 64> levels; ///< peak and RMS in dB
 
   void showTransport(TransportCommand, TransportColour) override {}
@@ -28,7 +28,7 @@ struct RecordingView final : MainWindowView {
     is_locked = locked;
   }
   void showTakeLength(const std::string&) override {}
-  void showRing(const RingPositions&) override {}
+  void showRing(const RingPositions& positions) override { stands_still = positions.stands_still; }
   void showMenu(DeviceMenu which, const PopupMenu& menu) override { menus[static_cast<size_t>(which)] = menu; }
   void showPullMenu(const std::array<PullMenu::Item, 3>&) override {}
   void showBufferSizeRange(double, double) override {}

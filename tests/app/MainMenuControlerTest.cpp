@@ -18,6 +18,7 @@ protected:
     for (int i = 0; i < 100 && output_file.state() != IDLE; ++i) time(1);
     ASSERT_EQ(output_file.state(), IDLE);
   }
+  std::vector<Incident> expected;
   std::string counters() const {
     std::string all;
     for (const char* key : {"take", "slate", "roll", "count", "note"}) all += defaults.stringForKey(key) + "/";
@@ -40,10 +41,10 @@ TEST_F(ControllerTest, ATakeMovesTheCountersOnUnlessAReasonEndsIt) {
     record(8);
     end(controller);
     timeUntilIdle();
-    const auto& [meta_data, nr_files, told, continues, longest_backlog] = view.takes.back();
+    const auto& [meta_data, nr_files, told, continues, longest_backlog, incidents] = view.takes.back();
     EXPECT_EQ(told, reason);
     EXPECT_GE(longest_backlog, OutputFile::kMinimumBacklog);
-    EXPECT_TRUE(nr_files == 1 && !continues);
+    EXPECT_TRUE(nr_files == 1 && !continues && incidents.size() == 0);
     EXPECT_EQ(meta_data->filenameForFile(0), folder.file(name));
     EXPECT_EQ(counters(), after);
   }
@@ -127,6 +128,33 @@ TEST_F(ControllerTest, AStopThatMustNotBeLostWaitsForTheStart) {
   timeUntilIdle();
   EXPECT_EQ(view.takes.size(), 1U);
   record(10); // and does not reach into the next take
+}
+
+TEST_F(ControllerTest, ADeviceThatStopsDeliveringIsToldAtOnceAndIsAnIncidentOfTheTake) {
+  const auto deviceStops = [this](int ticks) {
+    for (; ticks > 0; --ticks) {
+      output_file.processingPass();
+      controller.updateGUI();
+    }
+  };
+  record(10);
+  for (const auto& [ticks, stands] : {std::pair{5, false}, {6, true}, {30, true}}) {
+    time(2);
+    const int64_t position = audio_ring.devicePosition() - output_file.startPosition();
+    deviceStops(ticks);
+    EXPECT_EQ(view.stands_still, stands) << ticks;
+    EXPECT_EQ(log.contains("No sound arrives: the device has stopped delivering."), stands);
+    if (ticks < 30) time(1);
+    EXPECT_EQ(log.contains(text("Sound arrives again, after %i ms.", ticks * 100)), ticks == 6);
+    EXPECT_EQ(output_file.state(), RUNNING_RECORDING);
+    if (stands) expected.push_back({Incident::Kind::standstill, position, ticks == 6 ? 600 : 4000});
+  }
+  controller.recStopPressed(STOP);
+  deviceStops(20);
+  ASSERT_EQ(view.takes.size(), 1U);
+  EXPECT_EQ(view.takes[0].incidents.first, expected) << "the last one goes on until the take is closed";
+  time(2);
+  EXPECT_FALSE(view.stands_still);
 }
 
 TEST_F(ControllerTest, ShowsTheDeviceInUseAndItsTime) {

@@ -144,4 +144,54 @@ TEST_F(OutputFileTest, EveryFileIsCompletedInItsFolderWhenOneFailsToClose) {
   EXPECT_TRUE(log.contains("No channel is routed into file 3"));
 }
 
+TEST_F(OutputFileTest, ATakeListsWhatHappenedToTheSamplesThatItHolds) {
+  using enum Incident::Kind;
+  const auto cycle = [this](double sample_time, uint32_t flags, size_t n = 4800) {
+    AudioTimeStamp stamp;
+    stamp.mSampleTime = sample_time;
+    stamp.mFlags = flags | kAudioTimeStampSampleTimeValid | kAudioTimeStampWordClockTimeValid;
+    stamp.mWordClockTime = static_cast<uint64_t>(sample_time) + (sample_time > 200000 ? 96000U : 0U);
+    rig.feed(Samples(n), stamp);
+    pass();
+  };
+  set({{"time_source", COREAUDIO_WORD_CLOCK}, {"pre_record_time", 1}});
+  cycle(0, 0);
+  cycle(9000, kAudioTimeStampSamplesLost); // the take will not reach back to this one
+  for (int i = 0; i < 9; ++i) cycle(13800 + i * 4800, 0);
+  cycle(57500, kAudioTimeStampSamplesLost); // but to this one, at 52800
+  const int64_t first = rig.ring->devicePosition() - 48000;
+  record();
+  const int64_t start = engine.startPosition();
+  EXPECT_EQ(start, first);
+  cycle(62300, kAudioTimeStampOverload);                             // at 57600
+  cycle(67100, kAudioTimeStampSamplesLost);                          // at 62400, nobody knows how many
+  cycle(1000, kAudioTimeStampSamplesLost | kAudioTimeStampOverload); // at 67200, the same
+  cycle(300000, 0);                                                  // at 72000, another count: the time has jumped
+  const int64_t jump = 300000 + 96000 - 72000 - (1000 - 67200);
+  rig.ring->noteIncident({standstill, 76800, 600});
+  pass();
+  rig.ring->noteIncident({standstill, 76800, 900});
+  cycle(304800, 0);
+  EXPECT_EQ(engine.nrIncidents(), 7U);
+  for (int i = 0; i < 400; ++i) cycle(309600 + i, kAudioTimeStampOverload, 1);
+  cycle(310000, 0);
+  finish();
+  const IncidentList& list = engine.incidentsOfTake();
+  const std::vector<Incident> expected = {{samples_lost, 52800 - start, 500},
+                                          {overload, 57600 - start, 0},
+                                          {samples_lost, 62400 - start, 0},
+                                          {samples_lost, 67200 - start, 0},
+                                          {time_jump, 67200 - start, 1000 - 67100 - 4800},
+                                          {time_jump, 72000 - start, jump},
+                                          {standstill, 76800 - start, 900}};
+  ASSERT_EQ(list.first.size(), IncidentList::kMostListed);
+  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), list.first.begin()));
+  EXPECT_EQ(list.counts, (std::array<uint64_t, 4>{3, 401, 2, 1}));
+  EXPECT_TRUE(list.size() == 407 && list.unlisted == 0 && list.samples_lost == 500);
+  EXPECT_TRUE(log.contains("close movie, 407 incidents: samples lost 3 times (500 known of), 401 overloads"));
+  record(20000);
+  finish();
+  EXPECT_TRUE(engine.incidentsOfTake().size() == 0 && log.contains("close movie, no incidents"));
+}
+
 } // namespace vurl
