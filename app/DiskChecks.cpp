@@ -1,5 +1,6 @@
 #include "app/DiskChecks.h"
 
+#include "app/FolderTroubles.h"
 #include "platform/Text.h"
 
 #include <algorithm>
@@ -79,7 +80,11 @@ void addRoom(Finding& finding, const DiskState& disk, int64_t needed) {
       is_long ? "" : "Make room there, or choose a folder on another disk.");
 }
 
-Finding check(const TakeFolder& folder, const DiskState& disk, int64_t needed) {
+Finding check(const std::vector<TakeFolder>& folders, const std::vector<DiskState>& disks, const Rooms& rooms,
+              size_t index) {
+  const TakeFolder& folder = folders[index];
+  const DiskState& disk = disks[index];
+  const int64_t needed = byteRateOfDisk(folders, disks, index);
   Finding finding{"disk", Mark::fine, text("%@:", folder.path), ""};
   if (!disk.has_answered) {
     add(finding, Mark::change, text("Its disk has not answered for %i seconds.", kPatience.count()),
@@ -89,9 +94,12 @@ Finding check(const TakeFolder& folder, const DiskState& disk, int64_t needed) {
   } else if (!disk.speed.error.empty()) {
     add(finding, Mark::change, text("It cannot be written: %s.", disk.speed.error),
         "Make it writable for you, or choose another folder.");
+  } else if (const std::string obstacle = whyNothingFits(folders, rooms, index); !obstacle.empty()) {
+    add(finding, Mark::change, obstacle, "Make it writable for you, make room, or choose another folder.");
   } else {
     addSpeed(finding, disk.speed, needed);
     addRoom(finding, disk, needed);
+    for (const Flaw& flaw : flawsOf(folders, rooms, index)) add(finding, Mark::change, flaw.text, flaw.advice);
   }
   return finding;
 }
@@ -115,8 +123,10 @@ std::vector<Finding> checkDisks(const std::vector<TakeFolder>& folders, const st
   if (folders.empty())
     return {{"disk", Mark::change, "No file goes into any folder.", "Choose a layout: vurl layout --auto 2."}};
   std::vector<Finding> findings;
+  Rooms rooms;
+  for (const DiskState& disk : disks) rooms.push_back(disk.room);
   for (size_t i = 0; i < std::min(folders.size(), disks.size()); ++i)
-    findings.push_back(check(folders[i], disks[i], byteRateOfDisk(folders, disks, i)));
+    findings.push_back(check(folders, disks, rooms, i));
   return findings;
 }
 

@@ -58,6 +58,7 @@ MetaData nextTake(const UserDefaults& defaults, int32_t files, int32_t sample_ra
   take.setBitDepth(setting("bit_depth"));
   take.setFileFormat(setting("file_format"));
   take.setCount(setting("count"));
+  take.setMaximumFileSize(std::clamp<int64_t>(defaults.integerForKey("maximum_file_size"), 0, 1LL << 40) << 20);
   setTexts(take, defaults);
   setRouting(take, defaults, files);
   return take;

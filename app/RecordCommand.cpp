@@ -4,8 +4,11 @@
 #include "app/ConsoleView.h"
 #include "app/DeviceChoice.h"
 #include "app/DeviceSession.h"
+#include "app/DiskWatch.h"
 #include "app/EndSignals.h"
+#include "app/FolderTroubles.h"
 #include "app/Leaving.h"
+#include "app/NextTake.h"
 #include "app/RecorderBus.h"
 #include "app/TakeTexts.h"
 #include "app/TerminalKeys.h"
@@ -20,7 +23,9 @@
 #include <cstdio>
 #include <memory>
 #include <thread>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 namespace vurl {
 namespace {
@@ -28,6 +33,8 @@ namespace {
 constexpr std::chrono::milliseconds kEndCheckInterval{20};     ///< while the end may be near
 constexpr std::chrono::milliseconds kSeldomCheckInterval{100}; ///< each check costs as much as the rest of the loop
 constexpr double kNear = 0.3;                                  ///< seconds
+constexpr std::chrono::milliseconds kFolderCheckInterval{250};
+constexpr int kChecksPerQuestion = 12; ///< the disks are asked less often than answers are looked for
 constexpr std::chrono::milliseconds kPause{100};
 constexpr std::chrono::seconds kPatienceWithADevice{10};
 constexpr std::chrono::seconds kPatienceWithAClock{1};
@@ -48,6 +55,7 @@ public:
     const auto recorder = std::make_unique<Recorder>(defaults, run_loop, session.services.model, RecorderViews{view},
                                                      RecorderMeans{nullptr, [this] { waitAWhile(); }});
     recorder_in_use = recorder.get();
+    view.setIsSynced([&sync = recorder->disk_sync] { return sync.wait(std::chrono::milliseconds(0)); });
     session.choose(*recorder, true);
     recorder->start();
     run_loop.drain();
@@ -132,6 +140,7 @@ private:
       if (ends || !(follows_lock || stays)) run_loop.quit();
     });
     checkEvery(kEndCheckInterval, recorder);
+    const auto folder_check = run_loop.every(kFolderCheckInterval, [&] { watchFolders(recorder); });
     if (follows_lock) {
       first_sample = recorder.audio_ring.devicePosition();
     } else {
@@ -151,6 +160,21 @@ private:
     if (end_check != nullptr && interval == check_interval) return;
     check_interval = interval;
     end_check = run_loop.every(interval, [this, &recorder] { checkEnd(recorder); });
+  }
+
+  /// Tells what is, or soon will be, wrong with the folders; nothing is refused. Disks that hang answer later.
+  void watchFolders(const Recorder& recorder) {
+    const OutputFile::State state = recorder.output_file.state();
+    const bool was_recording =
+        std::exchange(is_recording, state >= OutputFile::STARTING_RECORDING && state <= OutputFile::FINISHED_RECORDING);
+    if (is_recording && !was_recording) folder_news.restart();
+    if (folders.empty() || (is_recording && !was_recording)) {
+      folders = foldersOf(nextTake(defaults, MetaData::kMaximumFiles, recorder.audio_ring.adjustedSampleRate()));
+      paths.clear();
+      for (const TakeFolder& folder : folders) paths.push_back(folder.path);
+    }
+    if (folder_checks++ % kChecksPerQuestion == 0) disks.ask(paths);
+    for (const std::string& sentence : folder_news.look(folders, disks.answers(paths))) view.tell(sentence);
   }
 
   /// What the controller does while it waits for the engine and the loop stands still.
@@ -238,6 +262,12 @@ private:
   DeviceSession session;
   ConsoleView view;
   const Recorder* recorder_in_use = nullptr;
+  DiskWatch disks;
+  FolderNews folder_news;
+  std::vector<TakeFolder> folders; ///< of the take in hand, or the next one
+  std::vector<std::string> paths;
+  int folder_checks = 0;
+  bool is_recording = false;
   LongWait long_wait;
   bool follows_lock = false;
   bool ends = false;   ///< with the take in hand

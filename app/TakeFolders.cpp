@@ -2,7 +2,10 @@
 
 #include "platform/Log.h"
 
+#include <linux/magic.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/statvfs.h>
 
 #include <dirent.h>
@@ -17,6 +20,17 @@ namespace vurl {
 namespace {
 
 constexpr int64_t kMostFolders = 16;
+constexpr int64_t kLargestOnFat = 0xFFFFFFFF;
+
+/// FAT is what cards come with; the other file systems of today end no take. The user's own limit may.
+int64_t largestFile(const std::string& path) {
+  struct statfs about {};
+  const bool is_fat = statfs(path.c_str(), &about) == 0 && about.f_type == MSDOS_SUPER_MAGIC;
+  rlimit limit{};
+  const bool is_limited = getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+  const auto most = is_limited ? std::min<rlim_t>(limit.rlim_cur, INT64_MAX) : rlim_t{INT64_MAX};
+  return std::min(is_fat ? kLargestOnFat : INT64_MAX, static_cast<int64_t>(most));
+}
 
 } // namespace
 
@@ -28,10 +42,12 @@ std::vector<TakeFolder> foldersOf(const MetaData& take) {
       if (take.folderForFile(file) != number) continue;
       auto folder = std::find_if(folders.begin(), folders.end(), [&](const auto& known) { return known.path == path; });
       const std::string name = std::filesystem::path(take.filenameForFile(file)).filename().string();
-      if (folder == folders.end()) folder = folders.insert(folders.end(), TakeFolder{path, 0, 0, name, name});
+      if (folder == folders.end())
+        folder = folders.insert(folders.end(), TakeFolder{path, 0, 0, name, name, take.maximumFileSize()});
       folder->nr_files += 1;
       folder->byte_rate += take.byteRateForFile(file);
       folder->last_name = name;
+      folder->channels |= take.channelMaskForFile(file);
     }
   }
   return folders;
@@ -66,8 +82,11 @@ std::optional<DiskRoom> diskRoom(const std::string& path) {
   const bool is_missing = found ? !S_ISDIR(about.st_mode) : errno == ENOENT || errno == ENOTDIR;
   if (is_missing) return DiskRoom{0, 0, FolderState::missing};
   if (!found || statvfs(path.c_str(), &room) != 0) return std::nullopt;
-  const FolderState state = access(path.c_str(), W_OK | X_OK) == 0 ? FolderState::ready : FolderState::locked;
-  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev, state};
+  const bool is_writable = access(path.c_str(), W_OK | X_OK) == 0;
+  const FolderState state = (room.f_flag & ST_RDONLY) != 0 ? FolderState::read_only
+                            : is_writable                  ? FolderState::ready
+                                                           : FolderState::locked;
+  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev, state, largestFile(path)};
 }
 
 std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,

@@ -12,11 +12,13 @@ namespace vurl {
 
 /// A destination folder of a take: where it is, and what goes there.
 struct TakeFolder {
-  std::string path;       ///< with its "~" expanded
-  int32_t nr_files = 0;   ///< of the take, in this folder
-  int64_t byte_rate = 0;  ///< bytes a second that they grow by together
-  std::string first_name; ///< of the first of these files, without the folder
-  std::string last_name;  ///< of the last
+  std::string path;         ///< with its "~" expanded
+  int32_t nr_files = 0;     ///< of the take, in this folder
+  int64_t byte_rate = 0;    ///< bytes a second that they grow by together
+  std::string first_name;   ///< of the first of these files, without the folder
+  std::string last_name;    ///< of the last
+  int64_t break_size = 0;   ///< bytes at which the take goes on in new files, 0 for never
+  ChannelMask channels = 0; ///< that are recorded here
 };
 
 /// The folders that receive files of `take`, in the order of their numbers; two numbers with the same path are one.
@@ -31,15 +33,20 @@ int addTakeFiles(const std::string& folder, std::vector<std::string>& paths);
 
 enum class FolderState {
   ready,
-  missing, ///< no take can be made: nobody makes the folder
-  locked   ///< this user may not make files in it
+  missing,   ///< no take can be made: nobody makes the folder
+  read_only, ///< nobody may write to its file system
+  locked     ///< this user may not make files in it
 };
+
+/// Each file of a take needs this many bytes at once, for its header.
+inline constexpr int64_t kLeastBytesOfFile = 131072;
 
 /// The room on the disk under a folder.
 struct DiskRoom {
   int64_t free_bytes = 0; ///< that this user may write
   uint64_t disk = 0;      ///< the same number for folders that share a disk
   FolderState folder = FolderState::ready;
+  int64_t largest_file = INT64_MAX; ///< bytes that a file there can have
 };
 
 /// Asks the system about the folder at `path`, a missing one has no room. Nothing when that cannot be told. May block

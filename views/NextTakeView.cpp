@@ -1,5 +1,6 @@
 #include "views/NextTakeView.h"
 
+#include "app/FolderTroubles.h"
 #include "app/NextTake.h"
 #include "platform/Text.h"
 #include "views/ElidedLabel.h"
@@ -15,7 +16,6 @@ namespace {
 
 constexpr std::chrono::seconds kTick{1};
 constexpr int kTicksPerQuestion = 3;
-constexpr int64_t kLowSeconds = 900;
 constexpr double kNameScale = 1.1; ///< of the files' names, which are checked at a glance
 constexpr int kSpacing = 10;
 constexpr int kStretchColumn = 3; ///< between the folders and the room that they have left
@@ -61,7 +61,11 @@ void showWords(QLabel& label, const QString& words) {
 } // namespace
 
 NextTakeView::NextTakeView(UserDefaults& user_defaults, QWidget* parent)
-    : QWidget(parent), defaults(user_defaults), grid(owned<QGridLayout>(this)), warning(owned<QLabel>()) {
+    : QWidget(parent),
+      defaults(user_defaults),
+      grid(owned<QGridLayout>(this)),
+      warning(owned<QLabel>()),
+      flaws(owned<QLabel>()) {
   grid->setContentsMargins(0, 0, 0, 0);
   grid->setHorizontalSpacing(kSpacing);
   grid->setVerticalSpacing(1);
@@ -71,6 +75,11 @@ NextTakeView::NextTakeView(UserDefaults& user_defaults, QWidget* parent)
   warning->setWordWrap(true);
   warning->hide();
   grid->addWidget(warning, kWarningRow, 0, 1, kStretchColumn + 2);
+  flaws->setAccessibleName(tr("What is wrong with the folders"));
+  flaws->setTextFormat(Qt::PlainText);
+  flaws->setWordWrap(true);
+  flaws->hide();
+  grid->addWidget(flaws, kWarningRow + 1, 0, 1, kStretchColumn + 2);
   changes = defaults.observe("", [this](const std::string&) {
     changed = true;
     timer.start(0); // soon, and once for many changes
@@ -99,6 +108,7 @@ void NextTakeView::refresh() {
   if (folders.empty()) {
     lines[0].head->setText(tr("Next take: no files. Set up files and folders in the preferences."));
     for (QLabel* const label : {lines[0].files, lines[0].folder, lines[0].room}) label->clear();
+    flaws->hide();
     return;
   }
   const auto rooms = disks.answers(pathsOf(folders));
@@ -106,6 +116,7 @@ void NextTakeView::refresh() {
     show(lines[i], folders[i]);
     showWords(*lines[i].room, roomInWords(i, rooms));
   }
+  showFlaws(rooms);
   lines[0].head->setText(recording ? tr("Recording") : tr("Next take"));
 }
 
@@ -153,12 +164,30 @@ QString NextTakeView::roomInWords(size_t folder, const DiskWatch::Rooms& rooms) 
   const auto& room = rooms[folder];
   if (!room) return tr("free space unknown");
   if (room->folder == FolderState::missing) return alarm(tr("NOT THERE"));
+  if (room->folder == FolderState::read_only) return alarm(tr("READ-ONLY"));
   if (room->folder == FolderState::locked) return alarm(tr("NO PERMISSION to write"));
+  if (!whyNothingFits(folders, rooms, folder).empty()) return alarm(tr("NO SPACE"));
   const auto seconds = secondsLeft(folders, rooms, folder);
   QString free = tr("%1 GB free").arg(static_cast<double>(room->free_bytes) / 1e9, 0, 'f', 1);
   if (!seconds) return free;
   const QString words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), free);
-  return *seconds < kLowSeconds ? alarm(tr("LOW: %1").arg(words)) : words;
+  switch (roomLevel(seconds)) {
+  case RoomLevel::almost_none: return alarm(tr("ALMOST FULL: %1").arg(words));
+  case RoomLevel::low: return tr("<b>⚠ LOW: %1</b>").arg(words);
+  case RoomLevel::enough: break;
+  }
+  return words;
+}
+
+void NextTakeView::showFlaws(const DiskWatch::Rooms& rooms) {
+  QStringList words;
+  for (size_t i = 0; i < folders.size(); ++i)
+    for (const Flaw& flaw : flawsOf(folders, rooms, i))
+      words +=
+          tr("⚠ %1: %2 %3")
+              .arg(shortened(folders[i].path), QString::fromStdString(flaw.text), QString::fromStdString(flaw.advice));
+  flaws->setVisible(!words.isEmpty());
+  showWords(*flaws, words.join(QLatin1Char('\n')));
 }
 
 } // namespace vurl

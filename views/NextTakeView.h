@@ -41,6 +41,7 @@ private:
   void lookAhead();
   void setNumberOfLines(size_t number);
   void show(const Line& line, const TakeFolder& folder) const;
+  void showFlaws(const DiskWatch::Rooms& rooms);
   QString roomInWords(size_t folder, const DiskWatch::Rooms& rooms) const;
 
   UserDefaults& defaults;
@@ -54,6 +55,7 @@ private:
   bool recording = false;
   QGridLayout* grid;
   QLabel* warning;
+  QLabel* flaws;
   std::vector<Line> lines;
 };
 

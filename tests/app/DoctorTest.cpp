@@ -36,6 +36,11 @@ TEST(Doctor, ComparesADiskWithAllThatGoesOntoIt) {
       {disk(60 * kMega, hour - 1), disk(60 * kMega, hour), Mark::change, {"59 min 59 s", "Make room"}},
       {disk(0, hour), other, Mark::note, {"not measured"}},
       {disk(0, hour, 1, "Read-only file system"), other, Mark::change, {"cannot be written: Read-only"}},
+      {{true, true, DiskRoom{hour, 1, FolderState::ready, 1 << 20}, {60 * kMega, ""}},
+       other,
+       Mark::change,
+       {"larger than 0.0 GB", "smaller maximum file size"}},
+      {{true, true, DiskRoom{hour, 1, FolderState::read_only}, {0, ""}}, other, Mark::change, {"is read-only"}},
       {{true, false, {}, {}}, other, Mark::change, {"not there"}},
       {{}, other, Mark::change, {"has not answered"}}};
   for (const auto& [first, second, mark, parts] : cases) {
