@@ -16,7 +16,11 @@
 
 namespace vurl {
 
-constexpr int kRepetitions = 9;
+/// Nine, or one where the environment sets VURL_BENCH_QUICK, which asks whether all of it runs.
+inline int repetitions() {
+  static const int number = std::getenv("VURL_BENCH_QUICK") == nullptr ? 9 : 1;
+  return number;
+}
 
 /// The middle of some figures, and between which the middle half of them lies.
 struct Figure {
@@ -41,10 +45,10 @@ inline double secondsOf(const std::function<void()>& work) {
   return now() - begin;
 }
 
-/// The seconds of each of `works`, in kRepetitions rounds through all of them behind one that warms up.
+/// The seconds of each of `works`, in repetitions() rounds through all of them behind one that warms up.
 inline std::vector<std::vector<double>> measureInTurn(const std::vector<std::function<void()>>& works) {
   std::vector<std::vector<double>> seconds(works.size());
-  for (int repetition = -1; repetition < kRepetitions; ++repetition) {
+  for (int repetition = -1; repetition < repetitions(); ++repetition) {
     for (size_t i = 0; i < works.size(); ++i) {
       const double measured = secondsOf(works[i]);
       if (repetition >= 0) seconds[i].push_back(measured);

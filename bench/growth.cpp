@@ -17,7 +17,7 @@ struct Cost {
 Cost costOf(const RecordShape& shape) {
   RecordBed bed(shape);
   std::vector<double> cycles, files;
-  for (int repetition = -1; repetition < kRepetitions; ++repetition) { // the first brings memory into use
+  for (int repetition = -1; repetition < repetitions(); ++repetition) { // the first brings memory into use
     Cost cost{};
     for (int i = 0; i < kTenths; ++i) {
       cost.cycles += secondsOf([&] { bed.runCycles(shape.rate / 10); });
@@ -70,8 +70,7 @@ void tellBuffers() {
     const Cost cost = costOf({.cycle_length = frames});
     tellGrowth(table, std::to_string(frames), cost.cycles, "ms of CPU per second of sound");
   }
-  tellReason(table, "Below some 128 frames the fixed work for each channel of a cycle governs, above them the ring's "
-                    "memory.");
+  tellReason(table, "From 32 frames on the ring's memory governs; below, the fixed work for each channel of a cycle.");
 }
 
 } // namespace

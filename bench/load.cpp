@@ -99,7 +99,7 @@ Seconds recordMinute() {
 int main() {
   useRamDisk();
   std::vector<double> by_clock, of_processor;
-  for (int repetition = 0; repetition < kRepetitions; ++repetition) {
+  for (int repetition = 0; repetition < repetitions(); ++repetition) {
     const Seconds seconds = recordMinute();
     by_clock.push_back(60 / seconds.by_clock);
     of_processor.push_back(60 / seconds.of_processor);
