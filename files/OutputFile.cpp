@@ -250,7 +250,7 @@ uint32_t OutputFile::nrBlocksAtOnce(State current) const {
 /// Where not every file took all, they get block by block what each of them takes, so that the take is as long as it
 /// can be; the failure ends it all the same.
 OutputFile::Reason OutputFile::addToMovieForRecording(uint32_t nr_blocks) {
-  const Reason failure = addBlocks(nr_blocks);
+  Reason failure = addBlocks(nr_blocks);
   if (!failure || nr_blocks == 1 || ringIsFull()) return failure;
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (file_layer.seek(fds[static_cast<size_t>(file)], meta_data->fileSizeForFile(file)) < 0) return failure;
