@@ -127,7 +127,8 @@ void HistoryControler::finishLoading() {
   list.sort();
   is_reading = again;
   reload();
-  if (!saved.empty()) reportSalvaged(saved);
+  noteSalvaged(saved);
+  if (!saved.empty() && tell_salvaged) tell_salvaged(saved);
   if (again) {
     loadHistory();
   } else {
@@ -137,7 +138,7 @@ void HistoryControler::finishLoading() {
 
 /// A take that was cut off never came to be reported. Those in Core Audio Format are told of only, as are all that the
 /// history cannot read.
-void HistoryControler::reportSalvaged(const std::vector<SalvagedTake>& saved) {
+void HistoryControler::noteSalvaged(const std::vector<SalvagedTake>& saved) {
   const std::vector<TakePointer> listed = list.takes();
   for (const SalvagedTake& take : saved) {
     log("A take was cut off: %@", salvageLine(take));
@@ -145,10 +146,15 @@ void HistoryControler::reportSalvaged(const std::vector<SalvagedTake>& saved) {
       return each->reference == take.files[0].take_reference;
     });
     if (take.longest().outcome != Salvage::Outcome::completed || entry == listed.end()) continue;
-    if (!isInCSV((*entry)->meta_data)) addToCSV((*entry)->meta_data);
+    salvaged.push_back(*entry);
     is_report_partial = true;
   }
-  if (tell_salvaged) tell_salvaged(saved);
+}
+
+void HistoryControler::reportSalvaged(const std::vector<SalvagedTake>& saved) {
+  noteSalvaged(saved);
+  rewritePartialReports();
+  if (saving.joinable()) saving.join();
 }
 
 void HistoryControler::completeReports() {
@@ -164,8 +170,14 @@ void HistoryControler::completeReports() {
 void HistoryControler::rewritePartialReports() {
   if (!is_report_partial.exchange(false)) return;
   if (saving.joinable()) saving.join();
-  saving = newThread([this] { saveHistory(); });
-  if (!saving.joinable()) is_report_partial = true;
+  saving = newThread([this, unreported = salvaged] {
+    for (const TakePointer& take : unreported) addToCSVOnce(take->meta_data);
+    saveHistory();
+  });
+  if (saving.joinable())
+    salvaged.clear();
+  else
+    is_report_partial = true;
 }
 
 void HistoryControler::reload() {

@@ -49,9 +49,14 @@ public:
   /// sorts, reloads the table and selects its last row when all are read. Nothing leaves the list. Called while it
   /// runs, it reads the folders once more behind that. Reports that finished takes brought about meanwhile lack takes;
   /// they are written once more in the end, on a thread of their own.
-  /// Before the first file is read, a thread completes those that were cut off (files/Salvage.h); their takes get their
-  /// line in the CSV report and their place in the XML report when all is read, and the teller is told.
+  /// Before the first file is read, a thread completes those that were cut off (files/Salvage.h); when all is read the
+  /// teller is told, and the thread that writes the reports gives these takes their line in the CSV report and their
+  /// place in the XML report.
   void loadHistory();
+
+  /// Reports the takes among `saved` that are in the list, as loadHistory() does with those it found itself. Returns
+  /// when the reports are written.
+  void reportSalvaged(const std::vector<SalvagedTake>& saved);
 
   /// Who is told of takes that were saved, on the main thread; nobody at first.
   void setSalvageTeller(SalvageTeller teller) { tell_salvaged = std::move(teller); }
@@ -82,11 +87,12 @@ public:
   /// The XML report: the iXML documents of the takes' first files, with the user's texts as they are. Any thread.
   std::string bwfXMLList() const;
 
-  /// Appends the take's line to its CSV report, which is made with its header when it is missing. Any thread.
-  static void addToCSV(const MetaData& meta_data);
+  /// Appends the take's line to its CSV report, which is made with its header when it is missing. Any thread; a second
+  /// one waits.
+  void addToCSV(const MetaData& meta_data);
 
-  /// Whether the take's CSV report has its line. Any thread.
-  static bool isInCSV(const MetaData& meta_data);
+  /// The same unless the report has that line. Any thread; a second one waits.
+  void addToCSVOnce(const MetaData& meta_data);
 
   /// The folder whose report print() opens. Any thread.
   void setWebFolder(const std::string& path);
@@ -115,7 +121,7 @@ private:
   bool loadNextFiles();
   void finishLoading();
   std::vector<std::string> filesOfFolders();
-  void reportSalvaged(const std::vector<SalvagedTake>& saved);
+  void noteSalvaged(const std::vector<SalvagedTake>& saved);
   void rewritePartialReports();
   void reload();
 
@@ -127,9 +133,11 @@ private:
   TakeList list;
   std::vector<TakePointer> shown; ///< the table's rows
   std::unique_ptr<Loading> loading;
+  std::vector<TakePointer> salvaged; ///< takes that still lack their line in the CSV report
   mutable std::mutex web_folder_mutex;
   std::string web_folder;                      ///< as stored or with its "~" expanded
   std::mutex report_mutex;                     ///< held while reports are written
+  std::mutex csv_mutex;                        ///< held while a CSV report is read or written
   std::atomic<bool> is_reading = false;        ///< the list does not hold all takes yet
   std::atomic<bool> is_report_partial = false; ///< a report was written meanwhile
   std::thread saving;

@@ -51,6 +51,40 @@ void copyStyles(const std::string& folder) {
   }
 }
 
+/// Whether the take's CSV report has its line.
+bool isInCSV(const MetaData& meta_data) {
+  PosixFileLayer layer;
+  const int descriptor = layer.openForReading(meta_data.csvFilename());
+  if (descriptor < 0) return false;
+  std::string report;
+  std::array<char, 65536> piece{};
+  ssize_t size = 0;
+  while ((size = layer.read(descriptor, piece.data(), piece.size())) > 0)
+    report.append(piece.data(), static_cast<size_t>(size));
+  close(descriptor);
+  return report.find(meta_data.csvLine()) != std::string::npos;
+}
+
+void appendToCSV(const MetaData& meta_data) {
+  const std::string path = meta_data.csvFilename();
+  int descriptor = openPastOwnLinks(path, kWrite | O_APPEND | O_EXCL);
+  const bool is_new = descriptor >= 0;
+  if (!is_new) descriptor = openPastOwnLinks(path, kWrite | O_APPEND);
+  if (descriptor < 0) {
+    log("Could not open csv file: %s", systemError(errno));
+    return;
+  }
+  if (const int error = is_new ? writeText(descriptor, MetaData::csvHeader()) : 0; error != 0) {
+    log("Could not write header to csv file: %s", systemError(error));
+    close(descriptor);
+    return;
+  }
+  if (const int error = writeText(descriptor, meta_data.csvLine()); error != 0) {
+    log("Could not write to csv file: %s", systemError(error));
+  }
+  if (close(descriptor) != 0) log("Could not close csv file: %s", systemError(errno));
+}
+
 } // namespace
 
 std::string HistoryControler::bwfXMLList() const {
@@ -74,37 +108,14 @@ void HistoryControler::saveHistory() {
   }
 }
 
-bool HistoryControler::isInCSV(const MetaData& meta_data) {
-  PosixFileLayer layer;
-  const int descriptor = layer.openForReading(meta_data.csvFilename());
-  if (descriptor < 0) return false;
-  std::string report;
-  std::array<char, 65536> piece{};
-  ssize_t size = 0;
-  while ((size = layer.read(descriptor, piece.data(), piece.size())) > 0)
-    report.append(piece.data(), static_cast<size_t>(size));
-  close(descriptor);
-  return report.find(meta_data.csvLine()) != std::string::npos;
+void HistoryControler::addToCSV(const MetaData& meta_data) {
+  const std::lock_guard lock(csv_mutex);
+  appendToCSV(meta_data);
 }
 
-void HistoryControler::addToCSV(const MetaData& meta_data) {
-  const std::string path = meta_data.csvFilename();
-  int descriptor = openPastOwnLinks(path, kWrite | O_APPEND | O_EXCL);
-  const bool is_new = descriptor >= 0;
-  if (!is_new) descriptor = openPastOwnLinks(path, kWrite | O_APPEND);
-  if (descriptor < 0) {
-    log("Could not open csv file: %s", systemError(errno));
-    return;
-  }
-  if (const int error = is_new ? writeText(descriptor, MetaData::csvHeader()) : 0; error != 0) {
-    log("Could not write header to csv file: %s", systemError(error));
-    close(descriptor);
-    return;
-  }
-  if (const int error = writeText(descriptor, meta_data.csvLine()); error != 0) {
-    log("Could not write to csv file: %s", systemError(error));
-  }
-  if (close(descriptor) != 0) log("Could not close csv file: %s", systemError(errno));
+void HistoryControler::addToCSVOnce(const MetaData& meta_data) {
+  const std::lock_guard lock(csv_mutex);
+  if (!isInCSV(meta_data)) appendToCSV(meta_data);
 }
 
 } // namespace vurl

@@ -1,8 +1,11 @@
 // vurl repair: completes the headers of takes that were cut off.
 #include "app/Commands.h"
+#include "app/HistoryControler.h"
 #include "app/SalvageTexts.h"
 #include "app/TakeFolders.h"
 #include "files/Salvage.h"
+#include "platform/PollRunLoop.h"
+#include "platform/SettingsLock.h"
 #include "platform/Text.h"
 
 #include <nlohmann/json.hpp>
@@ -58,6 +61,28 @@ void print(const Salvage& file) {
   std::printf("%s\n", line.c_str());
 }
 
+struct NoTable final : HistoryView {
+  void reloadHistory() override {}
+  void selectHistoryRow(int32_t /*row*/) override {}
+  int32_t selectedHistoryRow() const override { return -1; }
+  void showHistoryProgress(size_t /*done*/, size_t /*total*/) override {}
+};
+
+/// Adds the takes in the destination folders that have been completed to the reports there. The reports of a recorder
+/// that runs are its own; one that starts meanwhile must not be held up, so that the lock is only looked at.
+void report(const UserDefaults& defaults, const std::vector<SalvagedTake>& takes) {
+  std::string reason;
+  if (!SettingsLock::take(defaults.file(), reason)) {
+    std::fprintf(stderr, "vurl: The reports stay as they are: %s\n", reason.c_str());
+    return;
+  }
+  PollRunLoop run_loop;
+  NoTable table;
+  HistoryControler history(defaults, run_loop, table);
+  history.loadHistoryAtOnce();
+  history.reportSalvaged(takes);
+}
+
 } // namespace
 
 int runRepair(const UserDefaults& defaults, const RepairOptions& options) {
@@ -74,13 +99,16 @@ int runRepair(const UserDefaults& defaults, const RepairOptions& options) {
     if (!options.json) print(file);
     found.push_back(std::move(file));
   }
+  const std::vector<SalvagedTake> takes = takesOf(found);
+  const auto is_completed = [](const Salvage& file) { return file.outcome == Salvage::Outcome::completed; };
+  if (std::any_of(found.begin(), found.end(), is_completed)) report(defaults, takes);
   if (options.json) {
     Json list = Json::array();
     for (const Salvage& file : found) list.push_back(asJson(file));
     std::printf("%s\n", list.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
     return exit_code;
   }
-  for (const SalvagedTake& take : takesOf(found)) {
+  for (const SalvagedTake& take : takes) {
     const int64_t difference = take.longest().nr_frames - take.shortest().nr_frames;
     if (difference > 0) std::printf("The files of one take differ: %s.\n", salvageLine(take).c_str());
   }
