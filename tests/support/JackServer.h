@@ -29,10 +29,12 @@ public:
   static std::string namePrefix() { return "vurl-test-" + std::to_string(getpid()) + "-"; }
 
   /// Starts the server with `channels` dummy ports each way. It takes a moment until it answers. A server that waits
-  /// for its clients (as at first) is late with them; another one goes on without those that are late.
-  void start(int rate = 48000, int frames = 256, int channels = 64, bool waits_for_clients = true) {
+  /// for its clients (as at first) is late with them; another one goes on without those that are late. How long it
+  /// waits says how long clients have to wait behind one that was killed: 20 times `patience`, in ms.
+  void start(int rate = 48000, int frames = 256, int channels = 64, bool waits_for_clients = true, int patience = 500) {
     setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
     const std::string r = std::to_string(rate), p = std::to_string(frames), c = std::to_string(channels);
+    const std::string t = std::to_string(patience);
     holds_place = false;
     pid = fork();
     if (pid != 0) return;
@@ -44,8 +46,8 @@ public:
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     const int null = open("/dev/null", O_RDWR);
     for (int descriptor = 0; descriptor < 3; descriptor++) dup2(null, descriptor);
-    execlp("jackd", "jackd", "-r", waits_for_clients ? "-S" : "-r", "-n", server_name.c_str(), "-d", "dummy", "-r",
-           r.c_str(), "-p", p.c_str(), "-C", c.c_str(), "-P", c.c_str(), nullptr);
+    execlp("jackd", "jackd", "-r", waits_for_clients ? "-S" : "-r", "-t", t.c_str(), "-n", server_name.c_str(), "-d",
+           "dummy", "-r", r.c_str(), "-p", p.c_str(), "-C", c.c_str(), "-P", c.c_str(), nullptr);
     _exit(127);
   }
 

@@ -9,21 +9,40 @@
 
 namespace vurl {
 
-/// A Broadcast Wave file whose header says of what follows it, or else fails the test.
+/// A Broadcast Wave or Core Audio Format file whose header says of what follows it, or else fails the test.
 struct TakeFile {
   explicit TakeFile(const std::string& path) : bytes(fileBytes(path)) {
     bytes.resize(std::max(bytes.size(), kHeaderSize));
+    bytes.starts_with("caff") ? readCAF(path) : readBWF(path);
+    EXPECT_EQ(align, channels * bits / 8) << path;
+    EXPECT_EQ(size, static_cast<uint64_t>(frames) * align) << path;
+    EXPECT_EQ(frames % 256, 0) << path;
+    EXPECT_GE(bytes.size(), kHeaderSize + size) << path;
+  }
+
+  void readBWF(const std::string& path) {
     channels = number(58, 2);
     align = number(68, 2);
     bits = number(70, 2);
     frames = static_cast<int64_t>(number(80, 4));
     size = number(kHeaderSize - 4, 4);
     EXPECT_EQ(bytes.substr(8, 4) + bytes.substr(kHeaderSize - 8, 4), "WAVEdata") << path;
-    EXPECT_EQ(align, channels * bits / 8) << path;
-    EXPECT_EQ(size, static_cast<uint64_t>(frames) * align) << path;
     EXPECT_EQ(number(4, 4), kHeaderSize + size - 8) << path;
-    EXPECT_EQ(frames % 256, 0) << path;
-    EXPECT_GE(bytes.size(), kHeaderSize + size) << path;
+  }
+
+  void readCAF(const std::string& path) {
+    align = bigNumber(36, 4);
+    channels = bigNumber(44, 4);
+    bits = bigNumber(48, 4);
+    size = bigNumber(kHeaderSize - 12, 8);
+    frames = static_cast<int64_t>(size / align);
+    EXPECT_EQ(bytes.substr(kHeaderSize - 16, 4), "data") << path;
+  }
+
+  uint64_t bigNumber(size_t at, size_t count) const {
+    uint64_t value = 0;
+    for (size_t i = at; i < at + count; ++i) value = value << 8 | static_cast<uint8_t>(bytes.at(i));
+    return value;
   }
 
   uint64_t number(size_t at, size_t count) const {
@@ -59,8 +78,9 @@ struct Heard {
 };
 
 /// Checks that each track is silent up to some frame and from there to its end the sequence, sample by sample, all
-/// tracks at the same number. `channels` are those of the tracks; less than `total` samples of each have been played.
-inline Heard expectSequence(const TakeFile& file, const Tracks& channels, int64_t total) {
+/// tracks at the same number. `channels` are those of the tracks; less than `total` samples of each have been played,
+/// and what was played before number `since` cannot be in the file.
+inline Heard expectSequence(const TakeFile& file, const Tracks& channels, int64_t total, int64_t since = 0) {
   EXPECT_EQ(file.channels, channels.size());
   const auto first_sound = [&](uint64_t track) {
     int64_t frame = 0;
@@ -74,7 +94,7 @@ inline Heard expectSequence(const TakeFile& file, const Tracks& channels, int64_
     return frame;
   };
   const int64_t first = first_sound(0), recognised = std::min(first + 16, file.frames);
-  Heard heard{-first, file.frames};
+  Heard heard{since - first, file.frames};
   EXPECT_LT(first, file.frames) << "nothing but silence";
   while (heard.number + first < total && first_fault(0, heard.number, first, recognised) < recognised) ++heard.number;
   for (uint64_t track = 0; track < channels.size(); ++track) {
