@@ -1,6 +1,6 @@
-// soak-verify feed|generator FILE ...: holds every sample of Broadcast Wave or RF64 files against what was played: the
-// known sequence of soak-feed, or the test generator's tones and timecode (at 25 frames a second). Reads in pieces, so
-// that files may be of any size. Prints a line of JSON a file, and fails when one cannot be read.
+// soak-verify feed|generator FILE ...: holds every sample of Broadcast Wave, RF64 or CAF files against what was played:
+// the known sequence of soak-feed, or the test generator's tones and timecode (at 25 frames a second). Reads in pieces,
+// so that files may be of any size. Prints a line of JSON a file, and fails when one cannot be read.
 #include "engine/SampleFormat.h"
 #include "hardware/GeneratorHardware.h"
 #include "tests/support/Sequence.h"
@@ -30,11 +30,19 @@ uint64_t number(const uint8_t* bytes, size_t count) {
   return value;
 }
 
+uint64_t bigNumber(const uint8_t* bytes, size_t count) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < count; ++i) value = value << 8 | bytes[i];
+  return value;
+}
+
 /// What follows the chunks before the samples of a RIFF/WAVE or RF64 file, read in pieces.
 struct TakeStream {
   explicit TakeStream(const char* path) : file(path, std::ios::binary) {
     uint8_t head[12], chunk[8], content[40];
-    if (!read(head, sizeof head) || std::memcmp(head + 8, "WAVE", 4) != 0) return;
+    if (!read(head, sizeof head)) return;
+    if (std::memcmp(head, "caff", 4) == 0) readCAF();
+    if (std::memcmp(head + 8, "WAVE", 4) != 0) return;
     uint64_t long_size = 0;
     while (read(chunk, sizeof chunk)) {
       uint64_t chunk_size = number(chunk + 4, 4);
@@ -55,6 +63,22 @@ struct TakeStream {
       file.seekg(static_cast<std::streamoff>(chunk_size + chunk_size % 2 - wanted), std::ios::cur);
     }
   }
+  /// By the places that the program's own files have.
+  void readCAF() {
+    uint8_t description[32], data[16];
+    double hertz = 0;
+    file.seekg(20);
+    if (!read(description, sizeof description)) return;
+    file.seekg(131072 - 16);
+    if (!read(data, sizeof data) || std::memcmp(data, "data", 4) != 0) return;
+    const uint64_t bytes = bigNumber(data + 4, 8), rate_bits = bigNumber(description, 8);
+    std::memcpy(&hertz, &rate_bits, sizeof hertz);
+    rate = static_cast<uint32_t>(hertz);
+    align = bigNumber(description + 16, 4);
+    channels = static_cast<uint32_t>(bigNumber(description + 24, 4));
+    bits = bigNumber(description + 28, 4);
+    frames = align > 0 ? static_cast<int64_t>(bytes / align) : 0;
+  }
   bool read(uint8_t* bytes, uint64_t size) {
     return static_cast<bool>(file.read(reinterpret_cast<char*>(bytes), static_cast<std::streamsize>(size)));
   }
@@ -68,6 +92,8 @@ struct FeedSource {
   static constexpr int64_t kRecognised = 16; ///< frames that tell a place in the sequence
   explicit FeedSource(const TakeStream& take) : bits(take.bits) {}
   uint64_t at(uint32_t channel, int64_t place) { return stored(played(channel, place), bits); }
+  static bool isFrame(const uint8_t* /*bytes*/, int64_t /*place*/) { return false; }
+  static int64_t period() { return 1; }
   uint64_t bits;
 };
 
@@ -77,6 +103,20 @@ struct GeneratorSource {
   explicit GeneratorSource(const TakeStream& take) : rate(take.rate), tone(rate), timecode(kPieceFrames) {
     for (uint32_t i = 0; i < rate; ++i)
       tone[i] = inFile(static_cast<float>(GeneratorHardware::kAmplitude * std::sin(2 * std::numbers::pi * i / rate)));
+    if (take.channels != GeneratorHardware::kNrChannels || take.align != kTones + 3 || rate % kPeriods != 0) return;
+    for (uint32_t place = 0; place < rate / kPeriods; ++place)
+      for (uint32_t channel = 0; channel < GeneratorHardware::kTimecodeChannel; ++channel)
+        for (uint32_t byte = 0; byte < 3; ++byte)
+          frames.push_back(static_cast<uint8_t>(at(channel, place) >> 8 * byte));
+  }
+  /// Frames after which all tones repeat themselves.
+  int64_t period() const { return frames.empty() ? 1 : rate / kPeriods; }
+  /// Whether all channels of a frame are right: the tones repeat themselves together.
+  bool isFrame(const uint8_t* bytes, int64_t place) {
+    if (frames.empty()) return false;
+    const auto row = static_cast<uint64_t>(place) % (rate / kPeriods);
+    return std::memcmp(bytes, &frames[row * kTones], kTones) == 0 &&
+           number(bytes + kTones, 3) == at(GeneratorHardware::kTimecodeChannel, place);
   }
   static uint64_t inFile(float value) {
     uint8_t bytes[3];
@@ -94,8 +134,11 @@ struct GeneratorSource {
     }
     return inFile(timecode[static_cast<size_t>(place - first_timecode)]);
   }
+  static constexpr uint32_t kPeriods = 100;                                   ///< a second, of all tones together
+  static constexpr uint64_t kTones = 3 * GeneratorHardware::kTimecodeChannel; ///< bytes of a frame
   uint32_t rate;
   std::vector<uint64_t> tone;
+  std::vector<uint8_t> frames; ///< the tones of a period as in a file of all channels
   std::vector<float> timecode;
   int64_t first_timecode = -kPieceFrames - 1;
 };
@@ -152,15 +195,22 @@ private:
 
   /// All sounding channels have to agree where one alone repeats itself.
   std::optional<int64_t> find(int64_t first, int64_t end, int64_t length) {
-    for (int64_t place = std::max<int64_t>(first, 0); place < end; ++place) {
-      uint32_t channel = 0;
-      while (channel < take.channels && (!is_sounding[channel] || matches(channel, place, length))) ++channel;
-      if (channel == take.channels) return place;
+    int64_t place = std::max<int64_t>(first, 0);
+    const int64_t step = source.period(), aligned = place + step;
+    while (step > 1 && is_sounding[0] && place < aligned && !matches(0, place, length)) ++place;
+    for (; place < end; place += step) {
+      uint32_t channel = take.channels; // the last one may be the only one that does not repeat itself
+      while (channel > 0 && (!is_sounding[channel - 1] || matches(channel - 1, place, length))) --channel;
+      if (channel == 0) return place;
     }
     return std::nullopt;
   }
 
   void verifyFrame(int64_t at, int64_t length) {
+    if (have_sounded && offset && source.isFrame(piece + static_cast<uint64_t>(frame) * take.align, at + *offset)) {
+      ++nr_verified;
+      return;
+    }
     bool all_sound = true, is_right = true;
     for (uint32_t channel = 0; channel < take.channels; ++channel) {
       if (!is_sounding[channel] && sample(frame, channel) != 0) is_sounding[channel] = true;
@@ -169,6 +219,7 @@ private:
           is_right && (!is_sounding[channel] || (offset && sample(frame, channel) == source.at(channel, at + *offset)));
     }
     if (!all_sound) nr_silent = at + 1;
+    have_sounded = all_sound;
     if (!is_right && !relocate(at, length))
       ++nr_wrong;
     else if (offset)
@@ -193,6 +244,7 @@ private:
   const uint8_t* piece = nullptr;
   int64_t frame = 0;             ///< of the piece
   std::vector<bool> is_sounding; ///< channels
+  bool have_sounded = false;     ///< all of them
   std::optional<int64_t> offset; ///< what the sequence is ahead of the file
   int64_t next_search = 0;
   int64_t nr_silent = 0, nr_verified = 0, nr_lost = 0, nr_wrong = 0; ///< frames
