@@ -31,6 +31,12 @@ public:
     EXPECT_TRUE(eventually([&] { return transport_lead != 0; }));
   }
 
+  /// Takes the interface's own inputs from the recorder.
+  void unplugInterface() const {
+    for (size_t i = 1; i <= ports.size(); ++i)
+      jack_disconnect(client, text("system:capture_%i", i).c_str(), text("vurl-recorder:in_%i", i).c_str());
+  }
+
   void setPeriod(jack_nframes_t frames) const { EXPECT_EQ(jack_set_buffer_size(client, frames), 0); }
 
 private:

@@ -12,6 +12,11 @@ class JackPeer {
 public:
   JackPeer(JackPeer&&) = delete;
 
+  /// Whether a recorder runs whose ports are connected.
+  bool isConnected() const {
+    return std::all_of(ports.begin(), ports.end(), [](jack_port_t* port) { return jack_port_connected(port) > 0; });
+  }
+
 protected:
   /// Waits for the server. The ports are `kind` JackPortIsOutput or JackPortIsInput; `remote` is what the recorder's
   /// ports are called before their number.
