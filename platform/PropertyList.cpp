@@ -1,6 +1,7 @@
 #include "platform/PropertyList.h"
 
 #include "platform/Log.h"
+#include "platform/XmlTree.h"
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -19,9 +20,6 @@ namespace vurl {
 namespace {
 
 constexpr size_t kLargestFile = size_t{64} * 1024 * 1024;
-
-using Document = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
-using ParserContext = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
 
 bool isNamed(const xmlNode* node, const char* name) {
   return node->type == XML_ELEMENT_NODE && std::strcmp(reinterpret_cast<const char*>(node->name), name) == 0;
@@ -78,14 +76,6 @@ std::optional<SettingMap> parseDictionary(const xmlNode* dictionary, std::string
   return values;
 }
 
-std::string parserReason(const xmlParserCtxt* context) {
-  const xmlError& error = context->lastError;
-  if (error.message == nullptr) return "it is no XML document";
-  std::string message = error.message;
-  while (!message.empty() && message.back() == '\n') message.pop_back();
-  return text("line %i: %s", error.line, message);
-}
-
 bool isXmlCharacter(std::string_view code_point) {
   const auto first = static_cast<unsigned char>(code_point[0]);
   if (code_point.size() == 1)
@@ -135,19 +125,12 @@ struct ValueWriter {
 } // namespace
 
 std::optional<SettingMap> parsePropertyList(const std::string& document, std::string& reason) {
-  const ParserContext context(xmlNewParserCtxt(), &xmlFreeParserCtxt);
-  if (context == nullptr || document.size() > kLargestFile) {
+  if (document.size() > kLargestFile) {
     reason = "it is too large";
     return std::nullopt;
   }
-  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA;
-  const Document parsed(
-      xmlCtxtReadMemory(context.get(), document.data(), static_cast<int>(document.size()), nullptr, nullptr, kOptions),
-      &xmlFreeDoc);
-  if (parsed == nullptr) {
-    reason = parserReason(context.get());
-    return std::nullopt;
-  }
+  const XmlTree parsed = readXmlTree(document, nullptr, XML_PARSE_NOCDATA, reason);
+  if (parsed == nullptr) return std::nullopt;
   const xmlNode* const root = xmlDocGetRootElement(parsed.get());
   const xmlNode* const dictionary = root != nullptr && isNamed(root, "plist") ? nextElement(root->children) : nullptr;
   if (dictionary == nullptr || !isNamed(dictionary, "dict")) {

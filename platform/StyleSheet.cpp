@@ -1,9 +1,8 @@
 #include "platform/StyleSheet.h"
 
-#include "platform/Text.h"
+#include "platform/XmlTree.h"
 
 #include <libxml/parser.h>
-#include <libxml/tree.h>
 #include <libxslt/security.h>
 #include <libxslt/transform.h>
 #include <libxslt/variables.h>
@@ -16,15 +15,8 @@
 namespace vurl {
 namespace {
 
-using Tree = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
 using Transform = std::unique_ptr<xsltTransformContext, decltype(&xsltFreeTransformContext)>;
 using Security = std::unique_ptr<xsltSecurityPrefs, decltype(&xsltFreeSecurityPrefs)>;
-
-constexpr int kSilent = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-
-Tree readTree(const std::string& text, int options) {
-  return {xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, "UTF-8", options), &xmlFreeDoc};
-}
 
 /// Takes what libxslt has to say to the terminal.
 void keepSilent(void* /*context*/, const char* /*format*/, ...) {}
@@ -67,7 +59,7 @@ StyleSheet& StyleSheet::operator=(StyleSheet&&) noexcept = default;
 
 std::optional<StyleSheet> StyleSheet::parse(const std::string& text, std::string& reason) {
   silenceLibrary();
-  Tree tree = readTree(text, kSilent);
+  XmlTree tree = readXmlTree(text, "UTF-8", 0, reason);
   if (tree == nullptr) {
     reason = "the stylesheet is no XML document";
     return std::nullopt;
@@ -86,7 +78,7 @@ std::optional<std::string> StyleSheet::apply(const std::string& document,
                                              const std::map<std::string, std::string>& parameters,
                                              std::string& reason) const {
   // The caller's own reports are beyond the parser's usual limits; no document type stands in them that could grow.
-  const Tree tree = readTree(document, kSilent | XML_PARSE_HUGE | XML_PARSE_COMPACT);
+  const XmlTree tree = readXmlTree(document, "UTF-8", XML_PARSE_HUGE | XML_PARSE_COMPACT, reason);
   if (tree == nullptr) {
     reason = "the document is not well-formed";
     return std::nullopt;
@@ -102,8 +94,8 @@ std::optional<std::string> StyleSheet::apply(const std::string& document,
     xsltQuoteOneUserParam(context.get(), reinterpret_cast<const xmlChar*>(name.c_str()),
                           reinterpret_cast<const xmlChar*>(value.c_str()));
   }
-  const Tree result(xsltApplyStylesheetUser(sheet->sheet, tree.get(), nullptr, nullptr, nullptr, context.get()),
-                    &xmlFreeDoc);
+  const XmlTree result(xsltApplyStylesheetUser(sheet->sheet, tree.get(), nullptr, nullptr, nullptr, context.get()),
+                       &xmlFreeDoc);
   if (result == nullptr || context->state != XSLT_STATE_OK) {
     reason = "the stylesheet fails on it";
     return std::nullopt;
@@ -112,7 +104,8 @@ std::optional<std::string> StyleSheet::apply(const std::string& document,
 }
 
 std::string recoveredXML(const std::string& document) {
-  const Tree tree = readTree(document, kSilent | XML_PARSE_RECOVER);
+  std::string reason;
+  const XmlTree tree = readXmlTree(document, "UTF-8", XML_PARSE_RECOVER, reason);
   xmlNode* const root = tree == nullptr ? nullptr : xmlDocGetRootElement(tree.get());
   if (root == nullptr) return "";
   const std::unique_ptr<xmlBuffer, decltype(&xmlBufferFree)> buffer(xmlBufferCreate(), &xmlBufferFree);

@@ -1,9 +1,8 @@
 #include "platform/XmlDocument.h"
 
-#include "platform/Text.h"
+#include "platform/XmlTree.h"
 
 #include <libxml/parser.h>
-#include <libxml/tree.h>
 #include <libxml/xpath.h>
 
 #include <string_view>
@@ -15,19 +14,10 @@ namespace {
 constexpr size_t kLargestText = size_t{4} * 1024 * 1024;
 constexpr unsigned long kMostSteps = 5'000'000; ///< nodes that one query may look at
 
-using Tree = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
-using ParserContext = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
 using PathContext = std::unique_ptr<xmlXPathContext, decltype(&xmlXPathFreeContext)>;
 using PathResult = std::unique_ptr<xmlXPathObject, decltype(&xmlXPathFreeObject)>;
 
 void keepSilent(void* /*context*/, xmlError* /*error*/) {}
-
-std::string parserReason(const xmlParserCtxt* context) {
-  const xmlError& error = context->lastError;
-  if (error.message == nullptr) return "it is no XML document";
-  const std::string_view message = error.message; // its further lines tell of bytes
-  return text("line %i: %@", error.line, message.substr(0, message.find('\n')));
-}
 
 /// Appends the text under `node` to `value`, that of internal entities included. False once more than `budget` bytes
 /// and nodes have come together: entities can make a short document as long as they like.
@@ -69,14 +59,14 @@ std::optional<Descent> descentOf(const std::string& xpath) {
 } // namespace
 
 struct XmlDocument::Parsed {
-  explicit Parsed(Tree read_tree) : tree(std::move(read_tree)) {}
+  explicit Parsed(XmlTree read_tree) : tree(std::move(read_tree)) {}
 
   PathResult evaluate(const std::string& xpath, xmlNode* from);
   std::optional<std::string> firstValue(const std::string& xpath, xmlNode* from);
   xmlNode* documentNode() const { return reinterpret_cast<xmlNode*>(tree.get()); }
   xmlNode* onlyElement(const std::string& element);
 
-  const Tree tree;
+  const XmlTree tree;
 
 private:
   PathContext context{nullptr, &xmlXPathFreeContext}; ///< of all queries: it costs more than most of them
@@ -122,19 +112,13 @@ XmlDocument::XmlDocument(XmlDocument&&) noexcept = default;
 XmlDocument& XmlDocument::operator=(XmlDocument&&) noexcept = default;
 
 std::optional<XmlDocument> XmlDocument::parse(const std::string& text, std::string& reason) {
-  const ParserContext context(xmlNewParserCtxt(), &xmlFreeParserCtxt);
-  if (context == nullptr || text.size() > kLargestText) {
-    reason = context == nullptr ? "there is no memory" : "it is too large";
+  if (text.size() > kLargestText) {
+    reason = "it is too large";
     return std::nullopt;
   }
   // References to entities stay in the tree, so that none outside of it is ever loaded; firstValue() expands them.
-  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA;
-  Tree tree(xmlCtxtReadMemory(context.get(), text.data(), static_cast<int>(text.size()), nullptr, "UTF-8", kOptions),
-            &xmlFreeDoc);
-  if (tree == nullptr) {
-    reason = parserReason(context.get());
-    return std::nullopt;
-  }
+  XmlTree tree = readXmlTree(text, "UTF-8", XML_PARSE_NOCDATA, reason);
+  if (tree == nullptr) return std::nullopt;
   XmlDocument document;
   document.parsed = std::make_unique<Parsed>(std::move(tree));
   return document;

@@ -1,6 +1,7 @@
 // XML documents from outside, read strictly with libxml2 and asked by XPath 1.0. What is not well-formed XML 1.0 in
 // UTF-8 is refused whole. Reading stays within the text that was given: no network, no files, no external entities; and
-// within bounds: 4 MiB of text, and libxml2's own for nesting (256 elements) and for entities within entities.
+// within bounds: 4 MiB of text, those of platform/XmlTree.h, and libxml2's own for nesting (256 elements) and for
+// entities within entities.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,6 @@
 // The iXML document read back: friends' and strangers' documents, and those that mean harm.
 #include "metadata/MetaData.h"
+#include "platform/XmlDocument.h"
 #include "tests/metadata/SampleTake.h"
 
 namespace vurl {
@@ -83,6 +84,20 @@ TEST_F(iXMLImportTest, whatIsNoDocumentTellsNothing) {
     const std::string told = import(head + changed("wind", references).substr(8));
     EXPECT_TRUE(told.starts_with(whole.substr(0, whole.find("wind")) + begin)) << told;
   }
+  // What would keep the parser for seconds on what fits into a header never reaches it, and it never prints.
+  testing::internal::CaptureStderr();
+  for (const auto& [ixml, expected_reason] :
+       {std::pair{"<a><!--" + times(60000, "- "), "line 1: "},
+        {"<a><!--" + times(40000, "-- "), "a comment is full of hyphens"},
+        {"<a" + times(20000, " b = ''") + "/>", "a tag has too many attributes"},
+        {"<!DOCTYPE a [<!ATTLIST a" + times(256, " b CDATA ''") + ">]>" + document, "it declares attributes"},
+        {"<!DOCTYPE a [<!ENTITY a '" + times(9999, "<!-&#45;") + "'>]>" + document, "its entities may hide markup"},
+        {"<!DOCTYPE a [<!ELEMENT a ANY><!ELEMENT a ANY><!ENTITY a ''><!ENTITY a ''>]>" + document, ""}}) {
+    std::string reason;
+    EXPECT_EQ(XmlDocument::parse(ixml, reason).has_value(), expected_reason[0] == '\0') << reason;
+    EXPECT_TRUE(reason.starts_with(expected_reason)) << reason;
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 } // namespace vurl
