@@ -19,6 +19,7 @@ namespace {
 constexpr int64_t kLargestRiff = 4293918719; ///< bytes of the largest file that is not RF64
 constexpr int64_t kFillerEnd = kHeaderSize - 8;
 constexpr uint32_t kSeeDs64 = 0xFFFFFFFF; ///< stands where the ds64 chunk has the number
+constexpr int32_t kMostDocuments = 8;     ///< iXML chunks that are read
 constexpr int32_t kDescriptionWidth = 256;
 constexpr int32_t kBextFixedSize = 602;   ///< the bext body up to the coding history
 constexpr int64_t kFixedChunksSize = 732; ///< the block up to the iXML body, but for the coding history
@@ -88,7 +89,8 @@ bool isReadable(const Chunk& chunk, int64_t held) {
 void getData(const Chunk& data, MetaData& meta_data) {
   meta_data.setSampleOffset(data.body);
   const int32_t block_align = meta_data.blockAlignForFile(0);
-  if (meta_data.nrSamples() == 0 && block_align != 0) meta_data.setNrSamples(data.size / block_align);
+  if (meta_data.nrSamples() == 0 && block_align != 0)
+    meta_data.setNrSamples(data.size / static_cast<uint32_t>(block_align));
 }
 
 /// The record to write the header from: `meta_data`, or a copy that is kept in `fitting`.
@@ -195,6 +197,7 @@ int32_t get_bwf(const uint8_t* buffer, int64_t offset, MetaData& meta_data, int6
   meta_data.setNrFiles(1);
   const int64_t held = std::min(length, kHeaderSize);
   int32_t result = 0;
+  int32_t documents = 0;
   int64_t position = offset + 12; // behind the form type
   while (const auto chunk = chunkAt(buffer, position, held)) {
     if (!isReadable(*chunk, held)) {
@@ -203,7 +206,9 @@ int32_t get_bwf(const uint8_t* buffer, int64_t offset, MetaData& meta_data, int6
     }
     if (chunk->identifier == "fmt ") get_bwf_fmt(buffer, chunk->body, meta_data);
     if (chunk->identifier == "fact") get_bwf_fact(buffer, chunk->body, meta_data);
-    if (chunk->identifier == "iXML") result = get_bwf_ixml(buffer, chunk->body, meta_data, chunk->size);
+    if (chunk->identifier == "iXML" && documents++ < kMostDocuments) {
+      result = get_bwf_ixml(buffer, chunk->body, meta_data, chunk->size);
+    }
     if (chunk->identifier == "data") {
       getData(*chunk, meta_data);
       return result;

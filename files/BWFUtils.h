@@ -32,8 +32,9 @@ int64_t add_bwf_data(uint8_t* buffer, int64_t offset, const MetaData& meta_data,
 
 /// Fills `meta_data` from the header at `offset` of `buffer`, which holds `length` bytes from a file that begins with
 /// "RIFF" or "RF64"; at most kHeaderSize of them are looked at. The file becomes file 0 of `meta_data`. Returns the
-/// result of get_bwf_ixml(), or 0 without an iXML chunk; -1, and a log line, for a header whose chunks run past those
-/// bytes, are shorter than their fields, or do not lead to a "data" chunk: `meta_data` is then filled in part.
+/// result of get_bwf_ixml() for the last iXML chunk, of which the first 8 are read, or 0 without one; -1, and a log
+/// line, for a header whose chunks run past those bytes, are shorter than their fields, or do not lead to a "data"
+/// chunk: `meta_data` is then filled in part.
 int32_t get_bwf(const uint8_t* buffer, int64_t offset, MetaData& meta_data, int64_t length);
 
 /// Reads the 16 bytes of a fmt chunk's body: rate, bit depth (another than 16, 24 and 32 changes nothing) and number

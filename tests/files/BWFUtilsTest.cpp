@@ -153,6 +153,10 @@ TEST_F(BWFUtilsTest, strangersAndScrambledHeadersAreHarmless) {
   const std::string small =
       header.substr(0, 84) + "iXML" + le(document.size()) + document + "JUNK" + le(0) + "data" + le(9000);
   EXPECT_EQ(read(small), text("0: 1 x 2, 5965229 at %i", small.size()));
+  std::string crowded = small.substr(0, 84);
+  for (const char index : {'1', '2', '3', '4', '5', '6', '7', '8', '9'})
+    crowded += "iXML" + le(document.size()) + std::string(document).replace(document.find("X>1") + 2, 1, 1, index);
+  EXPECT_EQ(read(crowded + "data" + le(0)).substr(0, 2), "7:") << "the first eight documents are read";
   for (const auto& [whole, step] : {std::pair(small, 1), {header, 977}}) {
     for (size_t length = 0; length < whole.size(); length += static_cast<size_t>(step))
       ASSERT_EQ(read(whole.substr(0, length)).substr(0, 3), "-1:") << length;
