@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 
@@ -59,7 +60,8 @@ std::string escaped(std::string_view string) {
 
 /// The name of the user's element that begins with "<" at the start of `rest`; empty for any other.
 std::string_view userElementAt(std::string_view rest) {
-  const size_t end = rest.find('>');
+  constexpr size_t kLongest = sizeof "<BWF_DESCRIPTION>" - 1;
+  const size_t end = rest.substr(0, kLongest).find('>');
   const std::string_view name = rest.substr(1, end == std::string_view::npos ? 0 : end - 1);
   const auto* const known = std::find(kUserElements.begin(), kUserElements.end(), name);
   return known == kUserElements.end() ? std::string_view() : *known;
@@ -69,6 +71,7 @@ std::string_view userElementAt(std::string_view rest) {
 /// with such a line in it is misread.
 std::string repaired(std::string_view document) {
   std::string result;
+  std::set<std::string_view> endless; // elements of which no end stands in the rest
   while (!document.empty()) {
     const size_t tag = std::min(document.find('<'), document.size());
     result += document.substr(0, tag);
@@ -76,8 +79,10 @@ std::string repaired(std::string_view document) {
     if (document.empty()) break;
     const std::string_view name = userElementAt(document);
     const std::string closing = text("</%@>\r\n", name);
-    const size_t end = name.empty() ? std::string_view::npos : document.find(closing);
+    const bool is_text = !name.empty() && !endless.contains(name);
+    const size_t end = is_text ? document.find(closing) : std::string_view::npos;
     if (end == std::string_view::npos) {
+      endless.insert(name);
       result += document.front();
       document.remove_prefix(1);
       continue;
