@@ -168,7 +168,7 @@ TEST(JackTake, IsPlayedSampleBySample) {
 
   const Ear ear(studio.server.name(), 16, 60);
   printedBy(studio.home.vurl({"play", "1", "--device", studio.server.name(), "--set", "nr_channels=16"}));
-  for (size_t i = 0; i < 2; ++i) EXPECT_LT(ear.expectPlayed(TakeFile(take["files"][i]), files[i]), 9600);
+  for (size_t i = 0; i < 2; ++i) EXPECT_LT(ear.expectPlayed(TakeFile(take["files"][i]), files[i]), 48000);
   EXPECT_EQ(ear.sounding(14), 0U) << "no file holds it";
 }
 
