@@ -89,6 +89,7 @@ private:
     for (const auto& [key, value] : said)
       if (value) texts.emplace_back(key, *value);
     storeTakeTexts(texts, defaults, controller);
+    if (!texts.empty()) defaults.synchronize(); // the next take goes on from them, whatever becomes of this one
   }
 
   /// Has the device follow the clock that the user named, before any take runs that the change would end.
