@@ -271,6 +271,8 @@ private:
   TimeJumps device_time_jumps;  ///< I/O thread
   int8_t watched_source = ZERO; ///< by `device_time_jumps`
   TimeJumps ltc_jumps;          ///< main thread
+  int64_t ltc_losses = 0;       ///< lost samples when LTC was last read. Main thread.
+  int64_t ltc_settles_at = 0;   ///< ring position from which LTC is read from behind the last loss. Main thread.
   IncidentQueue found_by_main;
   std::vector<UserDefaults::ObservationHandle> observations; ///< last: ends first
 };

@@ -5,6 +5,7 @@
 #include "engine/Incidents.h"
 
 #include <cmath>
+#include <utility>
 
 namespace vurl {
 
@@ -52,12 +53,12 @@ public:
   /// missing in the ring. Returns by how much the source has jumped since the last reading, 0 while that is less than
   /// 10 ms or the step of midnight. Rate in Hz.
   int64_t look(int64_t offset, int64_t nr_lost, int32_t rate) noexcept {
-    const int64_t now = static_cast<int64_t>(static_cast<uint64_t>(offset) - static_cast<uint64_t>(nr_lost));
-    const double step = static_cast<double>(now) - static_cast<double>(last);
+    const uint64_t now = static_cast<uint64_t>(offset) - static_cast<uint64_t>(nr_lost);
+    const auto jump = static_cast<int64_t>(now - std::exchange(last, now)); // modulo 2^64: a device may tell any time
+    const auto step = static_cast<double>(jump);
     const bool jumps = is_known && std::abs(step) * kLeastPart > rate && !isMidnight(step, rate);
-    last = now;
     is_known = true;
-    return jumps ? static_cast<int64_t>(step) : 0;
+    return jumps ? jump : 0;
   }
 
 private:
@@ -70,7 +71,7 @@ private:
   }
 
   bool is_known = false;
-  int64_t last = 0;
+  uint64_t last = 0;
 };
 
 } // namespace vurl

@@ -117,6 +117,7 @@ void AudioRing::parseCATime(const AudioTimeStamp& input_time) noexcept {
   io.device_lock_source.store(time.valid ? source : int8_t{ZERO}, std::memory_order_release);
 }
 
+/// What is read began up to half a second ago: behind a loss it is for a while the time before it, which is no jump.
 void AudioRing::parseLTCTime() noexcept {
   if (timeSource() != LTC) return;
   const int64_t position = devicePosition();
@@ -133,7 +134,9 @@ void AudioRing::parseLTCTime() noexcept {
   const bool found =
       ring != nullptr && parseLTCTimestamp(offset, ring, position, kRingMask, frameRate(), adjustedSampleRate());
   if (found) {
-    const int64_t jump = ltc_jumps.look(offset, watch.nrLost(), adjustedSampleRate());
+    const int64_t losses = watch.nrLost();
+    if (std::exchange(ltc_losses, losses) != losses) ltc_settles_at = position + adjustedSampleRate();
+    const int64_t jump = position < ltc_settles_at ? 0 : ltc_jumps.look(offset, losses, adjustedSampleRate());
     if (jump != 0) noteIncident({Incident::Kind::time_jump, position, jump});
     timestamp.store(offset, std::memory_order_release);
   }

@@ -90,6 +90,28 @@ TEST(TimeSources, LTCIsSoughtHeldAndDropped) {
   EXPECT_EQ(rig.ticks(6), 7);
 }
 
+TEST(TimeSources, LostSamplesAreNoJumpOfLTC) {
+  LTCRig rig(FRAME_RATE_25);
+  const Samples signal = libltcSignal(25, false, 48000, 600000);
+  const auto feed = [&](size_t from, size_t to, uint32_t flags) {
+    for (; from < to; from += 4800, flags = 0) {
+      AudioTimeStamp stamp;
+      stamp.mSampleTime = static_cast<double>(from);
+      stamp.mFlags = kAudioTimeStampSampleTimeValid | flags;
+      rig.feed(Samples(signal.data() + from, signal.data() + from + 4800), stamp);
+      rig.ring->parseLTCTime();
+    }
+  };
+  feed(0, 240000, 0);
+  feed(249600, 336000, kAudioTimeStampSamplesLost); // 0.2 s are missing
+  feed(96000, 240000, 0);                           // the time has jumped back by 5 s, behind no loss
+  std::vector<Incident> found;
+  for (Incident incident; rig.ring->takeIncident(incident);) found.push_back(incident);
+  ASSERT_EQ(found.size(), 2U);
+  EXPECT_EQ(found[0], (Incident{Incident::Kind::samples_lost, 240000, 9600}));
+  EXPECT_TRUE(found[1].kind == Incident::Kind::time_jump && std::abs(found[1].amount + 240000) < 100);
+}
+
 TEST(TimeSources, EachTellsItsOwnTimeOrGoesOnFromTheOneBefore) {
   RingRig rig(1);
   rig.now = {1'700'006'399 - 7200, 500'000, 7200}; // 23:59:59.5 in a zone two hours ahead
