@@ -43,17 +43,18 @@ Json asJson(const Incident& incident) {
   return object;
 }
 
+/// Whether a few lines can be written without waiting: a reader that stalls must not hold up STOP.
+bool takesOutput(int descriptor) {
+  pollfd output{descriptor, POLLOUT, 0};
+  return poll(&output, 1, 0) == 1;
+}
+
 void tellIncidents(const IncidentList& incidents) {
-  if (incidents.size() == 0) return;
+  if (incidents.size() == 0 || !takesOutput(STDERR_FILENO)) return; // the log has them, too
   std::fprintf(stderr, "vurl: The take had %s.\n", inWords(incidents).c_str());
   const size_t nr_told = std::min(incidents.first.size(), kMostTold);
   for (size_t i = 0; i < nr_told; ++i) std::fprintf(stderr, "vurl: %s.\n", inWords(incidents.first[i]).c_str());
   if (incidents.size() > nr_told) std::fprintf(stderr, "vurl: ... and more; the log has the first hundred.\n");
-}
-
-bool takesOutput(int descriptor) {
-  pollfd output{descriptor, POLLOUT, 0};
-  return poll(&output, 1, 0) == 1;
 }
 
 /// A longer line would wrap, and scroll.
@@ -101,6 +102,7 @@ void ConsoleView::tell(const std::string& words) {
 
 void ConsoleView::showAlert(const std::string& message, const std::string& informative_text) {
   clearLiveLine();
+  if (!takesOutput(STDERR_FILENO)) return log("%@ %@", message, informative_text);
   std::fprintf(stderr, "vurl: %s %s\n", message.c_str(), informative_text.c_str());
 }
 
@@ -136,7 +138,7 @@ void ConsoleView::showLiveLine() {
 }
 
 void ConsoleView::clearLiveLine() {
-  if (!line_is_shown) return;
+  if (!line_is_shown || !takesOutput(STDERR_FILENO)) return;
   std::fputs("\r\x1b[K", stderr);
   std::fflush(stderr);
   line_is_shown = false;
