@@ -252,6 +252,7 @@ uint32_t OutputFile::nrBlocksAtOnce(State current) const {
 OutputFile::Reason OutputFile::addToMovieForRecording(uint32_t nr_blocks) {
   Reason failure = addBlocks(nr_blocks);
   if (!failure || nr_blocks == 1 || ringIsFull()) return failure;
+  for (int32_t file = 0; file < meta_data->nrFiles(); ++file) cutTornBlock(file); // the others may need the room
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (file_layer.seek(fds[static_cast<size_t>(file)], meta_data->fileSizeForFile(file)) < 0) return failure;
   }

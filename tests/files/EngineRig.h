@@ -6,6 +6,8 @@
 #include "tests/support/ForwardingDisk.h"
 #include "tests/support/RingRig.h"
 
+#include <sys/stat.h>
+
 namespace vurl {
 
 using enum OutputFile::State;
@@ -29,6 +31,12 @@ struct FaultyDisk final : ForwardingDisk {
   }
   int64_t seek(int descriptor, int64_t offset) override {
     return result(disk.seek(descriptor, offset), std::exchange(seek_error, 0));
+  }
+  int truncate(int descriptor, int64_t size) override {
+    struct stat status {};
+    fstat(descriptor, &status);
+    if (bytes_left < INT64_MAX / 2) bytes_left += status.st_size - size;
+    return disk.truncate(descriptor, size);
   }
   int close(int descriptor) override {
     return static_cast<int>(result(disk.close(descriptor), std::exchange(close_error, 0)));

@@ -70,7 +70,9 @@ TEST_F(OutputFileTest, TheFilesOfALargeTakeHoldTheSameBlocksHoweverItEnds) {
   for (int i = 0; i < 16 * kChannels; ++i) set({{text("channel%02i_in_file%03i", i % kChannels, i / kChannels), 1}});
   int writes = 0;
   const auto fail_once = [&] { disk.bytes_left = ++writes == 5 ? 1000 : writes == 6 ? 0 : INT64_MAX; };
+  const auto fill = [&] { disk.bytes_left = std::min<int64_t>(disk.bytes_left, 16 * 3 * 3072 + 1000); };
   const std::tuple<int64_t, std::function<void()>, int64_t, OutputFile::Reason, int64_t> cases[] = {
+      {kFirstPart, fill, 0, "Could not write samples to file, No space left on device.", 3 * 256},
       {kFirstPart, [this] { engine.stop({}); }, 0, {}, kItsBlocks},
       {90000, {}, 1, {}, 299 * 256}, // of 3072 bytes, and the header, are a megabyte
       {kFirstPart, fail_once, 0, "Could not write samples to file, No space left on device.", 5 * 256}};
@@ -81,6 +83,7 @@ TEST_F(OutputFileTest, TheFilesOfALargeTakeHoldTheSameBlocksHoweverItEnds) {
     disk.while_writing = event;
     pass();
     disk.while_writing = {};
+    disk.bytes_left = INT64_MAX;
     finish();
     EXPECT_EQ(engine.reason(), reason);
     for (int file = 1; file <= 16; ++file)
