@@ -186,7 +186,7 @@ void OutputFile::collectIncidents(State current) {
 
 void OutputFile::closeIncidents() {
   incidents.collect();
-  incidents_of_take = incidents.give(startPosition(), startPosition() + nrSamples());
+  incidents_of_take = incidents.give(startPosition(), startPosition() + nrSamples(), keeps_position);
   nr_incidents.store(incidents_of_take.size(), std::memory_order_release);
   std::string line = text("close movie, %@", inWords(incidents_of_take));
   for (const Incident& incident : incidents_of_take.first) line += "; " + inWords(incident);

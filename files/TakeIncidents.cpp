@@ -100,7 +100,8 @@ uint64_t TakeIncidents::sizeFrom(int64_t first) const {
   return std::accumulate(not_kept.begin(), not_kept.end(), others) + static_cast<uint64_t>(count);
 }
 
-IncidentList TakeIncidents::give(int64_t first, int64_t end) {
+IncidentList TakeIncidents::give(int64_t first, int64_t end, bool goes_on) {
+  if (goes_on) ++end; // an incident lies before the sample at its position
   IncidentList list;
   const uint64_t nr_unlisted = audio_ring.nrUnlistedIncidents();
   list.unlisted = nr_unlisted - std::exchange(nr_unlisted_before, nr_unlisted);

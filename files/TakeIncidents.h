@@ -45,8 +45,9 @@ public:
   /// How many there are at present behind ring position `first`.
   uint64_t sizeFrom(int64_t first) const;
 
-  /// Gives away the incidents of a take from ring position `first` up to `end`, and those before.
-  IncidentList give(int64_t first, int64_t end);
+  /// Gives away the incidents of a take from ring position `first` up to `end`, and those before. What happened between
+  /// two pieces of a take, of which the first is told to go on, belongs to the first.
+  IncidentList give(int64_t first, int64_t end, bool goes_on);
 
 private:
   static constexpr size_t kMostKept = 4096;

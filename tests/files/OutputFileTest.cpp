@@ -195,6 +195,12 @@ TEST_F(OutputFileTest, ATakeListsWhatHappenedToTheSamplesThatItHolds) {
   record(20000);
   finish();
   EXPECT_TRUE(engine.incidentsOfTake().size() == 0 && log.contains("close movie, no incidents"));
+  record();
+  engine.fileBreak();
+  rig.ring->noteIncident({overload, engine.startPosition() + 256, 0}); // between the two pieces
+  rig.feed(Samples(kFirstPart));
+  for (int i = 0; i < 3; ++i) pass();
+  EXPECT_EQ(engine.incidentsOfTake().first, std::vector<Incident>(1, {overload, 256, 0}));
 }
 
 } // namespace vurl
