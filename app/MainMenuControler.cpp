@@ -103,9 +103,16 @@ bool MainMenuControler::startRecording(bool continued) {
   is_playback = false;
   next_piece = continued;
   if (!continued) pending_stop.reset();
-  output_file.startWith(continued);
+  output_file.startWith(continued, continued ? std::nullopt : whyNothingToRecord());
   if (continued && pending_stop) output_file.stopAt(pending_stop->border, pending_stop->reason);
   return true;
+}
+
+/// What arrived before a device was gone can still be made a take.
+MainMenuControler::Reason MainMenuControler::whyNothingToRecord() const {
+  const bool holds_sound = audio_ring.devicePosition() - audio_ring.recordingPosition() >= OutputFile::kBlockLength;
+  if (holds_sound || input_device.hasStarted()) return std::nullopt;
+  return input_device.selectedDevice() == -1 ? "There is no device." : "The device could not be started.";
 }
 
 /// The engine stops a take that runs. Between two pieces of a take the STOP waits for the next one; and a change at the

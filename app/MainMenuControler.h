@@ -147,6 +147,7 @@ private:
   void finishPlayback();
   bool isNews(const Reason& reason);
   void showReason(const Reason& reason);
+  Reason whyNothingToRecord() const;
   void stopNow(const Reason& reason);
   void refreshDeviceSettings();
   void fill(DeviceMenu which, std::vector<PopupMenu::Item> items);

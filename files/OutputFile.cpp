@@ -107,9 +107,10 @@ void OutputFile::renounceReason() {
   stop_pressed.store(false, std::memory_order_release);
 }
 
-void OutputFile::startWith(bool continued) {
+void OutputFile::startWith(bool continued, const Reason& refusal) {
   renounceReason();
   if (!continued) keeps_position.store(false, std::memory_order_release);
+  refusal_of_take = refusal;
   meta_data = std::make_shared<MetaData>(defaults, clock);
   setState(STARTING_RECORDING);
 }

@@ -80,8 +80,8 @@ public:
 
   /// Starts a new take on the next pass. A reason held from before is dropped, and with it a pending restart. With
   /// `continued` the take begins at the sample where the piece before it ended, however short the pre-record time is.
-  /// The state must be IDLE.
-  void startWith(bool continued = false);
+  /// With `refusal`, no file is made and that text is the take's reason. The state must be IDLE.
+  void startWith(bool continued = false, const Reason& refusal = std::nullopt);
 
   /// Plays `take` through the outputs from the next pass on. What is played is a copy: `take` stays as it is. The
   /// settings say how many channels are in use; further ones in the files are left out. A file that cannot be opened
@@ -236,6 +236,7 @@ private:
 
   // Written by the main thread in IDLE, and by the processing thread otherwise; the state hands them over.
   std::shared_ptr<MetaData> meta_data;
+  Reason refusal_of_take; ///< by who started it
   int32_t nr_opened_files = 0;
   IncidentList incidents_of_take;
 

@@ -27,6 +27,7 @@ void OutputFile::stampAtEnd() {
 
 /// A reason when the take's record cannot become files where the user will find them.
 OutputFile::Reason OutputFile::whyNotRecordable() const {
+  if (refusal_of_take) return refusal_of_take;
   if (meta_data->nrFiles() == 0) return "The take has no files.";
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     if (meta_data->pathForFolder(meta_data->folderForFile(file)).empty()) {

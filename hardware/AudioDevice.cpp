@@ -48,7 +48,7 @@ void AudioDevice::setIODelegate(AudioIODelegate* new_delegate) {
 // A device that is gone refuses these calls; there is nothing to be done about it.
 void AudioDevice::listenIO() {
   hardware.AudioDeviceAddIOProc(objectID(), audioDeviceIOProc, this);
-  hardware.AudioDeviceStart(objectID(), audioDeviceIOProc);
+  has_started = hardware.AudioDeviceStart(objectID(), audioDeviceIOProc) == kAudioHardwareNoError;
   listenProcessorOverload();
 }
 

@@ -33,6 +33,9 @@ public:
   /// this returns the old one is no longer called.
   void setIODelegate(AudioIODelegate* new_delegate);
 
+  /// Whether the device did not refuse to start its cycles, when there was last somebody to hand them to.
+  bool hasStarted() const { return has_started; }
+
   /// Fresh wrappers of the streams on one side (input or output scope), in the service's order.
   std::vector<std::unique_ptr<AudioStream>> streamsForScope(uint32_t scope) const;
 
@@ -104,6 +107,7 @@ private:
   void unlistenIO();
 
   AudioIODelegate* io_delegate = nullptr; ///< written only while no cycle runs
+  bool has_started = false;
 };
 
 } // namespace vurl

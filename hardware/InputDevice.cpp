@@ -24,6 +24,8 @@ int32_t InputDevice::selectedDevice() const {
   return selected_device ? static_cast<int32_t>(selected_device->objectID()) : -1;
 }
 
+bool InputDevice::hasStarted() const { return selected_device && selected_device->hasStarted(); }
+
 int32_t InputDevice::sampleRate() const {
   return selected_device ? wholeRate(selected_device->nominalSampleRate()) : -1;
 }

@@ -30,6 +30,7 @@ public:
   void awake();
 
   int32_t selectedDevice() const;                              ///< object id, -1 for none
+  bool hasStarted() const;                                     ///< the device; false for none
   int32_t sampleRate() const;                                  ///< Hz without fraction, -1 for no device
   int32_t dataSource() const;                                  ///< id, -1 for none
   int32_t clockSource() const;                                 ///< id, -1 for none

@@ -157,6 +157,16 @@ TEST_F(ControllerTest, ADeviceThatStopsDeliveringIsToldAtOnceAndIsAnIncidentOfTh
   EXPECT_FALSE(view.stands_still);
 }
 
+TEST_F(ControllerTest, NoEmptyTakeIsMadeOfADeviceThatDoesNotStart) {
+  SteppedDevice device(model, "A", kAudioHardwareBadDeviceError);
+  run_loop.drain();
+  ASSERT_EQ(chosen(), "Test - A");
+  controller.recStopPressed(REC);
+  timeUntilIdle();
+  EXPECT_EQ(view.alerts, "Playback aborted. The device could not be started.");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 0);
+}
+
 TEST_F(ControllerTest, ShowsTheDeviceInUseAndItsTime) {
   EXPECT_EQ(chosen(), "Vurl - Test Generator");
   generator.step(48000 * 3 / 256);

@@ -13,7 +13,9 @@ namespace vurl {
 /// Two inputs and two outputs at 48 kHz; the inputs carry a ramp.
 class SteppedDevice final : public AudioService {
 public:
-  SteppedDevice(HardwareModel& hardware, const std::string& name) : model(hardware) {
+  /// With an `error`, it will not start.
+  SteppedDevice(HardwareModel& hardware, const std::string& name, OSStatus error = 0)
+      : model(hardware), start_error(error) {
     DeviceDescription description;
     description.manufacturer = "Test";
     description.name = name;
@@ -44,7 +46,10 @@ public:
     }
   }
 
-  OSStatus start(AudioObjectID, const IOProc& new_io) override { return io = new_io, 0; }
+  OSStatus start(AudioObjectID, const IOProc& new_io) override {
+    if (start_error == 0) io = new_io;
+    return start_error;
+  }
   void stop(AudioObjectID) override { io = {}; }
 
 private:
@@ -53,6 +58,7 @@ private:
   static constexpr double kRate = 48000;
 
   HardwareModel& model;
+  const OSStatus start_error;
   AudioObjectID id = kAudioObjectUnknown;
   IOProc io;
   double sample_time = 0;
