@@ -1,5 +1,6 @@
 #include "hardware/JackClient.h"
 
+#include "hardware/JackPorts.h"
 #include "hardware/JackRequests.h"
 #include "hardware/OutputLimiter.h"
 #include "platform/Log.h"
@@ -12,9 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <bit>
 #include <chrono>
-#include <cstring>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -22,7 +21,6 @@
 namespace vurl {
 namespace {
 
-constexpr size_t kLeastPorts = 8;
 constexpr AudioValueRange kFrames{16, 4096};
 constexpr std::chrono::seconds kPatience{5};
 constexpr std::chrono::milliseconds kPatienceAtTheEnd{1900}; ///< letting go of a dead server takes two seconds at most
@@ -33,83 +31,6 @@ void logLibrary(const char* line) {
   if (!library_is_quiet.load(std::memory_order_acquire)) log("JACK: %@", line);
 }
 
-struct FreeNames {
-  void operator()(const char** names) const { jack_free(names); }
-};
-
-/// The names of the physical audio ports that give (JackPortIsOutput) or take (JackPortIsInput) sound.
-std::vector<std::string> physicalPorts(jack_client_t* client, unsigned long direction) {
-  const std::unique_ptr<const char*, FreeNames> names(
-      jack_get_ports(client, nullptr, JACK_DEFAULT_AUDIO_TYPE, JackPortIsPhysical | direction));
-  std::vector<std::string> result;
-  for (const char** name = names.get(); name != nullptr && *name != nullptr; name++) result.emplace_back(*name);
-  return result;
-}
-
-/// The first alias that the server knows of a port; empty when it knows none.
-std::string firstAlias(jack_client_t* client, const std::string& port_name) {
-  std::string alias(static_cast<size_t>(jack_port_name_size()), '\0');
-  std::string other_alias = alias;
-  char* const aliases[2] = {alias.data(), other_alias.data()};
-  const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
-  if (port == nullptr || jack_port_get_aliases(port, aliases) <= 0) return {};
-  return alias.substr(0, alias.find('\0'));
-}
-
-/// What a physical port is called on the device, as far as the server knows: its first alias, without the client.
-std::string shownName(jack_client_t* client, const std::string& port_name) {
-  const std::string alias = firstAlias(client, port_name);
-  const std::string& name = alias.empty() ? port_name : alias;
-  return name.substr(name.rfind(':') + 1);
-}
-
-/// Whether the server records from an interface, which does not wait: a dummy has nothing to lose when it is late.
-bool hasInterface(jack_client_t* client, const std::vector<std::string>& ports) {
-  return !ports.empty() && !firstAlias(client, ports.front()).starts_with("dummy_pcm:");
-}
-
-bool isFree(jack_client_t* client, const std::string& port_name) {
-  const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
-  if (port == nullptr) return false;
-  const std::unique_ptr<const char*[], FreeNames> connections(jack_port_get_all_connections(client, port));
-  return connections == nullptr || connections[0] == nullptr;
-}
-
-/// The ports of one direction, and the buffers that they had in the present cycle.
-struct Side {
-  std::vector<jack_port_t*> ports;
-  std::vector<std::string> physical; ///< what they are connected to, as far as there is something
-  std::vector<StreamDescription> streams;
-  std::vector<AudioBuffer> buffers;
-
-  void registerPorts(jack_client_t* client, const char* prefix, unsigned long direction) {
-    physical = physicalPorts(client, direction == JackPortIsInput ? JackPortIsOutput : JackPortIsInput);
-    for (size_t i = 0; i < std::max(physical.size(), kLeastPorts); i++) {
-      const std::string name = prefix + std::to_string(i + 1);
-      jack_port_t* const port = jack_port_register(client, name.c_str(), JACK_DEFAULT_AUDIO_TYPE, direction, 0);
-      if (port == nullptr) break;
-      ports.push_back(port);
-      streams.push_back({i < physical.size() ? shownName(client, physical[i]) : name, 1});
-    }
-    buffers.resize(ports.size());
-  }
-
-  /// Thread: I/O.
-  AudioBufferList fetch(jack_nframes_t nr_frames) noexcept {
-    for (size_t i = 0; i < ports.size(); i++)
-      buffers[i] = {1, static_cast<uint32_t>(nr_frames * sizeof(float)), jack_port_get_buffer(ports[i], nr_frames)};
-    return {static_cast<uint32_t>(buffers.size()), buffers.data()};
-  }
-
-  /// Thread: I/O.
-  AudioBufferList fetchSilent(jack_nframes_t nr_frames) noexcept {
-    const AudioBufferList list = fetch(nr_frames);
-    for (const auto& buffer : buffers)
-      if (buffer.mData != nullptr) std::memset(buffer.mData, 0, buffer.mDataByteSize);
-    return list;
-  }
-};
-
 } // namespace
 
 struct JackClient::Connection {
@@ -118,8 +39,8 @@ struct JackClient::Connection {
   Events events;           ///< none when nobody is to be told any more
 
   // Set while no cycle runs.
-  Side inputs;
-  Side outputs;
+  JackPorts inputs;
+  JackPorts outputs;
   IOProc io;
 
   // Shared with the I/O thread. `running` and `in_cycle` need one order for all threads: either the cycle sees that
@@ -300,8 +221,7 @@ void JackClient::Connection::setCallbacks() {
 // A microphone may feed several programs; a loudspeaker that another program plays into is left to it. All are asked
 // before the first is connected, because asking waits for connections under way.
 void JackClient::Connection::connectPorts() {
-  std::vector<bool> is_free;
-  for (const auto& port : outputs.physical) is_free.push_back(isFree(client, port));
+  const std::vector<bool> is_free = outputs.arePhysicalFree(client);
   for (size_t i = 0; i < std::min(inputs.ports.size(), inputs.physical.size()); i++)
     jack_connect(client, inputs.physical[i].c_str(), jack_port_name(inputs.ports[i]));
   for (size_t i = 0; i < std::min(outputs.ports.size(), outputs.physical.size()); i++)
@@ -366,7 +286,7 @@ DeviceDescription JackClient::describe() const {
 OSStatus JackClient::start(const IOProc& io) {
   connection->io = io;
   connection->is_first_cycle = true;
-  connection->has_interface = hasInterface(connection->client, connection->inputs.physical);
+  connection->has_interface = connection->inputs.haveInterface(connection->client);
   connection->limiter.restart();
   connection->running.store(true);
   const auto is_active = std::make_shared<bool>(false);
