@@ -1,14 +1,13 @@
 #include "app/DiskChecks.h"
 
 #include "app/FolderTroubles.h"
+#include "platform/Patience.h"
 #include "platform/Text.h"
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <future>
 #include <system_error>
-#include <thread>
 
 namespace vurl {
 namespace {
@@ -107,16 +106,8 @@ Finding check(const std::vector<TakeFolder>& folders, const std::vector<DiskStat
 } // namespace
 
 DiskState examineDisk(const std::string& path, bool measures) {
-  std::promise<DiskState> promise;
-  auto answer = promise.get_future();
-  try {
-    std::thread([path, measures, result = std::move(promise)]() mutable {
-      result.set_value(lookAt(path, measures));
-    }).detach();
-  } catch (const std::system_error&) {
-    return {}; // as a disk that does not answer
-  }
-  return answer.wait_for(kPatience) == std::future_status::ready ? answer.get() : DiskState{};
+  const auto answer = withPatience(kPatience, [path, measures] { return lookAt(path, measures); });
+  return answer.value_or(DiskState{});
 }
 
 std::vector<Finding> checkDisks(const std::vector<TakeFolder>& folders, const std::vector<DiskState>& disks) {

@@ -1,8 +1,8 @@
 #include "hardware/AlsaDevice.h"
 
 #include "hardware/AlsaLog.h"
-#include "hardware/Patience.h"
 #include "platform/NewThread.h"
+#include "platform/Patience.h"
 
 #include <cerrno>
 #include <chrono>

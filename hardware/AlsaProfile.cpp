@@ -3,8 +3,8 @@
 #include "hardware/AlsaLog.h"
 #include "hardware/AlsaOwner.h"
 #include "hardware/AlsaProbe.h"
-#include "hardware/Patience.h"
 #include "platform/Log.h"
+#include "platform/Patience.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,5 @@
-// Calls into drivers that may never come back, kept off the main thread.
+// Calls that may never come back, into a driver or to a disk, kept off the thread that asks. Any thread but the I/O
+// thread.
 #pragma once
 
 #include <chrono>
