@@ -1,6 +1,7 @@
 #include "files/HeaderChunks.h"
 
 #include "files/utils.h"
+#include "platform/FileBytes.h"
 #include "platform/Text.h"
 
 #include <sys/stat.h>
@@ -46,17 +47,9 @@ public:
   /// Reads all of `field` from byte `offset`; false, with the reason told by whyNot(), when that fails.
   template <size_t kSize>
   bool read(std::array<uint8_t, kSize>& field, int64_t offset) {
-    size_t held = 0;
-    while (held < kSize) {
-      const ssize_t count = pread(descriptor, field.data() + held, kSize - held, offset + static_cast<int64_t>(held));
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0) {
-        error = count < 0 ? systemError(errno) : "The file has become shorter";
-        return false;
-      }
-      held += static_cast<size_t>(count);
-    }
-    return true;
+    const int failure = readAt(descriptor, field.data(), kSize, offset);
+    if (failure != 0) error = failure == ENODATA ? "The file has become shorter" : systemError(failure);
+    return failure == 0;
   }
 
 private:

@@ -3,6 +3,7 @@
 #include "files/BWFUtils.h"
 #include "files/FileLayer.h"
 #include "files/utils.h"
+#include "platform/FileBytes.h"
 #include "platform/Text.h"
 
 #include <fcntl.h>
@@ -96,31 +97,5 @@ std::optional<HeaderJournal::Entry> HeaderJournal::read() const {
 }
 
 void HeaderJournal::remove() const { unlink(file.c_str()); }
-
-int readAt(int descriptor, uint8_t* bytes, size_t size, int64_t offset) {
-  while (size > 0) {
-    const ssize_t count = pread(descriptor, bytes, size, offset);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return errno;
-    if (count == 0) return ENODATA;
-    bytes += count;
-    size -= static_cast<size_t>(count);
-    offset += count;
-  }
-  return 0;
-}
-
-int writeAt(int descriptor, const uint8_t* bytes, size_t size, int64_t offset) {
-  while (size > 0) {
-    const ssize_t count = pwrite(descriptor, bytes, size, offset);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return errno;
-    if (count == 0) return ENOSPC;
-    bytes += count;
-    size -= static_cast<size_t>(count);
-    offset += count;
-  }
-  return 0;
-}
 
 } // namespace vurl

@@ -40,8 +40,4 @@ private:
   std::string file;
 };
 
-/// Read and write all `size` bytes at `offset`. Return 0, the errno, or ENODATA where the file ends before.
-[[nodiscard]] int readAt(int descriptor, uint8_t* bytes, size_t size, int64_t offset);
-[[nodiscard]] int writeAt(int descriptor, const uint8_t* bytes, size_t size, int64_t offset);
-
 } // namespace vurl

@@ -4,6 +4,7 @@
 #include "files/CutHeader.h"
 #include "files/FileLayer.h"
 #include "files/HeaderJournal.h"
+#include "platform/FileBytes.h"
 #include "platform/Log.h"
 
 #include <sys/stat.h>

@@ -1,5 +1,6 @@
 #include "files/utils.h"
 
+#include "platform/FileBytes.h"
 #include "platform/Log.h"
 #include "platform/OwnLinks.h"
 
@@ -32,18 +33,6 @@ int32_t getLittleEndian(const uint8_t* buffer, int32_t offset, Value& value) noe
   return offset + kSize;
 }
 
-/// Writes all `size` bytes; false, with errno, when that fails.
-bool writeAll(int descriptor, const char* bytes, size_t size) noexcept {
-  while (size > 0) {
-    const ssize_t written = write(descriptor, bytes, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes += written;
-    size -= static_cast<size_t>(written);
-  }
-  return true;
-}
-
 /// Copies from one descriptor to the other. Returns the message of what failed, with errno, or nullptr.
 const char* copyBytes(int source, int destination) noexcept {
   char block[8192];
@@ -51,7 +40,10 @@ const char* copyBytes(int source, int destination) noexcept {
   while (size == sizeof block) {
     size = read(source, block, sizeof block);
     if (size < 0) return "Could not read src for copy %s: %s";
-    if (!writeAll(destination, block, static_cast<size_t>(size))) return "Could not write dst for copy %s: %s";
+    if (const int error = writeAll(destination, {block, static_cast<size_t>(size)}); error != 0) {
+      errno = error;
+      return "Could not write dst for copy %s: %s";
+    }
   }
   return nullptr;
 }

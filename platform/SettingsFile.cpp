@@ -1,5 +1,6 @@
 #include "platform/SettingsFile.h"
 
+#include "platform/FileBytes.h"
 #include "platform/Text.h"
 
 #include <sys/file.h>
@@ -27,13 +28,7 @@ int openFolderOf(const std::string& path) {
 
 /// Writes `bytes` to `descriptor` and syncs it; returns 0 or the errno of the step that failed.
 int writeAndSync(int descriptor, const std::string& bytes) {
-  size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return count < 0 ? errno : EIO;
-    written += static_cast<size_t>(count);
-  }
+  if (const int error = writeAll(descriptor, bytes); error != 0) return error;
   return fsync(descriptor) < 0 ? errno : 0;
 }
 

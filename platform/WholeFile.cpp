@@ -1,5 +1,6 @@
 #include "platform/WholeFile.h"
 
+#include "platform/FileBytes.h"
 #include "platform/Text.h"
 
 #include <sys/stat.h>
@@ -13,29 +14,12 @@
 namespace vurl {
 namespace {
 
-/// Reads to the end of the file. Returns 0 or the errno.
-int readAll(int descriptor, std::string& bytes) {
+/// Reads a regular file to its end. Returns 0 or the errno.
+int readRegular(int descriptor, std::string& bytes) {
   struct stat status {};
   if (fstat(descriptor, &status) < 0) return errno;
   if (!S_ISREG(status.st_mode)) return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-  char block[65536];
-  ssize_t count = -1;
-  while (count != 0) {
-    count = read(descriptor, block, sizeof block);
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) bytes.append(block, static_cast<size_t>(count));
-  }
-  return 0;
-}
-
-int writeAll(int descriptor, const std::string& bytes) {
-  size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) written += static_cast<size_t>(count);
-  }
-  return 0;
+  return readToEnd(descriptor, bytes);
 }
 
 } // namespace
@@ -43,7 +27,7 @@ int writeAll(int descriptor, const std::string& bytes) {
 std::optional<std::string> readWholeFile(const std::string& path, std::string& reason) {
   std::string bytes;
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  const int error = descriptor < 0 ? errno : readAll(descriptor, bytes);
+  const int error = descriptor < 0 ? errno : readRegular(descriptor, bytes);
   if (descriptor >= 0) close(descriptor);
   if (error == 0) return bytes;
   reason = systemError(error);

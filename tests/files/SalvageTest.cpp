@@ -6,6 +6,7 @@
 #include "files/HeaderChunks.h"
 #include "files/HeaderJournal.h"
 #include "metadata/RateTexts.h"
+#include "platform/FileBytes.h"
 #include "tests/files/HeaderRig.h"
 
 #include <sys/stat.h>
