@@ -14,8 +14,8 @@ struct Count {
   int32_t offered; ///< the menu's last item
 };
 
-constexpr std::array kCounts = {Count{"nr_channels", 64}, Count{"nr_files", ChannelLayoutControler::kFilesOffered},
-                                Count{"nr_folders", 16}};
+constexpr std::array kCounts = {Count{"nr_channels", MetaData::kMaximumChannels},
+                                Count{"nr_files", ChannelLayoutControler::kFilesOffered}, Count{"nr_folders", 16}};
 constexpr std::array kCountMenus = {CountMenu::channels, CountMenu::files, CountMenu::folders};
 
 const Count& countOf(CountMenu which) { return kCounts[static_cast<size_t>(which)]; }

@@ -1,9 +1,9 @@
 #include "app/ConsoleView.h"
 
+#include "app/Json.h"
 #include "engine/AudioRing.h"
 #include "platform/Log.h"
 
-#include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
 
 #include <poll.h>
@@ -18,8 +18,6 @@
 
 namespace vurl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr int kMostLooks = 25;   ///< at the disks, for 5 s: then a take is printed without waiting for them
 constexpr size_t kMostTold = 10; ///< incidents of a take, on the terminal

@@ -2,14 +2,13 @@
 #include "app/Commands.h"
 #include "app/DeviceChecks.h"
 #include "app/DiskChecks.h"
+#include "app/Json.h"
 #include "app/NextTake.h"
 #include "app/Recorder.h"
 #include "app/SystemChecks.h"
 #include "platform/PollRunLoop.h"
 #include "platform/SettingsLock.h"
 #include "platform/Text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -20,8 +19,6 @@
 
 namespace vurl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::array kMarks = {"fine", "note", "change"};
 constexpr int32_t kUsualRate = 48000;
@@ -59,7 +56,7 @@ std::vector<Finding> lookAround(UserDefaults& defaults) {
   return findings;
 }
 
-void printJson(const std::vector<Finding>& findings, bool all_fine) {
+Json asJson(const std::vector<Finding>& findings, bool all_fine) {
   Json list = Json::array();
   for (const Finding& finding : findings) {
     list.push_back({{"topic", finding.topic},
@@ -67,8 +64,7 @@ void printJson(const std::vector<Finding>& findings, bool all_fine) {
                     {"finding", finding.text},
                     {"advice", finding.advice.empty() ? Json(nullptr) : Json(finding.advice)}});
   }
-  const Json whole = {{"fine", all_fine}, {"findings", list}};
-  std::printf("%s\n", whole.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  return {{"fine", all_fine}, {"findings", list}};
 }
 
 void print(const std::vector<Finding>& findings) {
@@ -92,7 +88,7 @@ int runDoctor(UserDefaults& defaults, bool json) {
   const auto findings = lookAround(defaults);
   const bool all_fine = std::ranges::none_of(findings, mustChange);
   if (json)
-    printJson(findings, all_fine);
+    printJson(asJson(findings, all_fine));
   else
     print(findings);
   return all_fine ? kExitFine : kExitHarmed;

@@ -1,11 +1,11 @@
 // vurl history and vurl report: the takes that there are, and what is told of them.
 #include "app/Commands.h"
 #include "app/HistoryControler.h"
+#include "app/Json.h"
+#include "app/SilentHistory.h"
 #include "app/SoundReport.h"
 #include "platform/PollRunLoop.h"
 #include "platform/Text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
@@ -16,14 +16,9 @@
 namespace vurl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 /// Shows a terminal how far the reading is; rows are printed in the end.
-class ReadingView final : public HistoryView {
+class ReadingView final : public SilentHistory {
 public:
-  void reloadHistory() override {}
-  void selectHistoryRow(int32_t /*row*/) override {}
-  int32_t selectedHistoryRow() const override { return -1; }
   void showHistoryProgress(size_t done, size_t total) override {
     if (!is_terminal || total < kMany) return;
     std::fprintf(stderr, "\rReading takes: %zu of %zu%s", done, total, done == total ? "\r\033[K" : "");
@@ -74,7 +69,7 @@ void printTable(const std::vector<Row>& rows) {
   }
 }
 
-void printJson(const HistoryControler& history) {
+Json asJson(const HistoryControler& history) {
   Json list = Json::array();
   for (int32_t row = 0; row < history.numberOfRows(); row++) {
     Json take = Json::object();
@@ -83,7 +78,7 @@ void printJson(const HistoryControler& history) {
     }
     list.push_back(std::move(take));
   }
-  std::printf("%s\n", list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  return list;
 }
 
 } // namespace
@@ -91,7 +86,7 @@ void printJson(const HistoryControler& history) {
 int runHistory(UserDefaults& defaults, bool json) {
   const ReadHistory history(defaults);
   if (json) {
-    printJson(history.controler);
+    printJson(asJson(history.controler));
   } else if (history.controler.numberOfRows() == 0) {
     std::fprintf(stderr, "vurl: There are no takes in the destination folders.\n");
   } else {

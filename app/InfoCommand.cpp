@@ -1,10 +1,9 @@
 // vurl info: what take files say of themselves.
 #include "app/Commands.h"
+#include "app/Json.h"
 #include "app/TakeInfo.h"
 #include "metadata/RateTexts.h"
 #include "platform/Text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -12,8 +11,6 @@
 
 namespace vurl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 /// A line of the plain output: a key of the object, how it is told, and what stands behind its value.
 struct Line {
@@ -178,7 +175,7 @@ int runInfo(const UserDefaults& defaults, const InfoOptions& options) {
     exit_code = kExitHarmed;
   }
   // In ASCII, for other control characters than those of ASCII would pass as they are.
-  if (options.json) std::printf("%s\n", all.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+  if (options.json) printJson(all, JsonCharacters::ascii);
   return exit_code;
 }
 

@@ -1,12 +1,11 @@
 // vurl devices and vurl settings: what there is, and what is set.
 #include "app/Commands.h"
+#include "app/Json.h"
 #include "app/Recorder.h"
 #include "app/SettingsKeys.h"
 #include "hardware/DeviceList.h"
 #include "platform/PollRunLoop.h"
 #include "platform/Text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdio>
@@ -14,9 +13,7 @@
 namespace vurl {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-void printJson(const std::vector<DeviceRow>& rows) {
+Json asJson(const std::vector<DeviceRow>& rows) {
   Json list = Json::array();
   for (const DeviceRow& row : rows) {
     list.push_back({{"id", row.id},
@@ -26,7 +23,7 @@ void printJson(const std::vector<DeviceRow>& rows) {
                     {"sample_rate", std::llround(row.sample_rate)},
                     {"buffer_size", row.buffer_frame_size}});
   }
-  std::printf("%s\n", list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  return list;
 }
 
 void printTable(const std::vector<DeviceRow>& rows) {
@@ -53,7 +50,7 @@ int runDevices(UserDefaults& defaults, bool json) {
   AudioServices services(defaults, run_loop);
   const auto rows = describeDevices(services.model);
   if (json) {
-    printJson(rows);
+    printJson(asJson(rows));
   } else if (rows.empty()) {
     std::fprintf(stderr, "vurl: There are no audio devices.\n");
   } else {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "app/MainMenuControler.h"
+#include "app/SilentHistory.h"
 #include "engine/AudioRing.h"
 #include "files/OutputFile.h"
 #include "hardware/AlsaHardware.h"
@@ -99,19 +100,9 @@ private:
     void redrawMatrix() override {}
   };
 
-  /// Its selection follows the controller's.
-  struct HiddenHistory final : HistoryView {
-    void reloadHistory() override {}
-    void selectHistoryRow(int32_t new_row) override { row = new_row; }
-    int32_t selectedHistoryRow() const override { return row; }
-    void showHistoryProgress(size_t, size_t) override {}
-
-    int32_t row = -1;
-  };
-
   PullPopup pull_popup;
   HiddenLayout hidden_layout;
-  HiddenHistory hidden_history;
+  SilentHistory hidden_history;
   PosixFileLayer file_layer;
   std::shared_ptr<bool> alive = std::make_shared<bool>(true); ///< posted work looks whether the recorder still is
   int32_t nr_unsynced_files = 0;

@@ -1,14 +1,14 @@
 // vurl repair: completes the headers of takes that were cut off.
 #include "app/Commands.h"
 #include "app/HistoryControler.h"
+#include "app/Json.h"
 #include "app/SalvageTexts.h"
+#include "app/SilentHistory.h"
 #include "app/TakeFolders.h"
 #include "files/Salvage.h"
 #include "platform/PollRunLoop.h"
 #include "platform/SettingsLock.h"
 #include "platform/Text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,8 +16,6 @@
 
 namespace vurl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 const char* outcomeText(Salvage::Outcome outcome) {
   switch (outcome) {
@@ -61,13 +59,6 @@ void print(const Salvage& file) {
   std::printf("%s\n", line.c_str());
 }
 
-struct NoTable final : HistoryView {
-  void reloadHistory() override {}
-  void selectHistoryRow(int32_t /*row*/) override {}
-  int32_t selectedHistoryRow() const override { return -1; }
-  void showHistoryProgress(size_t /*done*/, size_t /*total*/) override {}
-};
-
 /// Adds the takes in the destination folders that have been completed to the reports there. The reports of a recorder
 /// that runs are its own; one that starts meanwhile must not be held up, so that the lock is only looked at.
 void report(const UserDefaults& defaults, const std::vector<SalvagedTake>& takes) {
@@ -77,7 +68,7 @@ void report(const UserDefaults& defaults, const std::vector<SalvagedTake>& takes
     return;
   }
   PollRunLoop run_loop;
-  NoTable table;
+  SilentHistory table;
   HistoryControler history(defaults, run_loop, table);
   history.loadHistoryAtOnce();
   history.reportSalvaged(takes);
@@ -105,7 +96,7 @@ int runRepair(const UserDefaults& defaults, const RepairOptions& options) {
   if (options.json) {
     Json list = Json::array();
     for (const Salvage& file : found) list.push_back(asJson(file));
-    std::printf("%s\n", list.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+    printJson(list, JsonCharacters::ascii);
     return exit_code;
   }
   for (const SalvagedTake& take : takes) {

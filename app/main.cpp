@@ -36,6 +36,65 @@ std::string aboveZero(const std::string& seconds) {
   return fine ? "" : text("it is a number of seconds above 0, not \"%@\"", seconds);
 }
 
+void describeRecord(CLI::App& app, RecordOptions& options) {
+  CLI::App* const record = app.add_subcommand("record", "Record a take; q or Ctrl-C ends it");
+  record
+      ->add_option_function<std::string>(
+          "--device", [&options](const std::string& name) { options.device = name; },
+          "The device to record from: its name or a part of it")
+      ->type_name("NAME");
+  record
+      ->add_option_function<std::string>(
+          "--clock-source", [&options](const std::string& name) { options.clock_source = name; },
+          "The device's clock source: its name or a part of it")
+      ->type_name("NAME");
+  record->add_flag("--auto-start", options.auto_start, "Record take after take while timecode is locked");
+  record->add_option("--duration", options.duration, "End this many seconds behind the take's first sample")
+      ->type_name("SECONDS")
+      ->check(CLI::Validator([](const std::string& seconds) { return aboveZero(seconds); }, "", ""));
+  record->add_flag("--json", options.json, "Print one JSON object per finished take");
+
+  const std::pair<const char*, std::optional<std::string>*> texts[] = {
+      {"project", &options.project}, {"scene", &options.scene}, {"slate", &options.slate},
+      {"take", &options.take},       {"roll", &options.roll},   {"note", &options.note}};
+  for (const auto& [name, value] : texts)
+    record->add_option(text("--%@", name), *value, text("Set the %@, and remember it", name))->type_name("TEXT");
+}
+
+void describePlay(CLI::App& app, PlayOptions& options) {
+  CLI::App* const play =
+      app.add_subcommand("play", "Play a take, the last one unless told otherwise; s, q or Ctrl-C ends it");
+  play->add_option("take", options.take, "A file of the take, or its number in the history")->type_name("TAKE");
+  play->add_option("--device", options.device, "The device to play through: its name or a part of it")
+      ->type_name("NAME");
+}
+
+void describeLayout(CLI::App& app, LayoutOptions& options) {
+  CLI::App* const layout = app.add_subcommand("layout", "Show how channels go into files, and route them anew");
+  layout
+      ->add_option("--auto", options.auto_configuration,
+                   "Route: 1 mono files in every folder, 2 a polyphonic file in every folder, 3 stereo in the first "
+                   "folder and mono in the others, 4 stereo and polyphonic, 5 polyphonic and mono")
+      ->type_name("1..5")
+      ->check(CLI::Range(1, 5));
+  layout->add_flag("--matrix", options.matrix, "Print the routing as a grid");
+}
+
+/// What reads and completes take files.
+void describeFiles(CLI::App& app, Arguments& arguments) {
+  CLI::App* const info = app.add_subcommand("info", "Tell what take files say of themselves");
+  info->add_option("file", arguments.info.files, "Take files")->type_name("FILE")->required();
+  info->add_flag("--chunks", arguments.info.chunks, "List the chunks of each file as well");
+  info->add_flag("--json", arguments.info.json, "Print a JSON array");
+
+  CLI::App* const repair = app.add_subcommand("repair", "Complete takes that were cut off by a crash");
+  repair->add_option("path", arguments.repair.paths, "Take files, or folders of them; or the destination folders")
+      ->type_name("FILE");
+  repair->add_flag("--dry-run", arguments.repair.dry_run, "Tell what would be done, and change nothing");
+  repair->add_flag("--json", arguments.repair.json, "Print a JSON array");
+}
+
+/// The options of all commands, and the commands in the order in which the help lists them.
 void describe(CLI::App& app, Arguments& arguments) {
   app.fallthrough();
   app.require_subcommand(1);
@@ -52,54 +111,10 @@ void describe(CLI::App& app, Arguments& arguments) {
   CLI::App* const doctor = app.add_subcommand("doctor", "Tell whether this computer is fit for a shoot");
   doctor->add_flag("--json", arguments.doctor_json, "Print a JSON object");
 
-  CLI::App* const record = app.add_subcommand("record", "Record a take; q or Ctrl-C ends it");
-  record
-      ->add_option_function<std::string>(
-          "--device", [&arguments](const std::string& name) { arguments.record.device = name; },
-          "The device to record from: its name or a part of it")
-      ->type_name("NAME");
-  record
-      ->add_option_function<std::string>(
-          "--clock-source", [&arguments](const std::string& name) { arguments.record.clock_source = name; },
-          "The device's clock source: its name or a part of it")
-      ->type_name("NAME");
-  record->add_flag("--auto-start", arguments.record.auto_start, "Record take after take while timecode is locked");
-  record->add_option("--duration", arguments.record.duration, "End this many seconds behind the take's first sample")
-      ->type_name("SECONDS")
-      ->check(CLI::Validator([](const std::string& seconds) { return aboveZero(seconds); }, "", ""));
-  record->add_flag("--json", arguments.record.json, "Print one JSON object per finished take");
-
-  const std::pair<const char*, std::optional<std::string>*> texts[] = {
-      {"project", &arguments.record.project}, {"scene", &arguments.record.scene}, {"slate", &arguments.record.slate},
-      {"take", &arguments.record.take},       {"roll", &arguments.record.roll},   {"note", &arguments.record.note}};
-  for (const auto& [name, value] : texts)
-    record->add_option(text("--%@", name), *value, text("Set the %@, and remember it", name))->type_name("TEXT");
-
-  CLI::App* const play =
-      app.add_subcommand("play", "Play a take, the last one unless told otherwise; s, q or Ctrl-C ends it");
-  play->add_option("take", arguments.play.take, "A file of the take, or its number in the history")->type_name("TAKE");
-  play->add_option("--device", arguments.play.device, "The device to play through: its name or a part of it")
-      ->type_name("NAME");
-
-  CLI::App* const layout = app.add_subcommand("layout", "Show how channels go into files, and route them anew");
-  layout
-      ->add_option("--auto", arguments.layout.auto_configuration,
-                   "Route: 1 mono files in every folder, 2 a polyphonic file in every folder, 3 stereo in the first "
-                   "folder and mono in the others, 4 stereo and polyphonic, 5 polyphonic and mono")
-      ->type_name("1..5")
-      ->check(CLI::Range(1, 5));
-  layout->add_flag("--matrix", arguments.layout.matrix, "Print the routing as a grid");
-
-  CLI::App* const info = app.add_subcommand("info", "Tell what take files say of themselves");
-  info->add_option("file", arguments.info.files, "Take files")->type_name("FILE")->required();
-  info->add_flag("--chunks", arguments.info.chunks, "List the chunks of each file as well");
-  info->add_flag("--json", arguments.info.json, "Print a JSON array");
-
-  CLI::App* const repair = app.add_subcommand("repair", "Complete takes that were cut off by a crash");
-  repair->add_option("path", arguments.repair.paths, "Take files, or folders of them; or the destination folders")
-      ->type_name("FILE");
-  repair->add_flag("--dry-run", arguments.repair.dry_run, "Tell what would be done, and change nothing");
-  repair->add_flag("--json", arguments.repair.json, "Print a JSON array");
+  describeRecord(app, arguments.record);
+  describePlay(app, arguments.play);
+  describeLayout(app, arguments.layout);
+  describeFiles(app, arguments);
 
   CLI::App* const history = app.add_subcommand("history", "List the takes in the destination folders");
   history->add_flag("--json", arguments.history_json, "Print a JSON array");

@@ -1,6 +1,7 @@
 // What reading a folder of one-file takes into the history costs, and writing the report of them. The time for ten
 // times the takes tells whether anything walks the list.
 #include "app/HistoryControler.h"
+#include "app/SilentHistory.h"
 #include "bench/Shoot.h"
 #include "platform/PollRunLoop.h"
 #include "tests/support/TemporaryFolder.h"
@@ -13,14 +14,6 @@
 namespace {
 
 using namespace vurl;
-
-class NoTable final : public HistoryView {
-public:
-  void reloadHistory() override {}
-  void selectHistoryRow(int32_t /*row*/) override {}
-  int32_t selectedHistoryRow() const override { return -1; }
-  void showHistoryProgress(size_t /*done*/, size_t /*total*/) override {}
-};
 
 /// A folder of `count` takes, made once.
 struct Shoot {
@@ -41,7 +34,7 @@ struct Shoot {
   TemporaryFolder folder;
   UserDefaults defaults;
   mutable PollRunLoop run_loop;
-  mutable NoTable view;
+  mutable SilentHistory view;
 };
 
 void loadHistory(benchmark::State& state) {
