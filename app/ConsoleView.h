@@ -1,5 +1,6 @@
 // The application controller's view on a terminal: results on standard output, what went wrong on standard error, and,
 // where that is a terminal, one live line with timecode and lock, length, how full the ring is, and the loudest peaks.
+// Main thread.
 #pragma once
 
 #include "app/LoudestChannels.h"

@@ -1,4 +1,4 @@
-// Finds the device, or the like, that a user means by a name or a part of one.
+// Finds the device, or the like, that a user means by a name or a part of one. Any thread but the I/O thread.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,4 @@
-// One thing that `vurl doctor` has looked at, in words for the user.
+// One thing that `vurl doctor` has looked at, in words for the user. A value: no thread of its own.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Single keys from a terminal, without Enter and without echo; nothing when standard input is no terminal.
+// Single keys from a terminal, without Enter and without echo; nothing when standard input is no terminal. Main thread.
 #pragma once
 
 #include "platform/RunLoop.h"

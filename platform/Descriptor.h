@@ -1,4 +1,5 @@
-// Owns an open file descriptor.
+// Owns an open file descriptor, and closes it unasked: for files that were only read, since what close() tells is lost.
+// One thread at a time.
 #pragma once
 
 #include <unistd.h>

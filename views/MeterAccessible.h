@@ -1,5 +1,5 @@
 // What a screen reader is told about a MeterView: a read-only value on the meter's scale, and a text with peak and
-// hold. It asks when it wants to know: a meter that reported its every move would talk without end.
+// hold. It asks when it wants to know: a meter that reported its every move would talk without end. Main thread.
 #pragma once
 
 #include <QtWidgets/QAccessibleWidget>

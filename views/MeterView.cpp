@@ -91,36 +91,32 @@ void MeterView::paintEvent(QPaintEvent*) {
   drawTicks(painter);
 }
 
+struct MeterView::Zone {
+  float from;
+  float to;
+  const ZoneColour& colour;
+};
+
+std::array<MeterView::Zone, 3> MeterView::zones() const {
+  return {{{start_value, warn_value, kGreen}, {warn_value, error_value, kYellow}, {error_value, end_value, kRed}}};
+}
+
 /// Each width counts from the peak, so that a dark zone runs on into the next, which is painted over it.
 void MeterView::drawUnlitZones(QPainter& painter) const {
-  struct Zone {
-    float from;
-    float to;
-    const QColor& colour;
-  };
-  const std::array zones = {Zone{start_value, warn_value, kGreen.unlit}, Zone{warn_value, error_value, kYellow.unlit},
-                            Zone{error_value, end_value, kRed.unlit}};
   const double level = limited(peak);
-  for (const Zone& zone : zones) {
+  for (const Zone& zone : zones()) {
     if (zone.to <= peak) continue;
     const double x = std::floor((std::max<double>(zone.from, level) - start_value) * scale());
-    painter.fillRect(QRectF(x, 0, std::ceil((zone.to - level) * scale()), height()), zone.colour);
+    painter.fillRect(QRectF(x, 0, std::ceil((zone.to - level) * scale()), height()), zone.colour.unlit);
   }
 }
 
 void MeterView::drawLitBar(QPainter& painter) const {
-  struct Zone {
-    float from;
-    float to;
-    const QColor& colour;
-  };
-  const std::array zones = {Zone{start_value, warn_value, kGreen.lit}, Zone{warn_value, error_value, kYellow.lit},
-                            Zone{error_value, end_value, kRed.lit}};
   const double level = limited(peak);
-  for (const Zone& zone : zones) {
+  for (const Zone& zone : zones()) {
     const double width = (std::min<double>(level, zone.to) - zone.from) * scale();
     if (peak < zone.from || width <= 0) continue;
-    painter.fillRect(QRectF((zone.from - start_value) * scale(), 0, width, height()), zone.colour);
+    painter.fillRect(QRectF((zone.from - start_value) * scale(), 0, width, height()), zone.colour.lit);
   }
 }
 

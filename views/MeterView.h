@@ -6,6 +6,7 @@
 #pragma once
 
 #include <QtWidgets/QWidget>
+#include <array>
 #include <chrono>
 #include <functional>
 
@@ -46,6 +47,8 @@ private:
   void invalidateTick(float level);
   void invalidateBar(float from, float to);
   void updateHold();
+  struct Zone; ///< a stretch of the scale, in dBFS, and its colours
+  std::array<Zone, 3> zones() const;
   void drawUnlitZones(QPainter& painter) const;
   void drawLitBar(QPainter& painter) const;
   void drawTicks(QPainter& painter) const;
