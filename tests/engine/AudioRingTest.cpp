@@ -27,20 +27,6 @@ TEST(AudioRing, RecordsEveryShapeOfDeviceOverTheRingsEnd) {
   }
 }
 
-TEST(AudioRing, TakesTheActiveChannelsOfAnyMask) {
-  RingRig rig(61);
-  rig.cycle(300, std::vector<uint32_t>(64, 1));
-  for (const std::vector<int32_t>& members : std::vector<std::vector<int32_t>>{
-           {}, {0}, {60}, {7, 8}, {0, 9, 31, 32}, {1, 3, 5, 15, 16, 17, 40, 47, 56, 60}, {5, 59, 60, 61, 62, 63}}) {
-    ChannelMask mask = 0;
-    for (const int32_t channel : members) BitSet(&mask, channel);
-    const auto tracks = static_cast<uint32_t>(BitCount(&mask, 61));
-    Samples block(size_t{tracks} * 300, 7);
-    ASSERT_EQ(rig.ring->fillBuffer(reinterpret_cast<uint8_t*>(block.data()), 300, mask, FLOAT32), tracks * 300 * 4);
-    for (uint32_t i = 0; i < block.size(); ++i) ASSERT_EQ(block[i], model(members[i % tracks], i / tracks)) << i;
-  }
-}
-
 TEST(AudioRing, AddsMonitoredChannelsToTheOutputs) {
   RingRig rig(4);
   const int outputs[] = {0, 0, 70, -1};
