@@ -1,17 +1,12 @@
-// Settings from a file that anybody may have written, and from a command line. The first byte of the input is even: a
-// property list follows; odd: words for settings, "key=value", one a line.
+// Settings from a file that anybody may have written: a property list.
 #include "app/SettingsKeys.h"
 #include "fuzz/Rig.h"
 #include "platform/UserDefaults.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace vurl::fuzz {
 namespace {
-
-constexpr std::array<size_t, 3> kHeldAs{1, 0, 3}; ///< by SettingKind: which alternative of a SettingValue
 
 /// Whether a property list can hold `value` as it is.
 bool canBeWritten(const SettingValue& value) {
@@ -53,40 +48,10 @@ void checkList(const std::string& document) {
     require(back.contains(key) && (back.at(key) == value || !canBeWritten(value)), "what was read can be kept");
 }
 
-void checkWords(std::string_view lines) {
-  SettingMap values;
-  while (!lines.empty()) {
-    const std::string_view line = lines.substr(0, lines.find('\n'));
-    lines.remove_prefix(std::min(line.size() + 1, lines.size()));
-    const std::string_view key = line.substr(0, line.find('='));
-    const std::string_view word = line.substr(std::min(key.size() + 1, line.size()));
-    values[std::string(key)] = std::string(word);
-    std::string reason;
-    const auto value = parseSetting(key, word, reason);
-    require(value.has_value() == reason.empty(), "a word that is refused is told why");
-    if (!value) continue;
-    const SettingKey* const known = findSettingKey(key);
-    require(known != nullptr && value->index() == kHeldAs[static_cast<size_t>(known->kind)], "a value is of its kind");
-    const int64_t* const number = std::get_if<int64_t>(&*value);
-    require(number == nullptr || (*number >= known->lowest && *number <= known->highest), "a number is in its range");
-    require(parseSetting(key, settingText(*value), reason) == value, "a value can be typed as it is shown");
-    values[std::string(key)] = *value;
-  }
-  ask(values);
-  const SettingMap once = again(values);
-  require(again(once) == once, "what cannot be kept is replaced once");
-}
-
 } // namespace
 } // namespace vurl::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size == 0) return 0;
-  const std::string_view rest = vurl::fuzz::characters(data + 1, size - 1);
-  if (data[0] % 2 == 0) {
-    vurl::fuzz::checkList(std::string(rest));
-  } else {
-    vurl::fuzz::checkWords(rest);
-  }
+  vurl::fuzz::checkList(std::string(vurl::fuzz::characters(data, size)));
   return 0;
 }
