@@ -21,6 +21,17 @@ void spin(int milliseconds) {
   }
 }
 
+/// With no service, with one that refuses, one that keeps silent, and a bus that stands still.
+void onEveryBadBus(const std::function<void(const CapturedLog&)>& work) {
+  for (const auto services : {Services::none, Services::refuse, Services::keep_silent, Services::grant}) {
+    SCOPED_TRACE(static_cast<int>(services));
+    const PrivateBus bus(services);
+    ASSERT_EQ(bus.isServing(), services != Services::none);
+    if (services == Services::grant) bus.signal(SIGSTOP);
+    work(CapturedLog());
+  }
+}
+
 int policy() { return sched_getscheduler(0) & ~SCHED_RESET_ON_FORK; }
 
 } // namespace
@@ -62,12 +73,7 @@ TEST(RealTime, ComesFromRealtimeKitWithinItsLimitsWhereTheRightIsMissing) {
 }
 
 TEST(RealTime, SaysOnceWhatWouldHelpAndWaitsForNobody) {
-  for (const auto services : {Services::none, Services::refuse, Services::keep_silent, Services::grant}) {
-    SCOPED_TRACE(static_cast<int>(services));
-    const PrivateBus bus(services);
-    ASSERT_EQ(bus.isServing(), services != Services::none);
-    if (services == Services::grant) bus.signal(SIGSTOP);
-    const CapturedLog log;
+  onEveryBadBus([](const CapturedLog& log) {
     RealTime real_time;
     const auto start = Clock::now();
     for (int i = 0; i < 2; ++i) withoutPriority([&] { real_time.prepareThread(); });
@@ -75,7 +81,7 @@ TEST(RealTime, SaysOnceWhatWouldHelpAndWaitsForNobody) {
     ASSERT_EQ(log.lines().size(), 1U);
     for (const char* part : {"no real-time priority", "RealtimeKit", "@audio - rtprio 95", "limits.d/audio.conf"})
       EXPECT_TRUE(log.contains(part)) << part << " in " << log.lines()[0];
-  }
+  });
 }
 
 TEST(SleepInhibitor, HoldsTheLoginServicesLockUntilSleepIsAllowed) {
@@ -100,12 +106,7 @@ TEST(SleepInhibitor, HoldsTheLoginServicesLockUntilSleepIsAllowed) {
 }
 
 TEST(SleepInhibitor, GoesOnWithALogLineAndNeverHoldsUpTheMainLoop) {
-  for (const auto services : {Services::none, Services::refuse, Services::keep_silent, Services::grant}) {
-    SCOPED_TRACE(static_cast<int>(services));
-    const PrivateBus bus(services);
-    ASSERT_EQ(bus.isServing(), services != Services::none);
-    if (services == Services::grant) bus.signal(SIGSTOP);
-    const CapturedLog log;
+  onEveryBadBus([](const CapturedLog& log) {
     PollRunLoop run_loop;
     SleepInhibitor inhibitor(run_loop, std::chrono::milliseconds(300));
     auto longest = Clock::duration::zero();
@@ -120,7 +121,7 @@ TEST(SleepInhibitor, GoesOnWithALogLineAndNeverHoldsUpTheMainLoop) {
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_TRUE(log.contains("may fall asleep")) << log.lines()[0];
     EXPECT_LT(longest, std::chrono::milliseconds(200));
-  }
+  });
 }
 
 } // namespace vurl
