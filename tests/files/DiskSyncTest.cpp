@@ -4,7 +4,6 @@
 #include "tests/files/EngineRig.h"
 
 #include <condition_variable>
-#include <mutex>
 
 namespace vurl {
 
@@ -12,16 +11,18 @@ namespace vurl {
 struct NotingDisk final : ForwardingDisk {
   std::mutex mutex;
   std::condition_variable changed;
-  std::map<int, std::string> names;
   std::vector<std::string> calls;
   bool hangs = false;
   int sync_error = 0;
 
-  void note(const std::string& call) {
+  int before(Call call, const std::string& path, int, size_t*) override {
+    static const std::map<Call, const char*> kNames = {
+        {kOpen, "open "}, {kStartWriting, "write "}, {kSync, "sync "}, {kSyncFolder, "sync "}, {kClose, "close "}};
     std::unique_lock lock(mutex);
-    calls.push_back(call);
+    calls.push_back(kNames.at(call) + path);
     changed.notify_all();
     changed.wait(lock, [this] { return !hangs; });
+    return call == kSync ? sync_error : 0;
   }
   void hang(bool hang) {
     const std::lock_guard lock(mutex);
@@ -33,19 +34,6 @@ struct NotingDisk final : ForwardingDisk {
     const auto is_there = [&] { return std::find(calls.begin(), calls.end(), call) != calls.end(); };
     return changed.wait_for(lock, std::chrono::seconds(60), is_there);
   }
-  int openForReading(const std::string& path) override {
-    note("open " + path);
-    const int descriptor = disk.openForReading(path);
-    names[descriptor] = path;
-    return descriptor;
-  }
-  int startWriting(int descriptor) override { return note("write " + names[descriptor]), 0; }
-  int sync(int descriptor) override {
-    note("sync " + names[descriptor]);
-    return sync_error == 0 ? 0 : (errno = sync_error, -1);
-  }
-  int syncFolder(const std::string& path) override { return note("sync " + path), 0; }
-  int close(int descriptor) override { return note("close " + names[descriptor]), disk.close(descriptor); }
 };
 
 struct DiskSyncTest : OutputFileTest {

@@ -15,33 +15,28 @@ constexpr int64_t kChannels = 4;
 
 /// The computer's file system with faults on demand.
 struct FaultyDisk final : ForwardingDisk {
-  int64_t bytes_left = INT64_MAX;                      ///< the disk is full behind this many bytes
-  int seek_error = 0, close_error = 0, read_error = 0; ///< errno of the next one
-  std::function<void()> while_writing, while_reading;  ///< run in each one, for example let time pass
+  int64_t bytes_left = INT64_MAX;                     ///< the disk is full behind this many bytes
+  int close_error = 0;                                ///< errno of the next one
+  std::function<void()> while_writing, while_reading; ///< run in each one, for example let time pass
 
-  ssize_t write(int descriptor, const void* bytes, size_t size) override {
+  int before(Call call, const std::string&, int, size_t* size) override {
+    if (call == kClose) return std::exchange(close_error, 0);
+    if (call == kRead && while_reading) while_reading();
+    if (call == kRead) *size = std::min(*size, size_t{700});
+    if (call != kWrite) return 0;
     if (while_writing) while_writing();
-    const auto fitting = std::min({static_cast<int64_t>(size), bytes_left, int64_t{50000}}); // many are short
+    const auto fitting = std::min({static_cast<int64_t>(*size), bytes_left, int64_t{50000}}); // many are short
     bytes_left -= fitting;
-    return result(disk.write(descriptor, bytes, static_cast<size_t>(fitting)), fitting > 0 ? 0 : ENOSPC);
+    *size = static_cast<size_t>(fitting);
+    return fitting > 0 ? 0 : ENOSPC;
   }
-  ssize_t read(int descriptor, void* bytes, size_t size) override {
-    if (while_reading) while_reading();
-    return result(disk.read(descriptor, bytes, std::min(size, size_t{700})), std::exchange(read_error, 0));
-  }
-  int64_t seek(int descriptor, int64_t offset) override {
-    return result(disk.seek(descriptor, offset), std::exchange(seek_error, 0));
-  }
-  int truncate(int descriptor, int64_t size) override {
+
+  int truncate(int descriptor, int64_t size) override { // gives its room back
     struct stat status {};
     fstat(descriptor, &status);
     if (bytes_left < INT64_MAX / 2) bytes_left += status.st_size - size;
-    return disk.truncate(descriptor, size);
+    return ForwardingDisk::truncate(descriptor, size);
   }
-  int close(int descriptor) override {
-    return static_cast<int>(result(disk.close(descriptor), std::exchange(close_error, 0)));
-  }
-  static int64_t result(int64_t good, int error) { return error == 0 ? good : (errno = error, -1); }
 };
 
 /// An engine without a thread on a device of plain memory: the test says how samples and passes follow one another.

@@ -84,8 +84,7 @@ struct FaultTest : OutputFileTest {
     EXPECT_EQ(takes.size(), 2U);
     for (const Piece& piece : pieces) EXPECT_EQ(std::tuple(piece.reason, piece.nr_files), std::tuple(std::nullopt, 3));
     expectComplete(pieces);
-    EXPECT_TRUE(disk.open.empty());
-    EXPECT_TRUE(sync_disk->open.empty());
+    EXPECT_FALSE(disk.hasOpenFiles() || sync_disk->hasOpenFiles());
     EXPECT_EQ(nrOpen(), nr_open);
     for (const char* const name : {"a", "b"})
       for (const auto& entry : std::filesystem::directory_iterator(folder.file(name))) remove(entry.path());

@@ -11,23 +11,16 @@
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
 #include <condition_variable>
-#include <set>
 
 namespace vurl {
 namespace {
 
 /// A disk under the folder "two" that stops answering writes when it is told to, and a sound one under all others.
 struct HangingDisk final : ForwardingDisk {
-  int createExclusive(const std::string& path) override {
-    const int descriptor = disk.createExclusive(path);
-    const std::lock_guard lock(mutex);
-    if (path.find("/two/") != std::string::npos) hanging.insert(descriptor);
-    return descriptor;
-  }
-  ssize_t write(int descriptor, const void* bytes, size_t size) override {
+  int before(Call call, const std::string& path, int, size_t*) override {
     std::unique_lock lock(mutex);
-    answering.wait(lock, [&] { return !hangs || hanging.count(descriptor) == 0; });
-    return disk.write(descriptor, bytes, size);
+    if (call == kWrite && path.find("/two/") != std::string::npos) answering.wait(lock, [&] { return !hangs; });
+    return 0;
   }
   void hang(bool on) {
     const std::lock_guard lock(mutex);
@@ -37,7 +30,6 @@ struct HangingDisk final : ForwardingDisk {
 
   std::mutex mutex;
   std::condition_variable answering;
-  std::set<int> hanging;
   bool hangs = false;
 };
 
