@@ -35,22 +35,6 @@ TEST_F(HistoryTest, filesOfATakeBecomeOneRowInWhateverOrder) {
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
-TEST_F(HistoryTest, filesFindTheirTakeAlsoBehindASort) {
-  TakeList list;
-  const auto record = [this](int64_t minute, const std::string& path) {
-    MetaData read = take("w", minute);
-    read.setFilename(path, 0);
-    return read;
-  };
-  for (const int64_t minute : {2, 1}) list.addFile(record(minute, "first"), 0);
-  list.sort();
-  list.append(record(3, "finished"));
-  for (const int64_t minute : {3, 2, 1}) list.addFile(record(minute, text("%qi", minute)), 0);
-  std::string files;
-  for (const auto& listed : list.takes()) files += listed->meta_data.filenameForFile(0) + " ";
-  EXPECT_EQ(files, "1 2 3 ");
-}
-
 TEST_F(HistoryTest, entriesThatAreNoTakesAreLeftOut) {
   writeFiles(take("b", 2));
   writeFiles(take("a", 5));

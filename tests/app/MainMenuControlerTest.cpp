@@ -121,15 +121,6 @@ TEST_F(ControllerTest, PiecesShorterThanAPassJoinWithoutPreRecordAndEndWhereStop
   EXPECT_TRUE(view.alerts.empty());
 }
 
-TEST_F(ControllerTest, AStopThatMustNotBeLostWaitsForTheStart) {
-  controller.recStopPressed(REC);
-  controller.stopWhenRunning();
-  EXPECT_EQ(output_file.state(), STARTING_RECORDING);
-  timeUntilIdle();
-  EXPECT_EQ(view.takes.size(), 1U);
-  record(10); // and does not reach into the next take
-}
-
 TEST_F(ControllerTest, ADeviceThatStopsDeliveringIsToldAtOnceAndIsAnIncidentOfTheTake) {
   const auto deviceStops = [this](int ticks) {
     for (; ticks > 0; --ticks) {
