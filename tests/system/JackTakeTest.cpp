@@ -125,19 +125,6 @@ TEST(JackTake, IsCompleteWhenTheServerIsKilled) {
   }
 }
 
-TEST(JackTake, GoesOnWhenThePeriodChanges) {
-  const Studio studio(8);
-  Program vurl(studio.recording(4, {}));
-  for (const auto& [seconds, period] : {std::pair{1U, 512U}, {2U, 128U}}) {
-    ASSERT_TRUE(studio.home.hasGrownTo("x.wav", TakeFile::kHeaderSize + seconds * 48000U * 24));
-    studio.feed->setPeriod(period);
-  }
-  EXPECT_EQ(vurl.wait(), 0) << vurl.errors();
-  const TakeFile file(takeOf(vurl)["files"][0]);
-  EXPECT_GE(file.frames, 4 * 48000 - 512);
-  EXPECT_GE(expectSequence(file, firstChannels(8), studio.feed->played()).frames, 2 * 48000);
-}
-
 /// Takes of 16 channels, one of which no file holds, played through the outputs of the same numbers.
 TEST(JackTake, IsPlayedSampleBySample) {
   Studio studio(16);
