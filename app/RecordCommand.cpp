@@ -88,7 +88,7 @@ private:
     TakeTexts texts;
     for (const auto& [key, value] : said)
       if (value) texts.emplace_back(key, *value);
-    storeTakeTexts(texts, defaults, controller);
+    storeTakeTexts(texts, defaults, [&] { controller.sceneChanged(); });
     if (!texts.empty()) defaults.synchronize(); // the next take goes on from them, whatever becomes of this one
   }
 

@@ -91,7 +91,7 @@ std::string RecorderBus::command(TransportCommand what, const char* name) {
 
 std::string RecorderBus::write(const BusEntries& texts) {
   std::string fault = takeTextsFault(texts, defaults);
-  if (fault.empty()) storeTakeTexts(texts, defaults, recorder.controller);
+  if (fault.empty()) storeTakeTexts(texts, defaults, [this] { recorder.controller.sceneChanged(); });
   return fault;
 }
 

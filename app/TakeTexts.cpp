@@ -1,6 +1,5 @@
 #include "app/TakeTexts.h"
 
-#include "app/MainMenuControler.h"
 #include "app/NextTake.h"
 #include "app/SettingsKeys.h"
 #include "platform/Text.h"
@@ -34,16 +33,19 @@ bool isPlain(const std::string& string) {
          string.find("\xEF\xBF\xBF") == std::string::npos;
 }
 
+/// Of all files: channels may name each of them differently.
 size_t longestFileName(const MetaData& take) {
-  size_t longest = 0;
-  for (const std::string& path : {take.filenameForFile(0), take.csvFilename()})
-    longest = std::max(longest, path.size() - (path.rfind('/') + 1));
+  const auto length = [](const std::string& path) { return path.size() - (path.rfind('/') + 1); };
+  size_t longest = length(take.csvFilename());
+  for (int32_t file = 0; file < take.nrFiles(); ++file) longest = std::max(longest, length(take.filenameForFile(file)));
   return longest;
 }
 
 /// Names that are too long already may be made shorter.
 bool makeNamesTooLong(const TakeTexts& texts, const UserDefaults& defaults) {
-  MetaData take = nextTake(defaults, 1);
+  // Which channels go where, which takes its time with many files, only shows in "%c".
+  const bool shows_tracks = defaults.stringForKey("filename_format").find('c') != std::string::npos;
+  MetaData take = nextTake(defaults, shows_tracks ? MetaData::kMaximumFiles : 1);
   const size_t before = longestFileName(take);
   const auto set = [&](const char* key, auto setter) {
     if (const std::string* const value = find(texts, key)) (take.*setter)(*value);
@@ -54,7 +56,14 @@ bool makeNamesTooLong(const TakeTexts& texts, const UserDefaults& defaults) {
   set("take", &MetaData::setTake);
   set("roll", &MetaData::setRoll);
   set("note", &MetaData::setNote);
-  const size_t after = longestFileName(take);
+  if (const std::string* const count = find(texts, "count"))
+    take.setCount(static_cast<int32_t>(leadingInteger(*count))); // in its range
+  size_t after = longestFileName(take);
+  const bool is_scene = find(texts, "scene") != nullptr || find(texts, "slate") != nullptr;
+  if (is_scene && find(texts, "take") == nullptr && defaults.boolForKey("reset_take")) {
+    take.setTake("1");
+    after = std::max(after, longestFileName(take));
+  }
   return after > kLongestFileName && after >= before;
 }
 
@@ -83,7 +92,7 @@ std::string takeTextsFault(const TakeTexts& texts, const UserDefaults& defaults)
   return "";
 }
 
-void storeTakeTexts(const TakeTexts& texts, UserDefaults& defaults, MainMenuControler& controller) {
+void storeTakeTexts(const TakeTexts& texts, UserDefaults& defaults, const std::function<void()>& scene_changed) {
   for (const std::string_view key : kKeys) {
     const std::string* const value = find(texts, key);
     if (value == nullptr) continue;
@@ -91,7 +100,7 @@ void storeTakeTexts(const TakeTexts& texts, UserDefaults& defaults, MainMenuCont
     const bool changes = defaults.stringForKey(std::string(key)) != *value;
     std::string reason;
     if (const auto setting = parseSetting(key, *value, reason)) defaults.setObject(*setting, std::string(key));
-    if (changes && is_scene) controller.sceneChanged();
+    if (changes && is_scene) scene_changed();
   }
 }
 

@@ -4,14 +4,13 @@
 
 #include "platform/UserDefaults.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 namespace vurl {
-
-class MainMenuControler;
 
 /// Texts by the keys of their settings: "project", "scene", "slate", "take", "roll", "note", "count", which is a whole
 /// number in decimal, "contact_info", "session_note"; in any order.
@@ -30,7 +29,7 @@ TakeTexts takeTexts(const UserDefaults& defaults);
 std::string takeTextsFault(const TakeTexts& texts, const UserDefaults& defaults);
 
 /// Stores what takeTextsFault() has nothing against as if it had been typed into the fields: another scene or slate
-/// begins with take 1, unless `texts` say which take.
-void storeTakeTexts(const TakeTexts& texts, UserDefaults& defaults, MainMenuControler& controller);
+/// may begin with take 1, which is what `scene_changed` does, unless `texts` say which take.
+void storeTakeTexts(const TakeTexts& texts, UserDefaults& defaults, const std::function<void()>& scene_changed);
 
 } // namespace vurl

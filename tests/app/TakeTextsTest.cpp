@@ -8,7 +8,11 @@ namespace vurl {
 TEST(TakeTexts, OfStrangersAreRefusedByKey) {
   UserDefaults defaults;
   const PreferencesController preferences(defaults);
-  defaults.setObject(std::string("%p-%s-%t"), "filename_format");
+  defaults.setObject(std::string("%p-%s-%t-%c"), "filename_format");
+  for (const char* const key : {"project", "take"}) defaults.setObject(std::string(), key);
+  for (const char* const key : {"nr_channels", "nr_files"}) defaults.setInteger(2, key);
+  for (const char* const key : {"reset_take", "channel01_in_file001"}) defaults.setBool(true, key);
+  defaults.setObject(std::string(60, 'c'), "name_for_channel01"); // the second file has room for 169 characters
   const std::string longest(1024, 'x');
   const std::tuple<TakeTexts, std::string> cases[] = {
       // what is told of it, or nothing when it may be stored
@@ -27,7 +31,11 @@ TEST(TakeTexts, OfStrangersAreRefusedByKey) {
       {{{"project", "\xC3("}}, "\"project\""},
       {{{"count", "-1"}}, "\"count\""},
       {{{"count", "1e3"}}, "\"count\""},
-      {{{"scene", std::string(230, 's')}}, "too long"}};
+      {{{"scene", std::string(230, 's')}}, "too long"},
+      {{{"scene", std::string(168, 's')}}, ""},
+      {{{"scene", std::string(169, 's')}}, "too long"}, // the take becomes 1
+      {{{"scene", std::string(169, 's')}, {"take", ""}}, ""},
+      {{{"scene", std::string(168, 's')}, {"count", "10"}}, "too long"}};
   for (const auto& [texts, told] : cases) {
     const std::string fault = takeTextsFault(texts, defaults);
     EXPECT_EQ(fault.empty(), told.empty()) << fault;
