@@ -21,7 +21,8 @@ void require(bool is_kept, const char* promise) {
 }
 
 ScratchFile::ScratchFile(const char* name) {
-  std::string pattern = "/dev/shm/vurl-fuzz.XXXXXX";
+  const char* const parent = getenv("VURL_FUZZ_FOLDER");
+  std::string pattern = std::string(parent != nullptr ? parent : "/dev/shm") + "/vurl-fuzz.XXXXXX";
   require(mkdtemp(pattern.data()) != nullptr, "a folder in memory can be made");
   folder = pattern;
   file = folder + '/' + name;

@@ -16,7 +16,8 @@ inline std::string_view characters(const uint8_t* data, size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-/// A file called `name` in a folder of this process in memory; the folder goes when the process ends in peace.
+/// A file called `name` in a folder of this process in memory; the folder goes when the process ends in peace. Where
+/// one does not, fuzz/run takes away what it left: it stands in $VURL_FUZZ_FOLDER, or in /dev/shm without that.
 class ScratchFile {
 public:
   explicit ScratchFile(const char* name);
