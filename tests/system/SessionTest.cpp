@@ -16,7 +16,7 @@ TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
   Program second(home.recording({}, {"--device", "generator", "--take", "99"}));
   EXPECT_EQ(second.wait(), 1);
   expectParts(second.errors(), {"is recording with the settings " + home.file("vurl-recorder/settings.plist")});
-  EXPECT_EQ(printedBy(home.vurl({"settings", "scene"})), "1\n") << "reading is free; nothing is written yet";
+  EXPECT_EQ(printedBy(home.vurl({"settings", "scene"})), "12 <A>\n") << "stored before the take";
   printedBy(home.vurl({"settings", "contact_info", "the office"}));
 
   vurl.type('s');
