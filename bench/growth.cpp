@@ -54,7 +54,8 @@ void tellFiles() {
     const Cost cost = costOf(shape);
     tellGrowth(table, std::to_string(nr), cost.files, "ms of CPU per second of sound");
   }
-  tellReason(table, "The number of write() calls governs: one for each file and block of 256 samples, and for up to 16 blocks from 16 files on.");
+  tellReason(table, "The number of write() calls governs: one for each file and block of 256 samples, and for up to 16 "
+                    "blocks from 16 files on.");
 }
 
 void tellRates() {
