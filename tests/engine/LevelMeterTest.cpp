@@ -42,24 +42,4 @@ TEST(LevelMeter, ReadsPeaksThatFallAndTheMeanOfFourReadings) {
   }
 }
 
-// A reading that falls into a cycle finds levels that belong together, and no peak is lost; for the thread sanitizer.
-TEST(LevelMeter, MayBeReadAtAnyMoment) {
-  LevelMeter meter;
-  const Samples samples(64, 0.5F);
-  std::atomic<bool> over = false;
-  std::thread device([&] {
-    for (int cycle = 0; cycle < 200'000; ++cycle) meter.add(0, samples.data(), 64);
-    over = true;
-  });
-  int wrong = 0;
-  for (int reading = 0; !over; ++reading) {
-    const float rms = meter.rmsForChannel(0) * 4;
-    wrong += std::fmod(rms + 1e-3F, 0.5F) > 2e-3F || meter.peakForChannel(0) > 0.5F;
-  }
-  device.join();
-  EXPECT_EQ(wrong, 0) << "each of the four readings is 0 or 0.5";
-  meter.add(0, samples.data(), 64);
-  EXPECT_EQ(meter.peakForChannel(0), 0.5F);
-}
-
 } // namespace vurl
