@@ -146,7 +146,8 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplexOrTellsIt) {
     ASSERT_TRUE(rig->waitForCycles(5));
     EXPECT_EQ(rig->delegate.nr_frames, static_cast<uint32_t>(frames));
     rig->run_loop.drain();
-    rig->observer.take(); // the change of the buffers is told as well
+    EXPECT_TRUE(frames == 256 || rig->observer.has("processorOverload")) << "other buffers cost sound";
+    rig->observer.take();
     const auto inputs = ports(JackPortIsInput), outputs = ports(JackPortIsOutput);
     ASSERT_TRUE(!inputs.empty() && !outputs.empty());
     Partner partner(server.name(), inputs[0], outputs[0]);
@@ -156,11 +157,7 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplexOrTellsIt) {
     const int nr_breaks_heard = partner.nr_breaks - nr_breaks;
     rig->runFor(std::chrono::milliseconds(300));
     rig->input_device.unselectDevice();
-    const auto figures =
-        text("%i frames: %i losses told, %i of them unexplained, %i breaks heard, %i xruns of the server", frames,
-             user.nr_told, user.nr_unexplained, nr_breaks_heard, partner.nr_xruns.load());
-    SCOPED_TRACE(figures);
-    std::printf("%s\n", figures.c_str());
+    SCOPED_TRACE(text("%i frames, %i losses told", frames, user.nr_told));
     EXPECT_GT(user.last, 4800) << "hardly anything has been captured";
     EXPECT_EQ(user.nr_untold, 0);
     EXPECT_EQ(user.nr_told > 0, rig->observer.has("processorOverload"));

@@ -272,18 +272,6 @@ TEST_F(AlsaTest, EveryPcmOfACardIsADevice) {
                      {7, "HDMI", false, true},
                      {8, "", false, true}}),
             "Big Box: 0 0; Big Box, Alt: 2 2; Big Box, HDMI: - 3; Big Box, HDMI (PCM 7): - 7; Big Box, PCM 8: - 8; ");
-  EXPECT_EQ(devices({{0, "In", true, false}, {1, "Both", true, true}}), "Big Box: 0 1; Big Box, Both: 1 -; ");
-}
-
-TEST_F(AlsaTest, TellsThatOtherBuffersCostSound) {
-  AlsaRig rig;
-  rig.input_device.awake();
-  for (const uint32_t frames : {256U, 512U}) { // the first is what it has
-    ASSERT_TRUE(rig.select());
-    rig.input_device.setBufferFrameSize(frames);
-    rig.run_loop.drain();
-    EXPECT_EQ(rig.observer.has("processorOverload"), frames == 512);
-  }
 }
 
 TEST_F(AlsaTest, WaitsForADeviceThatIsNotAsReadyAsItSays) {

@@ -19,26 +19,13 @@ namespace vurl {
 using Services = testing::Types<GeneratorRig, JackRig, AlsaRig>;
 TYPED_TEST_SUITE(AudioServiceTest, Services);
 
-TYPED_TEST(AudioServiceTest, RunsWhatItListsStopsForGoodAndStaysInTheList) {
+TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices) {
+  auto& device = this->rig.input_device;
   const auto rows = describeDevices(this->rig.model);
   const auto row = std::ranges::find(rows, this->rig.device(), &DeviceRow::id);
-  for (int i = 0; i < 10; i++) {
-    ASSERT_TRUE(row != rows.end() && this->rig.select());
-    EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
-    EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
-    EXPECT_TRUE(this->rig.input_device.inputs().at(63).starts_with("64 - "));
-    EXPECT_EQ(this->rig.input_device.outputs().size(), 64U);
-    this->rig.input_device.unselectDevice();
-    const int count = this->rig.delegate.nr_cycles;
-    this->rig.runFor(std::chrono::milliseconds(20));
-    EXPECT_EQ(this->rig.delegate.nr_cycles, count);
-    EXPECT_FALSE(this->rig.observer.has("updateDevices"));
-  }
-}
-
-TYPED_TEST(AudioServiceTest, FollowsWhatIsSetWithinItsChoices) {
-  auto& device = this->rig.input_device;
-  ASSERT_TRUE(this->rig.select());
+  ASSERT_TRUE(row != rows.end() && this->rig.select());
+  EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
+  EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
   const auto range = device.bufferFrameSizeRange().value_or(AudioValueRange{});
   const auto below = static_cast<uint32_t>(range.mMinimum) - 1, above = static_cast<uint32_t>(range.mMaximum) + 1;
   for (const auto& [asked, frames] : {std::pair{512U, 512U}, {64U, 64U}, {256U, 256U}, {below, 256U}, {above, 256U}}) {
@@ -150,11 +137,9 @@ auto makePeer(const JackServer& server) {
 
 TYPED_TEST(AudioServiceTest, LimitsWhatGoesOutAndTellsSoOnceARun) {
   if (!TypeParam::kLoopsBack) GTEST_SKIP() << "what goes out is tested with files";
-  constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
-  constexpr std::pair<float, float> kCases[] = {{2, 1},         {-1.0000001F, -1},         {kNoNumber, 0},
-                                                {kInfinity, 1}, {-kInfinity, -1},          {1, 1},
-                                                {-1, -1},       {-0.9999999F, -0.9999999F}};
+  constexpr float kInfinity = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
+  constexpr std::pair<float, float> kCases[] = {
+      {2, 1}, {-1.0000001F, -1}, {kNaN, 0}, {kInfinity, 1}, {-kInfinity, -1}, {1, 1}, {-0.9999999F, -0.9999999F}};
   const CapturedLog log;
   std::atomic<bool> is_limited = false;
   this->rig.delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
@@ -207,47 +192,25 @@ TEST_F(JackTest, SharesTheServerWithAnotherProgram) {
   EXPECT_EQ(static_cast<double>(time.mWordClockTime), time.mSampleTime);
 }
 
-TEST_F(JackTest, OneServerAtATimeButAllInTheList) {
-  JackServer other;
-  other.start(44100, 128, 2);
-  const auto other_name = "JACK - " + other.name();
+// A server that does not wait for a late client goes on without its samples.
+TEST_F(JackTest, GoesToAnotherServerAndBackAndTellsWhatItWasTooLateFor) {
+  JackServer impatient;
+  impatient.start(44100, 128, 2, false);
+  const auto impatient_name = "JACK - " + impatient.name();
   ASSERT_TRUE(rig.select());
-  ASSERT_TRUE(rig.wait([&] { return rig.find(other_name) != 0; })); // found while the first one runs
-  for (int i = 0; i < 6; i++) {
+  ASSERT_TRUE(rig.wait([&] { return rig.find(impatient_name) != 0; })); // found while the first one runs
+  for (int i = 0; i < 5; i++) {
     const bool first = i % 2 == 1;
-    rig.input_device.setSelectedDevice(rig.find(first ? rig.name() : other_name));
+    rig.input_device.setSelectedDevice(rig.find(first ? rig.name() : impatient_name));
     EXPECT_EQ(rig.input_device.sampleRate(), first ? 48000 : 44100);
-    EXPECT_EQ(rig.input_device.inputs().size(), first ? 64U : 8U);
     EXPECT_TRUE(rig.wait([&] { return rig.delegate.nr_frames == (first ? 256U : 128U); }));
     EXPECT_EQ(rig.delegate.nr_channels, first ? 64U : 8U);
   }
-  other.stop();
-  EXPECT_TRUE(rig.wait([&] { return rig.find(other_name) == 0; }));
-  EXPECT_TRUE(rig.waitForCycles(3));
-}
-
-// A late server that hands over every sample in the end is no overload; one that does not wait for a late client is.
-TEST_F(JackTest, AnOverloadIsWhereSamplesAreMissing) {
-  static std::atomic<int> nr_xruns = 0;
-  {
-    const auto peer = makePeer(rig.server);
-    jack_set_xrun_callback(
-        peer.get(), [](void*) { return nr_xruns++, 0; }, nullptr);
-    ASSERT_EQ(jack_activate(peer.get()), 0);
-    ASSERT_TRUE(rig.select());
-    rig.server.signal(SIGSTOP);
-    rig.runFor(std::chrono::milliseconds(300));
-    rig.server.signal(SIGCONT);
-    EXPECT_TRUE(rig.wait([&] { return nr_xruns > 0; }));
-    rig.runFor(std::chrono::milliseconds(300));
-    EXPECT_FALSE(rig.delegate.has_gap || rig.observer.has("processorOverload"));
-  }
-  JackServer impatient;
-  impatient.start(48000, 256, 8, false);
   rig.input_device.unselectDevice();
-  ASSERT_TRUE(rig.wait([&] { return rig.find("JACK - " + impatient.name()) != 0; }));
+  rig.observer.take();
+  rig.delegate.has_gap = false;
   rig.delegate.in_cycle = sleepOnce(200);
-  rig.input_device.setSelectedDevice(rig.find("JACK - " + impatient.name()));
+  rig.input_device.setSelectedDevice(rig.find(impatient_name));
   EXPECT_TRUE(rig.wait([&] { return rig.delegate.has_gap && rig.observer.has("processorOverload"); }));
   rig.input_device.unselectDevice();
 }
@@ -265,6 +228,7 @@ TEST_F(JackTest, AnInterfaceLosesWhatItsServerIsTooLateForAndADummyDoesNot) {
     for (const auto& [name, trouble] : kTroubles) {
       SCOPED_TRACE(name);
       ASSERT_TRUE(rig.select());
+      rig.delegate.has_gap = false;
       trouble(true);
       const int count = rig.delegate.nr_cycles;
       rig.runFor(std::chrono::milliseconds(300));
@@ -273,6 +237,7 @@ TEST_F(JackTest, AnInterfaceLosesWhatItsServerIsTooLateForAndADummyDoesNot) {
       EXPECT_TRUE(rig.waitForCycles(20));
       rig.runFor(std::chrono::milliseconds(300));
       EXPECT_EQ(rig.observer.has("processorOverload"), has_interface || name == std::string("freewheeling"));
+      EXPECT_FALSE(rig.delegate.has_gap && !has_interface && name == std::string("held up"));
     }
   }
 }
@@ -293,22 +258,6 @@ TEST_F(JackTest, LetsGoOfAServerThatHangsAndTakesItAgain) {
     rig.wait([&] { return rig.delegate.nr_cycles > count; }, std::chrono::seconds(1));
   }
   EXPECT_GT(rig.delegate.nr_cycles, count);
-}
-
-TEST_F(JackTest, SurvivesAServerThatIsKilledAndFindsItAgain) {
-  for (int i = 0; i < 10; i++) {
-    ASSERT_TRUE(i % 3 == 2 || rig.select()); // with the client merely open, or with cycles
-    rig.observer.take();
-    rig.server.kill();
-    ASSERT_TRUE(rig.wait([&] { return rig.device() == 0 && rig.observer.has("updateDevices"); })) << i;
-    rig.input_device.unselectDevice();
-    const int count = rig.delegate.nr_cycles;
-    rig.observer.take();
-    rig.server.start();
-    ASSERT_TRUE(rig.wait([&] { return rig.device() != 0 && rig.observer.has("updateDevices"); })) << i;
-    EXPECT_EQ(rig.delegate.nr_cycles, count);
-  }
-  ASSERT_TRUE(rig.select());
 }
 
 } // namespace vurl

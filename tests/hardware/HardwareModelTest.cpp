@@ -1,5 +1,4 @@
 // The model and the test generator: what its device does, and how its changes are told.
-#include "hardware/DeviceList.h"
 #include "tests/hardware/ServiceRig.h"
 
 namespace vurl {
@@ -7,46 +6,17 @@ namespace vurl {
 constexpr uint32_t kGlobal = kAudioObjectPropertyScopeGlobal;
 using Lines = std::vector<std::string>;
 
-/// Notes every call as the selectors in it, and does something in it when asked.
+/// Counts calls, and does something in each when asked.
 struct Ear {
-  Lines calls;
+  int nr_calls = 0;
   std::function<void()> then;
-  static OSStatus hear(AudioObjectID, uint32_t count, const AudioObjectPropertyAddress* addresses, void* self) {
+  static OSStatus hear(AudioObjectID, uint32_t, const AudioObjectPropertyAddress*, void* self) {
     auto& ear = *static_cast<Ear*>(self);
-    ear.calls.emplace_back();
-    for (uint32_t i = 0; i < count; i++) ear.calls.back() += fourCharText(addresses[i].mSelector) + " ";
+    ear.nr_calls++;
     if (ear.then) ear.then();
     return 0;
   }
 };
-
-TEST(HardwareModelTest, TellsEachListenerOfAChangeInOneCall) {
-  GeneratorRig rig;
-  Ear rates, everything, source;
-  const AudioObjectID device = rig.generator.device();
-  AudioSystemObject(rig.model).setRunLoop(&rig.run_loop);
-  const auto listen = [&](Ear& ear, uint32_t selector, uint32_t scope = kGlobal) {
-    EXPECT_EQ(rig.model.AudioObjectAddPropertyListener(device, {selector, scope}, Ear::hear, &ear), 0);
-  };
-  listen(rates, kAudioDevicePropertyNominalSampleRate);
-  listen(rates, kAudioDevicePropertyBufferFrameSize);
-  listen(everything, kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard);
-  listen(source, kAudioDevicePropertyClockSource); // it lives on the input side
-  auto description = *rig.model.description(device);
-  description.nominal_sample_rate = 44100;
-  description.buffer_frame_size = 64;
-  description.clock_source = 2;
-  for (int i = 0; i < 2; i++) rig.model.update(device, description); // the second one changes nothing
-  EXPECT_TRUE(rates.calls.empty());
-  rig.run_loop.drain();
-  EXPECT_EQ(rates.calls, Lines{"nsrt fsiz "});
-  EXPECT_EQ(everything.calls, Lines{"nsrt csrc csrc fsiz "});
-  EXPECT_EQ(source.calls, Lines{"csrc "});
-  description.inputs.pop_back();
-  rig.model.update(device, description);
-  rig.run_loop.drain();
-  EXPECT_EQ(everything.calls.back(), "stm# stm# slay slay ");
-}
 
 TEST(HardwareModelTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
   GeneratorRig rig;
@@ -78,23 +48,6 @@ TEST(HardwareModelTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
   EXPECT_EQ(rig.observer.take(), Lines{});
 }
 
-TEST(HardwareModelTest, AbsentObjectsGiveNeutralValuesAndALineEach) {
-  const CapturedLog log;
-  HardwareModel model;
-  AudioDevice absent{model, 77};
-  constexpr AudioObjectPropertyAddress kAddress{fourCharCode("test"), kGlobal};
-  EXPECT_EQ(absent.getFloatProperty(kAddress), 0);
-  EXPECT_EQ(absent.getIDProperty(kAddress), 0xFFFFFFFF);
-  EXPECT_EQ(absent.name(), std::nullopt);
-  EXPECT_TRUE(absent.getArrayOfIDsProperty(kAddress).empty());
-  absent.setIDProperty(kAddress, 1);
-  absent.listenForProperty(kAddress);
-  Lines lines;
-  for (const char* call : {"getFloat", "getID", "getString", "setFloat", "listenFor"})
-    lines.push_back(text("error in AudioObject::%sProperty()", call));
-  EXPECT_EQ(log.lines(), lines);
-}
-
 TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   Ear first, second;
   PollRunLoop run_loop;
@@ -117,8 +70,7 @@ TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   happen();
   model->notifyOverload(object);
   run_loop.drain();
-  EXPECT_EQ(second.calls.size(), 3U);
-  EXPECT_EQ(first.calls.size(), 0U);
+  EXPECT_TRUE(second.nr_calls == 3 && first.nr_calls == 0);
 }
 
 TEST_F(GeneratorTest, PlaysTonesOrItsOutputsWithoutASeam) {
@@ -155,22 +107,6 @@ TEST_F(GeneratorTest, TellsOfSamplesLostWhenItIsHeldUpForMoreThanASecond) {
   rig.runFor(std::chrono::milliseconds(200));
   EXPECT_TRUE(rig.observer.has("processorOverload"));
   EXPECT_TRUE(rig.delegate.has_gap);
-}
-
-TEST_F(GeneratorTest, IsListedLastAndLeavesQuietlyWhileItRuns) {
-  const CapturedLog log;
-  ASSERT_TRUE(rig.select());
-  const auto other = rig.model.publish(rig.generator, {});
-  EXPECT_EQ(describeDevices(rig.model).at(0).id, other);
-  rig.run_loop.drain();
-  rig.observer.take();
-  rig.generator.setPublished(false);
-  const int count = rig.delegate.nr_cycles;
-  rig.runFor(std::chrono::milliseconds(30));
-  EXPECT_EQ(rig.delegate.nr_cycles, count);
-  EXPECT_EQ(rig.observer.take(), std::vector<std::string>{"updateDevices"});
-  rig.input_device.unselectDevice();
-  EXPECT_TRUE(log.lines().empty());
 }
 
 } // namespace vurl

@@ -16,12 +16,6 @@
 
 namespace vurl {
 
-inline std::string fourCharText(uint32_t code) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(code >> shift & 0xFF);
-  return text;
-}
-
 inline auto buffersOf(const AudioBufferList& list) { return std::span(list.mBuffers, list.mNumberBuffers); }
 
 inline auto samplesOf(const AudioBuffer& buffer) {

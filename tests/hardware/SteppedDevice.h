@@ -27,8 +27,7 @@ public:
     id = model.publish(*this, description);
   }
   ~SteppedDevice() override { model.unpublish(id); }
-  SteppedDevice(const SteppedDevice&) = delete;
-  SteppedDevice& operator=(const SteppedDevice&) = delete;
+  SteppedDevice(SteppedDevice&&) = delete;
 
   /// Delivers the cycles of so many seconds.
   void step(double seconds) {

@@ -20,8 +20,7 @@ class JackServer {
 public:
   JackServer() = default;
   ~JackServer() { stop(); }
-  JackServer(const JackServer&) = delete;
-  JackServer& operator=(const JackServer&) = delete;
+  JackServer(JackServer&&) = delete;
 
   const std::string& name() const { return server_name; }
 

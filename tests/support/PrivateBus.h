@@ -57,8 +57,7 @@ public:
     for (const char* const which : kAddresses) setenv(which, "unix:path=/nonexistent", 1);
     for (const int end : lock_ends) close(end);
   }
-  PrivateBus(const PrivateBus&) = delete;
-  PrivateBus& operator=(const PrivateBus&) = delete;
+  PrivateBus(PrivateBus&&) = delete;
 
   void signal(int number) const { kill(pid, number); }
   bool isServing() const { return is_serving; }
