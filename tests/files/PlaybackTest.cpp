@@ -120,25 +120,6 @@ TEST_F(PlaybackTest, KeepsTheLongestPreRecordForTheTakeThatFollows) {
   expectRecorded(engine.startPosition(), (end - engine.startPosition()) / 256 * 256);
 }
 
-TEST_F(PlaybackTest, WhatIsReadTooLateIsUnheardAndHarmsNothing) {
-  const MetaData& record = recordTake(60000);
-  int reads = 0;
-  disk.while_reading = [&] {
-    if (++reads >= 100 && reads <= 300 && reads % 50 == 0) cycles(8);
-  };
-  play(record);
-  int64_t nr_heard = 0;
-  for (int64_t i = 0; i < static_cast<int64_t>(heard.size()); ++i) {
-    const float sample = heard[static_cast<size_t>(i)];
-    nr_heard += sample != 0 ? 1 : 0;
-    ASSERT_TRUE(sample == 0 || sample == sound(i % kChannels, i / kChannels)) << i;
-  }
-  EXPECT_GT(nr_heard, 40000 * kChannels);
-  EXPECT_LT(nr_heard, 45000 * kChannels);
-  expectLiveHistory();
-  EXPECT_TRUE(log.contains("The files come too late: samples "));
-}
-
 TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
   constexpr int64_t kLength = 78 * 256;
   const OutputFile::Reason no_data = "Could not read samples from file, No data available.";
