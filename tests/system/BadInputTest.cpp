@@ -33,18 +33,6 @@ TEST(BadInput, IsRefusedWithAReasonAndLeavesNoFile) {
   EXPECT_EQ(home.settings().find("Generator"), std::string::npos) << "a test is no choice to remember";
 }
 
-TEST(BadInput, FullDiskLeavesTheBlocksThatFit) {
-  const Home home;
-  Words words = home.recording({}, {"--device", "generator"});
-  words.insert(words.begin(), {"prlimit", "--fsize=1048576"});
-  Program vurl(words);
-  EXPECT_EQ(vurl.wait(), 1);
-  const Take take = takeOf(vurl);
-  EXPECT_EQ(take["reason"], "Could not write samples to file, File too large.");
-  constexpr uint64_t kBlock = 256 * 8 * 3;
-  EXPECT_EQ(TakeFile(take["files"][0]).size, (1048576 - TakeFile::kHeaderSize) / kBlock * kBlock);
-}
-
 TEST(BadInput, AFullFolderEndsATakeOfAllFoldersAndTheNextOneOnceThereIsRoom) {
   const Home home;
   const std::string small = home.file("small");

@@ -7,30 +7,15 @@ namespace vurl {
 
 /// A JACK server, a client that plays, and a user who records.
 struct Studio {
-  explicit Studio(uint32_t channels) : nr_channels(channels), home(server.name()) { open(); }
-  ~Studio() {
-    if (!feed) open(); // only a server that ends in good order gives its place among the system's few back
-  }
-  Studio(Studio&&) = delete;
-
-  void open() {
+  explicit Studio(uint32_t channels) : home(server.name()) {
     server.start();
-    feed.emplace(server.name(), nr_channels);
-  }
-
-  /// Kills the server. Returns how much the feed had played.
-  int64_t killServer() {
-    server.kill();
-    const int64_t total = feed->played();
-    feed.reset();
-    return total;
+    feed.emplace(server.name(), channels);
   }
 
   Words recording(double seconds, const Words& settings) const {
     return home.recording(settings, {"--device", server.name(), "--duration", std::to_string(seconds)});
   }
 
-  const uint32_t nr_channels;
   JackServer server;
   Home home;
   std::optional<Feed> feed;
@@ -102,27 +87,6 @@ TEST(JackTake, GoesOnInTheNextFileWithoutLosingASample) {
   EXPECT_GE(whole.frames, 6 * 48000 - 256);
   EXPECT_GE(expectSequence(whole, firstChannels(8), studio.feed->played()).frames, 4 * 48000);
   expectParts(studio.home.settings(), {"<string>JACK - " + studio.server.name() + "</string>"}); // remembered
-}
-
-TEST(JackTake, IsCompleteWhenTheServerIsKilled) {
-  const std::string device_gone = "A device has been added or removed.";
-  Studio studio(8);
-  for (unsigned i = 0; i < (kSlow ? 3 : 10); ++i) {
-    SCOPED_TRACE(i);
-    if (!studio.feed) studio.open();
-    const std::string name = text("killed%i", i);
-    Program vurl(studio.recording(60, {"filename_format=" + name, "count=1"}));
-    ASSERT_TRUE(studio.home.hasGrownTo(name + ".wav", TakeFile::kHeaderSize + 600000 + 40000 * i));
-    const int64_t total = studio.killServer();
-    EXPECT_EQ(vurl.wait(), 1);
-    expectParts(vurl.errors(), {device_gone});
-    const Take take = takeOf(vurl);
-    EXPECT_EQ(take["reason"], device_gone);
-    const TakeFile file(take["files"][0]);
-    EXPECT_EQ(file.frames, take["samples"]);
-    expectSequence(file, firstChannels(8), total);
-    expectParts(printedBy({"sndfile-info", take["files"][0]}), {"Channels : 8\n"});
-  }
 }
 
 /// Takes of 16 channels, one of which no file holds, played through the outputs of the same numbers.
