@@ -116,6 +116,23 @@ TEST_F(HistoryTest, aFinishedTakeIsReportedEverywhere) {
     EXPECT_TRUE(log.contains(line)) << line;
 }
 
+TEST_F(HistoryTest, reportsAreWrittenThroughTheUsersOwnLinksOnly) {
+  const TemporaryFolder elsewhere;
+  const std::string victim = elsewhere.file("victim");
+  for (const char* const name : {"soundreport.xml", "soundreport.xsl", "soundreport.css", "report.csv"})
+    for (const uid_t owner : {geteuid(), uid_t{65534}}) {
+      SCOPED_TRACE(text("%s of user %i", name, owner));
+      writeFile(victim, "precious");
+      std::filesystem::remove(folder.file(name));
+      std::filesystem::create_symlink("relative", folder.file(name));
+      std::filesystem::create_symlink(victim, folder.file("relative"));
+      if (lchown(folder.file("relative").c_str(), owner, owner) != 0) continue; // only root makes links for others
+      finish(take("x", 0));
+      EXPECT_EQ(fileBytes(victim) == "precious", owner != geteuid());
+      std::filesystem::remove(folder.file("relative"));
+    }
+}
+
 TEST_F(HistoryTest, takesThatWereCutOffAreCompletedReportedAndTold) {
   MetaData died = take("died", 1, 2);
   died.setNrSamples(0);

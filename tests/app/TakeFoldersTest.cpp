@@ -79,4 +79,13 @@ TEST(TakeFoldersTest, TellsWhatWillGoWrongOnceAndAgainInEachTakeWhenRoomGetsLow)
   }
 }
 
+TEST(TakeFoldersTest, AFolderThatIsMissingHasNoRoomWhateverTheDiskAboveItHas) {
+  const TemporaryFolder folder;
+  const auto here = diskRoom(folder.path.string());
+  const auto below = diskRoom(folder.file("not/there"));
+  ASSERT_TRUE(here && below);
+  EXPECT_TRUE(here->folder == FolderState::ready && here->free_bytes > 0 && below->folder == FolderState::missing);
+  EXPECT_EQ(secondsLeft({TakeFolder{"", 1, 1, "", ""}}, {below}, 0), std::nullopt);
+}
+
 } // namespace vurl

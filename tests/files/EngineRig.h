@@ -15,10 +15,13 @@ constexpr int64_t kChannels = 4;
 
 /// The computer's file system with faults on demand.
 struct FaultyDisk final : ForwardingDisk {
-  int64_t bytes_left = INT64_MAX;      ///< the disk is full behind this many bytes
-  std::function<void()> while_writing; ///< run in each one, for example let time pass
+  int64_t bytes_left = INT64_MAX;                     ///< the disk is full behind this many bytes
+  int close_error = 0;                                ///< errno of the next one
+  std::function<void()> while_writing, while_reading; ///< run in each one, for example let time pass
 
   int before(Call call, const std::string&, int, size_t* size) override {
+    if (call == kClose) return std::exchange(close_error, 0);
+    if (call == kRead && while_reading) while_reading();
     if (call == kRead) *size = std::min(*size, size_t{700});
     if (call != kWrite) return 0;
     if (while_writing) while_writing();

@@ -105,6 +105,43 @@ TEST_F(OutputFileTest, ATakeWithoutChannelsGoesOnUntilItsDeviceStandsStill) {
   EXPECT_EQ(takes.size(), 1U);
 }
 
+TEST_F(OutputFileTest, AFailingOpenIsTheTakesReason) {
+  const auto nr_open = nrOpen();
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[this] { writeFile(folder.file("take1.wav"), ""); }, "Could not open audio file '%@', File exists."},
+      {[this] { std::filesystem::create_symlink(folder.file("elsewhere"), folder.file("take2.wav")); },
+       "Could not open audio file '%@', File exists."},
+      {[this] { remove_all(folder.path); }, "Could not open audio file '%@', No such file or directory."}};
+  for (const auto& [fault, reason] : cases) {
+    create_directories(folder.path);
+    fault();
+    record();
+    EXPECT_EQ(engine.state(), FINISHED_RECORDING);
+    EXPECT_EQ(engine.reason(), text(reason, path()));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.file("elsewhere")));
+  EXPECT_EQ(nrOpen(), nr_open);
+  EXPECT_TRUE(takes.empty());
+}
+
+TEST_F(OutputFileTest, EveryFileIsCompletedInItsFolderWhenOneFailsToClose) {
+  set({{"nr_files", 3}, {"nr_folders", 12}, {"folder_for_file001", 9}, {"folder_for_file002", -5}});
+  set({{"channel02_in_file001", 1}, {"path_for_folder07", folder.file("last")}});
+  std::filesystem::create_directory(folder.file("last"));
+  record(kFirstPart);
+  disk.close_error = EIO;
+  finish();
+  EXPECT_EQ(engine.reason(), "Could not close audio file, Input/output error.");
+  EXPECT_EQ(takes.size(), 1U) << "a take whose only fault is in the closing is kept";
+  const std::pair<const char*, int> files[] = {{"take1-f01.wav", 12}, {"last/take1-f02.wav", 3}, {"take1-f03.wav", 0}};
+  for (const auto& [name, frame_size] : files) {
+    EXPECT_EQ(headerNumber(folder.file(name), 80), kItsBlocks) << name;
+    EXPECT_EQ(std::filesystem::file_size(folder.file(name)), kHeaderSize + kItsBlocks * frame_size) << name;
+  }
+  EXPECT_TRUE(log.contains("File 2 is routed to folder 10"));
+  EXPECT_TRUE(log.contains("No channel is routed into file 3"));
+}
+
 TEST_F(OutputFileTest, ATakeListsWhatHappenedToTheSamplesThatItHolds) {
   using enum Incident::Kind;
   const auto cycle = [this](double sample_time, uint32_t flags, size_t n = 4800) {

@@ -10,6 +10,8 @@
 namespace vurl {
 namespace {
 
+using Counts = std::map<std::string, int>;
+
 void pauseFor(int microseconds) { std::this_thread::sleep_for(std::chrono::microseconds(microseconds)); }
 
 /// Like eventually(), but without a pause: what is looked for may be over in a millisecond.
@@ -121,7 +123,30 @@ struct Torture : HardTimes {
     death.wanted = stopped_at.value_or(feed->played());
     vurl.signal(SIGKILL);
     death.is_early = vurl.wait() != 128 + SIGKILL;
+    found["takes that had ended before"] += death.is_early;
     return death;
+  }
+
+  /// Counts what the dead left behind.
+  void classify() {
+    std::map<std::string, std::array<int, 3>> pieces; ///< by completeness
+    bool is_half = false, is_mixed = false, has_empty = false, has_complete = false;
+    for (const std::string& path : newFiles()) {
+      is_half = is_half || sizeOf(path) < static_cast<int64_t>(TakeFile::kHeaderSize);
+      pieces[pieceOf(path)][isComplete(path) ? 2 : hasSamples(path) ? 1 : 0] += 1;
+    }
+    for (const auto& [piece, files] : pieces) {
+      has_empty = has_empty || files[0] > 0;
+      is_mixed = is_mixed || (files[2] > 0 && files[1] > 0);
+      has_complete = has_complete || (files[2] > 0 && files[1] == 0);
+    }
+    found["nothing"] += pieces.empty();
+    found["a part of a header"] += is_half;
+    found["files opened, none written"] += has_empty && !has_complete;
+    found["a piece, some of its files closed"] += is_mixed;
+    found["a whole piece, the next one open"] += has_complete && pieces.size() > 1;
+    found["a whole take"] += has_complete && pieces.size() == 1;
+    found["a take without its end"] += !pieces.empty() && !has_empty && !has_complete && !is_mixed;
   }
 
   bool hasJournal() const {
@@ -139,6 +164,7 @@ struct Torture : HardTimes {
       pauseFor(upTo(2000));
       killed.signal(SIGKILL);
       killed.wait();
+      found["repairs killed at work"] += hasJournal();
     }
     printedBy(home.vurl({"repair"}));
     EXPECT_EQ(printedBy(home.vurl({"repair"})), "");
@@ -177,14 +203,17 @@ struct Torture : HardTimes {
     for (const auto& [piece, count] : pieces) EXPECT_EQ(count, 1) << piece;
     for (const auto& take : listed) {
       const std::string path = "," + std::string(take["filename"]) + ",";
+      found["takes in the CSV report"] += report.find(path) != std::string::npos;
       EXPECT_EQ(report.find(path), report.rfind(path)) << path;
     }
+    found["takes in the history"] = static_cast<int>(listed.size());
   }
 
   void run(int round) {
     SCOPED_TRACE(text("round %i", round));
     reached.clear();
     const Death death = killATake(round);
+    classify();
     repair(round);
     for (const std::string& path : newFiles()) {
       check(path, death);
@@ -194,6 +223,7 @@ struct Torture : HardTimes {
     int64_t least = death.wanted;
     for (const auto& [channel, number] : reached) least = std::min(least, number);
     missing.push_back(death.wanted - least);
+    if (missing.back() > 24000) std::printf("round %i, moment %i: %li missing\n", round, death.moment, missing.back());
   }
 
   JackServer server;
@@ -203,6 +233,7 @@ struct Torture : HardTimes {
   int layout = 0;
   std::map<uint32_t, int64_t> reached;                      ///< samples of the feed in this round's files, by channel
   std::map<std::string, std::pair<int64_t, int64_t>> known; ///< files of earlier rounds, and when they changed
+  Counts found;
   std::vector<int64_t> missing; ///< samples between a take's end on disk and where it should have come to
 };
 
@@ -212,11 +243,14 @@ TEST_F(Torture, KilledTakesAndRepairsLoseNothing) {
   for (int round = 0; round < rounds; ++round) run(round);
   for (const auto& [path, change] : known) EXPECT_EQ(changeOf(path), change) << path << " was touched";
   checkHistory();
+  for (const auto& [what, count] : found) std::printf("%5d x %s\n", count, what.c_str());
   std::sort(missing.begin(), missing.end());
   ASSERT_TRUE(kSlow || !missing.empty());
   if (missing.empty()) return;
-  EXPECT_LT(missing[(missing.size() - 1) / 2],
-            kSlow ? 96000 : 12800 + 2 * 4800); // a pass and what else the machine has to do
+  const auto at = [&](size_t percent) { return missing[(missing.size() - 1) * percent / 100]; };
+  std::printf("%zu takes with all channels; missing at the kill: median %li, 90 %% %li, most %li\n", missing.size(),
+              at(50), at(90), at(100));
+  EXPECT_LT(at(50), kSlow ? 96000 : 12800 + 2 * 4800); // a pass and what else the machine has to do
 }
 
 } // namespace vurl
