@@ -1,7 +1,7 @@
 // An object of this program on the user's session bus (D-Bus), for scripts: properties to read, to follow and to write,
 // and methods. The bus is served from the main loop in small steps that wait for nobody: a flood of calls gets a few
 // hundred answers a second and the rest of it stays with the bus; a bus that takes nothing is sent nothing. Without a
-// bus the program goes on, with a line in the log. Thread: main. Errors: D-Bus specification, "Standard Interfaces".
+// bus the program goes on, with a line in the log. Thread: main. Errors: the D-Bus standard, "Standard Interfaces".
 #pragma once
 
 #include "platform/RunLoop.h"
