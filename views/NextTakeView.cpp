@@ -170,7 +170,7 @@ QString NextTakeView::roomInWords(size_t folder, const DiskWatch::Rooms& rooms) 
   const auto seconds = secondsLeft(folders, rooms, folder);
   QString free = tr("%1 GB free").arg(static_cast<double>(room->free_bytes) / 1e9, 0, 'f', 1);
   if (!seconds) return free;
-  const QString words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), free);
+  QString words = tr("%1 left (%2)").arg(QString::fromStdString(durationInWords(*seconds)), free);
   switch (roomLevel(seconds)) {
   case RoomLevel::almost_none: return alarm(tr("ALMOST FULL: %1").arg(words));
   case RoomLevel::low: return tr("<b>⚠ LOW: %1</b>").arg(words);
