@@ -24,7 +24,8 @@ constexpr int64_t kShareOfFree = 4;
 constexpr int64_t kReserve = 2;
 constexpr int64_t kLeastSeconds = 3600;
 
-DiskState lookAt(const std::string& path, bool measures) {
+DiskState lookAt(const TakeFolder& folder, bool measures) {
+  const std::string& path = folder.path;
   DiskState disk;
   disk.has_answered = true;
   std::error_code error;
@@ -34,6 +35,7 @@ DiskState lookAt(const std::string& path, bool measures) {
   const int64_t free_bytes = disk.room ? disk.room->free_bytes : 0;
   if (measures && free_bytes > kLeastFree)
     disk.speed = measureDiskSpeed(path, kDuration, std::min(kMostBytes, free_bytes / kShareOfFree));
+  if (measures) disk.first_file = diskRoom(folder.firstFile());
   return disk;
 }
 
@@ -99,14 +101,15 @@ Finding check(const std::vector<TakeFolder>& folders, const std::vector<DiskStat
     addSpeed(finding, disk.speed, needed);
     addRoom(finding, disk, needed);
     for (const Flaw& flaw : flawsOf(folders, rooms, index)) add(finding, Mark::change, flaw.text, flaw.advice);
+    if (const auto taken = nameTaken(folder, disk.first_file)) add(finding, Mark::change, taken->text, taken->advice);
   }
   return finding;
 }
 
 } // namespace
 
-DiskState examineDisk(const std::string& path, bool measures) {
-  const auto answer = withPatience(kPatience, [path, measures] { return lookAt(path, measures); });
+DiskState examineDisk(const TakeFolder& folder, bool measures) {
+  const auto answer = withPatience(kPatience, [folder, measures] { return lookAt(folder, measures); });
   return answer.value_or(DiskState{});
 }
 

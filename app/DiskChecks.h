@@ -17,11 +17,12 @@ struct DiskState {
   bool is_there = false;        ///< and is a folder
   std::optional<DiskRoom> room; ///< nothing when the system does not tell
   DiskSpeed speed;
+  std::optional<DiskRoom> first_file = {}; ///< what is at the path of the next take's first file
 };
 
-/// Looks at the folder at `path`, and measures its disk for a second when `measures`. A disk that does not answer is
-/// waited for five seconds, on a thread that is left behind then.
-DiskState examineDisk(const std::string& path, bool measures);
+/// Looks at `folder`, and when `measures`, at its first file, and measures its disk for a second. A disk that does not
+/// answer is waited for five seconds, on a thread that is left behind then.
+DiskState examineDisk(const TakeFolder& folder, bool measures);
 
 /// Topic "disk", once for each of `folders`, whose states are `disks`: whether it can be written, fast enough for all
 /// that goes onto the same disk, and for how long there is room.

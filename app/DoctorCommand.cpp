@@ -51,7 +51,7 @@ std::vector<Finding> lookAround(UserDefaults& defaults) {
   if (!measures) findings.push_back({"disk", Finding::Mark::note, "A recorder runs: the disks are left alone.", ""});
   std::vector<DiskState> disks;
   disks.reserve(folders.size());
-  for (const TakeFolder& folder : folders) disks.push_back(examineDisk(folder.path, measures));
+  for (const TakeFolder& folder : folders) disks.push_back(examineDisk(folder, measures));
   append(findings, checkDisks(folders, disks));
   return findings;
 }

@@ -32,6 +32,7 @@ std::string whyNothingFits(const std::vector<TakeFolder>& folders, const Rooms& 
   if (index >= rooms.size() || !rooms[index]) return "";
   switch (rooms[index]->folder) {
   case FolderState::missing: return "The folder is not there.";
+  case FolderState::file: return "It is a file.";
   case FolderState::read_only: return "Its disk is read-only.";
   case FolderState::locked: return "You may not write there.";
   case FolderState::ready: break;
@@ -57,6 +58,11 @@ std::vector<Flaw> flawsOf(const std::vector<TakeFolder>& folders, const Rooms& r
     break;
   }
   return flaws;
+}
+
+std::optional<Flaw> nameTaken(const TakeFolder& folder, const std::optional<DiskRoom>& first_file) {
+  if (!first_file || first_file->folder != FolderState::file) return std::nullopt;
+  return Flaw{text("%@ is there already.", folder.firstFile()), "Change the take's number, or the names of the files."};
 }
 
 std::vector<std::string> FolderNews::look(const std::vector<TakeFolder>& folders, const Rooms& rooms) {

@@ -35,6 +35,10 @@ struct Flaw {
 /// Files that end at the file system's limit, and copies that share the disk of a folder before this one.
 std::vector<Flaw> flawsOf(const std::vector<TakeFolder>& folders, const Rooms& rooms, size_t index);
 
+/// That no take of these names can go into `folder`, for none is ever written over another. `first_file` is the answer
+/// about the path of its first file.
+std::optional<Flaw> nameTaken(const TakeFolder& folder, const std::optional<DiskRoom>& first_file);
+
 /// Tells each thing once, and of each take when the room gets low.
 class FolderNews {
 public:

@@ -79,8 +79,8 @@ std::optional<DiskRoom> diskRoom(const std::string& path) {
   struct statvfs room {};
   struct stat about {};
   const bool found = stat(path.c_str(), &about) == 0;
-  const bool is_missing = found ? !S_ISDIR(about.st_mode) : errno == ENOENT || errno == ENOTDIR;
-  if (is_missing) return DiskRoom{0, 0, FolderState::missing};
+  if (!found && (errno == ENOENT || errno == ENOTDIR)) return DiskRoom{0, 0, FolderState::missing};
+  if (found && !S_ISDIR(about.st_mode)) return DiskRoom{0, 0, FolderState::file};
   if (!found || statvfs(path.c_str(), &room) != 0) return std::nullopt;
   const bool is_writable = access(path.c_str(), W_OK | X_OK) == 0;
   const FolderState state = (room.f_flag & ST_RDONLY) != 0 ? FolderState::read_only
@@ -92,7 +92,8 @@ std::optional<DiskRoom> diskRoom(const std::string& path) {
 std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,
                                    const std::vector<std::optional<DiskRoom>>& rooms, size_t index) {
   if (index >= rooms.size() || index >= folders.size() || !rooms[index]) return std::nullopt;
-  if (rooms[index]->folder == FolderState::missing) return std::nullopt;
+  const FolderState state = rooms[index]->folder;
+  if (state == FolderState::missing || state == FolderState::file) return std::nullopt;
   int64_t byte_rate = 0;
   for (size_t i = 0; i < std::min(folders.size(), rooms.size()); ++i) {
     if (rooms[i] && rooms[i]->disk == rooms[index]->disk) byte_rate += folders[i].byte_rate;

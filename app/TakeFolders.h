@@ -19,6 +19,8 @@ struct TakeFolder {
   std::string last_name;    ///< of the last
   int64_t break_size = 0;   ///< bytes at which the take goes on in new files, 0 for never
   ChannelMask channels = 0; ///< that are recorded here
+
+  std::string firstFile() const { return path + '/' + first_name; }
 };
 
 /// The folders that receive files of `take`, in the order of their numbers; two numbers with the same path are one.
@@ -34,6 +36,7 @@ int addTakeFiles(const std::string& folder, std::vector<std::string>& paths);
 enum class FolderState {
   ready,
   missing,   ///< no take can be made: nobody makes the folder
+  file,      ///< there is a file of that name
   read_only, ///< nobody may write to its file system
   locked     ///< this user may not make files in it
 };
@@ -49,8 +52,8 @@ struct DiskRoom {
   int64_t largest_file = INT64_MAX; ///< bytes that a file there can have
 };
 
-/// Asks the system about the folder at `path`, a missing one has no room. Nothing when that cannot be told. May block
-/// as long as a disk does not answer. Any thread.
+/// Asks the system about the folder at `path`, a missing one and a file have no room. Nothing when that cannot be told.
+/// May block as long as a disk does not answer. Any thread.
 std::optional<DiskRoom> diskRoom(const std::string& path);
 
 /// How many seconds of the take fit on the disk of folder `index`, all folders on the same disk growing together;

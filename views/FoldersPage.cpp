@@ -98,6 +98,7 @@ void FoldersPage::showSpace() {
     QString words = tr("no answer yet");
     if (rooms[i]) words = QLocale().formattedDataSize(rooms[i]->free_bytes, 1, QLocale::DataSizeSIFormat);
     if (rooms[i] && rooms[i]->folder == FolderState::missing) words = tr("not there");
+    if (rooms[i] && rooms[i]->folder == FolderState::file) words = tr("not a folder");
     if (folders[i].empty()) words = tr("none chosen");
     if (i >= MetaData::kMaximumFolders) words = tr("not used");
     QTableWidgetItem& item = *folder_table->item(static_cast<int>(i), space_column);

@@ -27,10 +27,12 @@ QString shortened(const std::string& path) {
   return whole.startsWith(home + QLatin1Char('/')) ? QLatin1Char('~') + whole.mid(home.size()) : whole;
 }
 
-std::vector<std::string> pathsOf(const std::vector<TakeFolder>& folders) {
+/// The folders, and behind them, before a take, the first file of each: during it they are there.
+std::vector<std::string> pathsOf(const std::vector<TakeFolder>& folders, bool recording) {
   std::vector<std::string> paths;
-  paths.reserve(folders.size());
+  paths.reserve(2 * folders.size());
   for (const TakeFolder& folder : folders) paths.push_back(folder.path);
+  for (size_t i = 0; i < folders.size() && !recording; ++i) paths.push_back(folders[i].firstFile());
   return paths;
 }
 
@@ -103,29 +105,38 @@ void NextTakeView::setRecording(bool on) {
 void NextTakeView::refresh() {
   timer.start(kTick);
   if (!recording || folders.empty()) lookAhead();
-  if (std::exchange(changed, false) || ticks++ % kTicksPerQuestion == 0) disks.ask(pathsOf(folders));
+  if (std::exchange(changed, false) || ticks++ % kTicksPerQuestion == 0) disks.ask(pathsOf(folders, recording));
   setNumberOfLines(std::max<size_t>(folders.size(), 1));
   if (folders.empty()) {
     lines[0].head->setText(tr("Next take: no files. Set up files and folders in the preferences."));
     for (QLabel* const label : {lines[0].files, lines[0].folder, lines[0].room}) label->clear();
     flaws->hide();
+    showWarning({});
     return;
   }
-  const auto rooms = disks.answers(pathsOf(folders));
+  const auto rooms = disks.answers(pathsOf(folders, recording));
   for (size_t i = 0; i < folders.size(); ++i) {
     show(lines[i], folders[i]);
     showWords(*lines[i].room, roomInWords(i, rooms));
   }
   showFlaws(rooms);
+  showWarning(rooms);
   lines[0].head->setText(recording ? tr("Recording") : tr("Next take"));
 }
 
 void NextTakeView::lookAhead() {
   const MetaData take = nextTake(defaults, MetaData::kMaximumFiles, sample_rate ? sample_rate() : 0);
   folders = foldersOf(take);
-  const QString words = QString::fromStdString(nextTakeWarning(take)).toHtmlEscaped();
-  warning->setVisible(!words.isEmpty());
-  showWords(*warning, words.isEmpty() ? words : alarm(tr("CANNOT BE RECORDED: %1").arg(words)));
+  obstacle = nextTakeWarning(take);
+}
+
+void NextTakeView::showWarning(const DiskWatch::Rooms& rooms) {
+  std::string words = obstacle;
+  for (size_t i = 0; words.empty() && folders.size() + i < rooms.size(); ++i)
+    if (const auto taken = nameTaken(folders[i], rooms[folders.size() + i])) words = taken->text + " " + taken->advice;
+  warning->setVisible(!words.empty());
+  const QString told = tr("CANNOT BE RECORDED: %1").arg(QString::fromStdString(words).toHtmlEscaped());
+  showWords(*warning, words.empty() ? QString() : alarm(told));
 }
 
 void NextTakeView::setNumberOfLines(size_t number) {
@@ -163,7 +174,7 @@ QString NextTakeView::roomInWords(size_t folder, const DiskWatch::Rooms& rooms) 
   if (folders[folder].path.empty()) return alarm(tr("NO FOLDER: choose one in Preferences, Folders"));
   const auto& room = rooms[folder];
   if (!room) return tr("free space unknown");
-  if (room->folder == FolderState::missing) return alarm(tr("NOT THERE"));
+  if (room->folder == FolderState::missing || room->folder == FolderState::file) return alarm(tr("NOT THERE"));
   if (room->folder == FolderState::read_only) return alarm(tr("READ-ONLY"));
   if (room->folder == FolderState::locked) return alarm(tr("NO PERMISSION to write"));
   if (!whyNothingFits(folders, rooms, folder).empty()) return alarm(tr("NO SPACE"));

@@ -42,6 +42,7 @@ private:
   void setNumberOfLines(size_t number);
   void show(const Line& line, const TakeFolder& folder) const;
   void showFlaws(const DiskWatch::Rooms& rooms);
+  void showWarning(const DiskWatch::Rooms& rooms);
   QString roomInWords(size_t folder, const DiskWatch::Rooms& rooms) const;
 
   UserDefaults& defaults;
@@ -49,6 +50,7 @@ private:
   UserDefaults::ObservationHandle changes;
   DiskWatch disks;
   std::vector<TakeFolder> folders;
+  std::string obstacle; ///< to the next take, whatever is on the disks
   QTimer timer;
   bool changed = true; ///< a setting, since the record was made
   int ticks = 0;

@@ -25,7 +25,7 @@ DiskState disk(int64_t speed, int64_t free_bytes, uint64_t number = 1, const std
 } // namespace
 
 TEST(Doctor, ComparesADiskWithAllThatGoesOntoIt) {
-  const std::vector<TakeFolder> folders = {{"/a", 1, 10 * kMega, "", ""}, {"/b", 1, 20 * kMega, "", ""}};
+  const std::vector<TakeFolder> folders = {{"/a", 1, 10 * kMega, "t.wav", ""}, {"/b", 1, 20 * kMega, "", ""}};
   const int64_t hour = 3600 * 30 * kMega;
   const DiskState other = disk(500 * kMega, hour, 2);
   const std::tuple<DiskState, DiskState, Mark, std::vector<std::string>> cases[] = {
@@ -42,6 +42,10 @@ TEST(Doctor, ComparesADiskWithAllThatGoesOntoIt) {
        {"larger than 0.0 GB", "smaller maximum file size"}},
       {{true, true, DiskRoom{hour, 1, FolderState::read_only}, {0, ""}}, other, Mark::change, {"is read-only"}},
       {{true, false, {}, {}}, other, Mark::change, {"not there"}},
+      {{true, true, DiskRoom{hour, 1}, {60 * kMega, ""}, DiskRoom{0, 0, FolderState::file}},
+       other,
+       Mark::change,
+       {"t.wav is there already", "take's number"}},
       {{}, other, Mark::change, {"has not answered"}}};
   for (const auto& [first, second, mark, parts] : cases) {
     const auto findings = checkDisks(folders, {first, second});
@@ -83,7 +87,7 @@ TEST(Doctor, MeasuresADiskAndLeavesNothingOnIt) {
   EXPECT_TRUE(std::filesystem::is_empty(folder.path));
   for (const std::string& impossible : {std::string("/proc"), folder.file("missing")})
     EXPECT_FALSE(measureDiskSpeed(impossible, std::chrono::milliseconds(200), 1 << 20).error.empty());
-  EXPECT_FALSE(examineDisk(folder.file("missing"), true).is_there);
+  EXPECT_FALSE(examineDisk({folder.file("missing"), 1, 1, "", ""}, true).is_there);
 }
 
 } // namespace vurl

@@ -79,13 +79,17 @@ TEST(TakeFoldersTest, TellsWhatWillGoWrongOnceAndAgainInEachTakeWhenRoomGetsLow)
   }
 }
 
-TEST(TakeFoldersTest, AFolderThatIsMissingHasNoRoomWhateverTheDiskAboveItHas) {
+TEST(TakeFoldersTest, WhatIsMissingOrAFileHasNoRoomWhateverTheDiskAboveItHas) {
   const TemporaryFolder folder;
   const auto here = diskRoom(folder.path.string());
-  const auto below = diskRoom(folder.file("not/there"));
-  ASSERT_TRUE(here && below);
-  EXPECT_TRUE(here->folder == FolderState::ready && here->free_bytes > 0 && below->folder == FolderState::missing);
-  EXPECT_EQ(secondsLeft({TakeFolder{"", 1, 1, "", ""}}, {below}, 0), std::nullopt);
+  ASSERT_TRUE(here && here->folder == FolderState::ready && here->free_bytes > 0);
+  writeFile(folder.file("file"), "");
+  for (const auto& [name, state] :
+       {std::pair{"not/there", FolderState::missing}, {"file/in", FolderState::missing}, {"file", FolderState::file}}) {
+    const auto room = diskRoom(folder.file(name));
+    ASSERT_TRUE(room && room->folder == state) << name;
+    EXPECT_EQ(secondsLeft({TakeFolder{"", 1, 1, "", ""}}, {room}, 0), std::nullopt);
+  }
 }
 
 } // namespace vurl
