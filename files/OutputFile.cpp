@@ -73,8 +73,9 @@ void OutputFile::processingPass() {
 OutputFile::State OutputFile::recordingPass(State current) {
   if (current == STARTING_RECORDING) {
     audio_ring.applyWantedChannels();
-    if (!keeps_position.exchange(false)) audio_ring.idleRecord();
-    if (setReason(openMovieForRecording())) {
+    const bool is_continued = keeps_position.exchange(false);
+    if (!is_continued) audio_ring.idleRecord();
+    if (setReason(openMovieForRecording(is_continued))) {
       syncFiles();
       return FINISHED_RECORDING;
     }
@@ -280,15 +281,17 @@ OutputFile::Reason OutputFile::addBlocks(uint32_t nr_blocks) {
   return std::nullopt;
 }
 
-OutputFile::Reason OutputFile::openMovieForRecording() {
+OutputFile::Reason OutputFile::openMovieForRecording(bool is_continued) {
   closeLeftOvers();
   nr_opened_files = 0;
   block_is_torn = false;
   longest_backlog.store(0, std::memory_order_release);
   incidents_of_take = {};
   nr_incidents.store(0, std::memory_order_release);
+  raised_count = 0;
   updateUserData();
   updateSystemData();
+  if (is_continued) takeFreeNames();
   log("open movie, fds: %x", printed(tableAddress()));
   if (Reason refusal = whyNotRecordable()) return refusal;
   warnOfWhatIsMissing();

@@ -187,7 +187,7 @@ private:
   bool isPlayedThrough() const;
   void stopWithoutDevice();
   State addingToMovieForRecording();
-  Reason openMovieForRecording();
+  Reason openMovieForRecording(bool is_continued);
   uint32_t nrBlocksAtOnce(State current) const;
   Reason addToMovieForRecording(uint32_t nr_blocks);
   Reason addBlocks(uint32_t nr_blocks);
@@ -199,6 +199,9 @@ private:
   void updateSystemData();
   void updateRouting(int32_t nr_channels, int32_t nr_files);
   void updateUserData();
+  void nameFiles();
+  bool someNameIsTaken() const;
+  void takeFreeNames();
   Reason whyNotRecordable() const;
   void warnOfWhatIsMissing() const;
   bool ringIsFull();
@@ -236,7 +239,8 @@ private:
 
   // Written by the main thread in IDLE, and by the processing thread otherwise; the state hands them over.
   std::shared_ptr<MetaData> meta_data;
-  Reason refusal_of_take; ///< by who started it
+  Reason refusal_of_take;   ///< by who started it
+  int32_t raised_count = 0; ///< that its free names needed, 0 for that of the settings
   int32_t nr_opened_files = 0;
   IncidentList incidents_of_take;
 

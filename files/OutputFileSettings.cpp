@@ -4,6 +4,8 @@
 #include "files/OutputFile.h"
 #include "platform/Log.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 
 namespace vurl {
@@ -87,8 +89,35 @@ void OutputFile::updateRouting(int32_t nr_channels, int32_t nr_files) {
       warn("File %i is routed to folder %qi, which the take does not have; it goes to folder %i.", file + 1, folder + 1,
            meta_data->folderForFile(file) + 1);
     }
+  }
+  nameFiles();
+}
+
+void OutputFile::nameFiles() {
+  for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    meta_data->setFilename("", file); // else it stands
     meta_data->setFilename(meta_data->filenameForFile(file), file);
   }
+}
+
+bool OutputFile::someNameIsTaken() const {
+  struct stat about {};
+  for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
+    if (lstat(meta_data->filenameForFile(file).c_str(), &about) == 0) return true;
+  }
+  return false;
+}
+
+/// A take that is under way must find names for its next files, with nobody there to choose some: when those of the
+/// settings are taken, it is numbered as one that was cut short and goes on.
+void OutputFile::takeFreeNames() {
+  const std::string wanted = meta_data->filenameForFile(0);
+  while (someNameIsTaken() && meta_data->count() < INT32_MAX) {
+    raised_count = meta_data->count() + 1;
+    meta_data->setCount(raised_count);
+    nameFiles();
+  }
+  if (raised_count != 0) warn("%@ is there already: the take goes on in %@.", wanted, meta_data->filenameForFile(0));
 }
 
 void OutputFile::updateUserData() {
@@ -98,7 +127,8 @@ void OutputFile::updateUserData() {
   meta_data->setTake(defaults.stringForKey("take"));
   meta_data->setRoll(defaults.stringForKey("roll"));
   meta_data->setNote(defaults.stringForKey("note"));
-  meta_data->setCount(static_cast<int32_t>(std::clamp<int64_t>(defaults.integerForKey("count"), 0, INT32_MAX)));
+  const int64_t count = raised_count != 0 ? raised_count : defaults.integerForKey("count");
+  meta_data->setCount(static_cast<int32_t>(std::clamp<int64_t>(count, 0, INT32_MAX)));
   meta_data->setContactInfo(defaults.stringForKey("contact_info"));
   meta_data->setSessionNote(defaults.stringForKey("session_note"));
 }

@@ -198,4 +198,26 @@ TEST_F(OutputFileTest, ATakeListsWhatHappenedToTheSamplesThatItHolds) {
   EXPECT_EQ(engine.incidentsOfTake().first, std::vector<Incident>(1, {overload, 256, 0}));
 }
 
+TEST_F(OutputFileTest, ATakeThatGoesOnFindsFreeNamesAndANewOneOverwritesNothing) {
+  writeFile(folder.file("take1-nr2.wav"), "another's");
+  record(kFirstPart);
+  engine.fileBreak();
+  device(256);
+  for (int i = 0; i < 2; ++i) pass();
+  ASSERT_TRUE(engine.state() == FINISHED_RECORDING && engine.restart());
+  const int64_t first = engine.nrSamples();
+  engine.setState(IDLE);
+  engine.startWith(true); // the user has switched the counting of takes off
+  pass();
+  finish();
+  expectRecorded(0, first);
+  expectRecorded(folder.file("take1-nr3.wav"), first, engine.nrSamples());
+  EXPECT_EQ(takes.back()->count(), 3);
+  EXPECT_TRUE(log.contains("take1.wav is there already: the take goes on in " + folder.file("take1-nr3.wav")));
+  --take;
+  record();
+  EXPECT_TRUE(engine.state() == FINISHED_RECORDING && engine.reason()->ends_with("take1.wav', File exists."));
+  EXPECT_EQ(fileBytes(folder.file("take1-nr2.wav")), "another's");
+}
+
 } // namespace vurl
