@@ -103,7 +103,7 @@ struct Torture : HardTimes {
     }
     if (moment == breaking) {
       EXPECT_TRUE(promptly([&] { return isComplete(firstFile()); })) << vurl.errors();
-      return pauseFor(upTo(1) == 0 ? upTo(1000) : upTo(600000)), std::nullopt; // into the next piece
+      return pauseFor(upTo(1) == 0 ? upTo(1000) : upTo(900000)), std::nullopt; // into the next piece
     }
     EXPECT_TRUE(promptly([&] { return hasSamples(firstFile()); })) << vurl.errors();
     sleepFor(500); // the pre-record is on disk
