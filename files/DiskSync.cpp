@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <map>
@@ -11,6 +12,13 @@
 #include <utility>
 
 namespace vurl {
+namespace {
+
+constexpr int kRest = 4; ///< times as long as the syncs of a running take have taken
+
+std::string folderOf(const std::string& path) { return path.substr(0, path.find_last_of('/') + 1); }
+
+} // namespace
 
 struct DiskSync::State {
   std::mutex mutex; ///< guards what follows; never held during a call into the layer
@@ -23,16 +31,23 @@ struct DiskSync::State {
   bool is_left_behind = false;
   Teller teller;
 
-  std::shared_ptr<FileLayer> layer; ///< the thread's from here on
-  std::map<std::string, int> open;  ///< descriptors of the files that are being written
+  std::shared_ptr<FileLayer> layer;  ///< the thread's from here on
+  std::map<std::string, int> open;   ///< descriptors of the files that are being written
+  std::set<std::string> new_folders; ///< of these files, not synced yet
+  std::set<std::string> failed;      ///< of these files, told
+  std::chrono::steady_clock::time_point next_sync;
 
   bool isSynced() const { return ended.empty() && !is_syncing; }
   void run();
   void follow(const std::vector<std::string>& files);
   void writeOut();
+  void syncOpenFiles();
   void sync(const std::vector<std::string>& files);
   int syncFile(const std::string& path);
   void tell(const std::string& path, int error);
+  void tellOnce(const std::string& path, int error) {
+    if (failed.insert(path).second) tell(path, error);
+  }
 };
 
 void DiskSync::State::run() {
@@ -66,6 +81,7 @@ void DiskSync::State::run() {
 /// A file that is open from the start can be synced whatever becomes of its name.
 void DiskSync::State::follow(const std::vector<std::string>& files) {
   for (const std::string& path : files) {
+    new_folders.insert(folderOf(path));
     const int descriptor = layer->openForReading(path);
     if (descriptor >= 0 && !open.emplace(path, descriptor).second) {
       [[maybe_unused]] const int result = layer->close(descriptor);
@@ -75,13 +91,27 @@ void DiskSync::State::follow(const std::vector<std::string>& files) {
 
 void DiskSync::State::writeOut() {
   for (const auto& [path, descriptor] : open) [[maybe_unused]] const int result = layer->startWriting(descriptor);
+  if (!open.empty() && std::chrono::steady_clock::now() >= next_sync) syncOpenFiles();
+}
+
+/// Samples are found behind a power failure when the disk knows of their file, and how long it is. A disk that takes
+/// its time for that gets more of it for the samples.
+void DiskSync::State::syncOpenFiles() {
+  const auto start = std::chrono::steady_clock::now();
+  for (const auto& [path, descriptor] : open)
+    if (layer->sync(descriptor) < 0) tellOnce(path, errno);
+  for (const std::string& folder : std::exchange(new_folders, {}))
+    if (layer->syncFolder(folder) < 0) tell(folder, errno);
+  const auto end = std::chrono::steady_clock::now();
+  next_sync = end + std::max<std::chrono::nanoseconds>(kInterval, kRest * (end - start));
 }
 
 void DiskSync::State::sync(const std::vector<std::string>& files) {
   std::set<std::string> folders;
   for (const std::string& path : files) {
-    folders.insert(path.substr(0, path.find_last_of('/') + 1));
-    if (const int error = syncFile(path); error != 0) tell(path, error);
+    folders.insert(folderOf(path));
+    if (const int error = syncFile(path); error != 0) tellOnce(path, error);
+    failed.erase(path);
   }
   for (const std::string& folder : folders)
     if (layer->syncFolder(folder) < 0) tell(folder, errno);

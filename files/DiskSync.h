@@ -1,6 +1,7 @@
 // Brings takes from the system's memory to the disk itself, on a thread of its own that nobody waits for: while a take
-// runs its data is written out about once a second, and when its files are closed they and their folders are synced.
-// Without it half a minute of sound may be lost with the power, and a disk that fails says so to nobody. The engine
+// runs its data is written out about once a second, and its files are synced, once a second or, on a slow disk, for a
+// fifth of the time; when they are closed they and their folders are synced. Without it half a minute of sound, or all
+// that a young file holds, may be lost with the power, and a disk that fails says so to nobody. The engine
 // (OutputFile.h) tells which files there are.
 #pragma once
 

@@ -1,5 +1,7 @@
 #include "files/FileLayer.h"
 
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 
 #include <fcntl.h>
@@ -8,6 +10,18 @@
 #include <cerrno>
 
 namespace vurl {
+namespace {
+
+/// Has a file system that copies on writing rewrite this empty file where it stands: the header of a take is rewritten
+/// when its disk may be full. Others do so anyway, and refuse.
+void rewriteInPlace(int descriptor) {
+  int flags = 0;
+  if (ioctl(descriptor, FS_IOC_GETFLAGS, &flags) != 0) return;
+  flags |= FS_NOCOW_FL;
+  [[maybe_unused]] const int result = ioctl(descriptor, FS_IOC_SETFLAGS, &flags);
+}
+
+} // namespace
 
 int PosixFileLayer::createExclusive(const std::string& path) {
   const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
@@ -16,6 +30,7 @@ int PosixFileLayer::createExclusive(const std::string& path) {
   whole.l_type = F_WRLCK;
   whole.l_whence = SEEK_SET;
   [[maybe_unused]] const int result = fcntl(descriptor, F_OFD_SETLK, &whole); // some file systems know no locks
+  rewriteInPlace(descriptor);
   return descriptor;
 }
 

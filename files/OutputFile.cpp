@@ -336,16 +336,19 @@ OutputFile::Reason OutputFile::closeMovieForRecording() {
   nr_samples.store(meta_data->nrSamples(), std::memory_order_release); // hands the record to rescueHeaders()
   log("close movie, nrFiles: %i", meta_data->nrFiles());
   Reason first;
+  int nr_without_header = 0;
   for (int32_t file = 0; file < meta_data->nrFiles(); ++file) {
     workAt(file);
     if (block_is_torn) cutTornBlock(file);
     log("close movie, write header: %i", file);
     Reason error = writeHeader(file);
+    nr_without_header += error.has_value();
     Reason close_error = closeFile(file);
     if (!error) error = std::move(close_error);
     if (error && first) log("%@", *error);
     if (error && !first) first = std::move(error);
   }
+  if (nr_without_header > 0) addAdvice(nr_without_header);
   closeIncidents();
   syncFiles();
   workAt(-1);

@@ -193,6 +193,7 @@ private:
   Reason addBlocks(uint32_t nr_blocks);
   Reason closeMovieForRecording();
   void cutTornBlock(int32_t file);
+  void addAdvice(int nr_without_header);
   Reason closeFile(int32_t file);
   void syncFiles() const;
   Reason writeHeader(int32_t file);

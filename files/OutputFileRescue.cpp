@@ -1,6 +1,8 @@
-// What can be done for a take when a disk does not answer and the user will not wait.
+// What can be done for a take when a disk does not answer and the user will not wait, and what is said of one that had
+// to go without a header.
 #include "files/BWFUtils.h"
 #include "files/OutputFile.h"
+#include "platform/Text.h"
 
 #include <sys/stat.h>
 
@@ -49,6 +51,15 @@ void writeOnAThread(const std::shared_ptr<Rescue>& rescue, const std::string& pa
 }
 
 } // namespace
+
+/// To a reason that speaks of something else: the start of the program looks for such files.
+void OutputFile::addAdvice(int nr_without_header) {
+  const std::lock_guard lock(reason_mutex);
+  if (!held_reason) return;
+  *held_reason += text(" %i files have got no header: when their disk is in order, start the program again, which "
+                       "completes them.",
+                       nr_without_header);
+}
 
 void OutputFile::noteFolders() {
   std::vector<std::string> folders;

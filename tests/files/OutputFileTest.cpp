@@ -64,6 +64,18 @@ TEST_F(OutputFileTest, WhatHappensDuringAStepDecidesHowTheTakeEnds) {
   }
 }
 
+TEST_F(OutputFileTest, AFullDiskThatHasNoRoomForAHeaderIsToldOf) {
+  record();
+  disk.bytes_left = 4000;
+  device(kFirstPart);
+  pass();
+  disk.bytes_left = -3072; // what cutting off the torn block gives back
+  finish(false);
+  const auto reason = engine.reason().value_or("");
+  EXPECT_TRUE(reason.starts_with("Could not write samples to file, No space left on device. 1 files have got no"));
+  disk.bytes_left = INT64_MAX;
+}
+
 /// Which get several blocks at a time.
 TEST_F(OutputFileTest, TheFilesOfALargeTakeHoldTheSameBlocksHoweverItEnds) {
   set({{"pre_record_time", 0}, {"nr_files", 16}, {"filename_format", "take%t_%f"}});
