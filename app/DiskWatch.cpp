@@ -15,6 +15,7 @@ struct DiskWatch::Shared {
   struct Answer {
     bool asking = false;
     std::optional<DiskRoom> room;
+    bool had_own_disk = false;
   };
 
   mutable std::mutex mutex;
@@ -35,9 +36,11 @@ void DiskWatch::ask(const std::vector<std::string>& paths) {
     if (answer.asking) continue;
     try {
       std::thread([state = shared, ask_about = asker, path] {
-        const auto room = ask_about(path);
+        auto room = ask_about(path);
         const std::lock_guard answered(state->mutex);
-        state->answers[path] = {false, room};
+        const bool had = state->answers[path].had_own_disk;
+        if (room) room->has_lost_disk = had && room->is_system;
+        state->answers[path] = {false, room, had || (room && room->disk != 0 && !room->is_system)};
       }).detach();
       answer.asking = true;
     } catch (const std::system_error& error) {

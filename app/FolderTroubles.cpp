@@ -44,6 +44,9 @@ std::vector<Flaw> flawsOf(const std::vector<TakeFolder>& folders, const Rooms& r
   std::vector<Flaw> flaws;
   if (index >= rooms.size() || !rooms[index] || rooms[index]->folder != FolderState::ready) return flaws;
   const DiskRoom& room = *rooms[index];
+  if (room.has_lost_disk)
+    flaws.push_back(
+        {"Its own disk is gone: takes go onto the system's disk.", "Connect it, or choose another folder."});
   if (endsBeforeBreak(folders[index], room)) {
     flaws.push_back({text("No file there can be larger than %@: a take whose file gets there will end.",
                           gigabytes(room.largest_file)),

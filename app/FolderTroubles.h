@@ -32,7 +32,8 @@ struct Flaw {
   std::string advice;
 };
 
-/// Files that end at the file system's limit, and copies that share the disk of a folder before this one.
+/// A disk that is gone, files that end at the file system's limit, and copies that share the disk of a folder before
+/// this one.
 std::vector<Flaw> flawsOf(const std::vector<TakeFolder>& folders, const Rooms& rooms, size_t index);
 
 /// That no take of these names can go into `folder`, for none is ever written over another. `first_file` is the answer

@@ -66,13 +66,16 @@ int addTakeFiles(const std::string& folder, std::vector<std::string>& paths) {
   DIR* const directory = opendir(folder.c_str());
   if (directory == nullptr) return errno;
   const auto first = static_cast<std::ptrdiff_t>(paths.size());
+  errno = 0;
   while (const dirent* const entry = readdir(directory)) {
     const std::string_view name = entry->d_name;
     if (name.ends_with(".wav") || name.ends_with(".caf")) paths.push_back(folder + '/' + entry->d_name);
+    errno = 0;
   }
+  const int error = errno;
   if (closedir(directory) != 0) log("Could not close dir %@: @s", folder);
   std::sort(paths.begin() + first, paths.end());
-  return 0;
+  return error;
 }
 
 std::optional<DiskRoom> diskRoom(const std::string& path) {
@@ -86,7 +89,10 @@ std::optional<DiskRoom> diskRoom(const std::string& path) {
   const FolderState state = (room.f_flag & ST_RDONLY) != 0 ? FolderState::read_only
                             : is_writable                  ? FolderState::ready
                                                            : FolderState::locked;
-  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev, state, largestFile(path)};
+  struct stat root {};
+  const bool is_system = stat("/", &root) == 0 && root.st_dev == about.st_dev;
+  return DiskRoom{static_cast<int64_t>(room.f_bavail * room.f_frsize), about.st_dev, state, largestFile(path),
+                  is_system};
 }
 
 std::optional<int64_t> secondsLeft(const std::vector<TakeFolder>& folders,

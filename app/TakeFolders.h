@@ -30,7 +30,7 @@ std::vector<TakeFolder> foldersOf(const MetaData& take);
 std::vector<std::string> destinationFolders(const UserDefaults& defaults);
 
 /// Adds the full paths of the take files in `folder` to `paths`, by the order of their names. Returns 0, or the errno
-/// when there is no such folder. Any thread.
+/// when the folder cannot be read, or not to its end. Any thread.
 int addTakeFiles(const std::string& folder, std::vector<std::string>& paths);
 
 enum class FolderState {
@@ -50,6 +50,8 @@ struct DiskRoom {
   uint64_t disk = 0;      ///< the same number for folders that share a disk
   FolderState folder = FolderState::ready;
   int64_t largest_file = INT64_MAX; ///< bytes that a file there can have
+  bool is_system = false;           ///< the disk is that of the system
+  bool has_lost_disk = false;       ///< it is now, and was another before
 };
 
 /// Asks the system about the folder at `path`, a missing one and a file have no room. Nothing when that cannot be told.

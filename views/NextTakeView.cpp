@@ -175,6 +175,7 @@ QString NextTakeView::roomInWords(size_t folder, const DiskWatch::Rooms& rooms) 
   const auto& room = rooms[folder];
   if (!room) return tr("free space unknown");
   if (room->folder == FolderState::missing || room->folder == FolderState::file) return alarm(tr("NOT THERE"));
+  if (room->has_lost_disk) return alarm(tr("ITS DISK IS GONE"));
   if (room->folder == FolderState::read_only) return alarm(tr("READ-ONLY"));
   if (room->folder == FolderState::locked) return alarm(tr("NO PERMISSION to write"));
   if (!whyNothingFits(folders, rooms, folder).empty()) return alarm(tr("NO SPACE"));
