@@ -13,16 +13,18 @@ namespace vurl {
 enum class Way { fails, takes_the_folder, is_interrupted, does_half, fails_after_half };
 
 /// A disk of which one call, or all from that one on in a folder, goes wrong; and whose folders have no room but so
-/// many bytes. Counts the calls.
+/// many bytes. Many reads and writes are short. Counts the calls.
 struct BrokenDisk final : ForwardingDisk {
   std::mutex mutex;
   std::array<int, kNrCalls> nr_calls{};
-  std::string broken_file, broken_folder;
+  std::string broken_file, broken_folder, last_folder;
   std::optional<Call> call; ///< that goes wrong, the `number`th of them, from 1 on
   int number = 0;
   Way way = Way::fails;
   bool was_header = false;             ///< what was written or asked for in the broken call
   std::map<std::string, int64_t> room; ///< of folders; others have enough
+  std::map<Call, size_t> longest = {{kRead, 700}, {kWrite, 50000}};
+  std::function<void(Call call, const std::string& path)> meanwhile = [](Call, const std::string&) {}; ///< in each call
 
   static std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
   void breakCall(Call which, int at, Way how) {
@@ -57,9 +59,19 @@ struct BrokenDisk final : ForwardingDisk {
     return 0;
   }
   int before(Call which, const std::string& path, int descriptor, size_t* size) override {
+    meanwhile(which, path);
     const std::lock_guard lock(mutex);
+    last_folder = folderOf(path);
+    if (longest.contains(which)) *size = std::min(*size, longest.at(which));
     const int error = errorOf(which, path, size);
     return error == 0 && which == kWrite ? takeRoom(path, descriptor, *size) : error;
+  }
+  int truncate(int descriptor, int64_t size) override { // gives its room back
+    struct stat status {};
+    fstat(descriptor, &status);
+    const int result = ForwardingDisk::truncate(descriptor, size);
+    if (const auto left = room.find(last_folder); left != room.end()) left->second += status.st_size - size;
+    return result;
   }
 };
 

@@ -1,43 +1,14 @@
 // The file engine without a thread, on a disk with faults and a device of plain memory.
 #pragma once
 
-#include "files/BWFUtils.h"
 #include "files/OutputFile.h"
-#include "tests/support/ForwardingDisk.h"
+#include "tests/files/BrokenDisk.h"
 #include "tests/support/RingRig.h"
-
-#include <sys/stat.h>
 
 namespace vurl {
 
 using enum OutputFile::State;
 constexpr int64_t kChannels = 4;
-
-/// The computer's file system with faults on demand.
-struct FaultyDisk final : ForwardingDisk {
-  int64_t bytes_left = INT64_MAX;                     ///< the disk is full behind this many bytes
-  int close_error = 0;                                ///< errno of the next one
-  std::function<void()> while_writing, while_reading; ///< run in each one, for example let time pass
-
-  int before(Call call, const std::string&, int, size_t* size) override {
-    if (call == kClose) return std::exchange(close_error, 0);
-    if (call == kRead && while_reading) while_reading();
-    if (call == kRead) *size = std::min(*size, size_t{700});
-    if (call != kWrite) return 0;
-    if (while_writing) while_writing();
-    const auto fitting = std::min({static_cast<int64_t>(*size), bytes_left, int64_t{50000}}); // many are short
-    bytes_left -= fitting;
-    *size = static_cast<size_t>(fitting);
-    return fitting > 0 ? 0 : ENOSPC;
-  }
-
-  int truncate(int descriptor, int64_t size) override { // gives its room back
-    struct stat status {};
-    fstat(descriptor, &status);
-    if (bytes_left < INT64_MAX / 2) bytes_left += status.st_size - size;
-    return ForwardingDisk::truncate(descriptor, size);
-  }
-};
 
 /// An engine without a thread on a device of plain memory: the test says how samples and passes follow one another.
 /// The takes that record() starts are called take1, take2 and so on.
@@ -58,6 +29,13 @@ protected:
   void addMetaData(const std::shared_ptr<const MetaData>& meta_data) override { takes.push_back(meta_data); }
   void device(int64_t samples) { rig.cycle(static_cast<uint32_t>(samples), {kChannels}); }
   void pass() { engine.processingPass(); }
+  /// A pass with an event in each of its writes.
+  void passWith(const std::function<void()>& event) {
+    disk.meanwhile = [&](Call call, const std::string&) { call == kWrite&& event ? event() : void(); };
+    pass();
+    disk.meanwhile = [](Call, const std::string&) {};
+    disk.room.clear();
+  }
   /// REC: the next take, up to its first pass; with samples, the second pass writes what may be written of them.
   void record(int64_t samples = 0) {
     engine.setState(IDLE);
@@ -96,7 +74,7 @@ protected:
   TemporaryFolder folder;
   CapturedLog log;
   RingRig rig{kChannels};
-  FaultyDisk disk;
+  BrokenDisk disk;
   std::vector<std::shared_ptr<const MetaData>> takes;
   int take = 0;
   OutputFile engine{*rig.ring, rig.defaults, disk, this, [this] { return rig.now; }};

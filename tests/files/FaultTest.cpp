@@ -1,12 +1,9 @@
 // Every call to the disk of a take and of its playback fails once, in each way that disks have; and disks fill up at
 // any moment of a take.
-#include "tests/files/BrokenDisk.h"
 #include "tests/files/EngineRig.h"
 #include "tests/support/Bytes.h"
 
 namespace vurl {
-
-using Words = std::vector<std::string>;
 
 /// Takes of two pieces, with a stereo and two mono files in two folders, made as the controller makes them.
 struct FaultTest : OutputFileTest {
@@ -17,7 +14,8 @@ struct FaultTest : OutputFileTest {
     for (int channel = 0; channel < kChannels; ++channel)
       for (int file = 0; file < 3; ++file)
         set({{text("channel%02i_in_file%03i", channel, file), int{std::max(0, channel - 1) == file}}});
-    broken_engine.setDiskSync(sync);
+    engine.setDiskSync(sync);
+    disk.longest.clear();
   }
 
   struct Piece {
@@ -32,21 +30,20 @@ struct FaultTest : OutputFileTest {
     std::vector<Piece> pieces;
     for (bool continued = false; pieces.empty() || continued;) {
       set({{"take", ++number}});
-      broken_engine.startWith(continued);
-      broken_engine.processingPass();
+      engine.startWith(continued);
+      pass();
       device(12800 + 256 * (blocks - 2));
-      if (continued) broken_engine.stopAt(rig.ring->recordingPosition() + 256 * blocks + 100, {});
-      broken_engine.processingPass();
-      broken_engine.fileBreak(); // carried out behind the next block
+      if (continued) engine.stopAt(rig.ring->recordingPosition() + 256 * blocks + 100, {});
+      pass();
+      engine.fileBreak(); // carried out behind the next block
       device(256);
-      for (int i = 0; i < 3; ++i) broken_engine.processingPass();
-      EXPECT_EQ(broken_engine.state(), FINISHED_RECORDING);
+      for (int i = 0; i < 3; ++i) pass();
+      EXPECT_EQ(engine.state(), FINISHED_RECORDING);
       EXPECT_TRUE(sync.wait(std::chrono::seconds(60)));
-      continued = broken_engine.restart();
-      pieces.push_back({broken_engine.reason(), broken_engine.metaData(), broken_engine.nrOpenedFiles(),
-                        broken_engine.startPosition()});
-      broken_engine.setState(IDLE);
-      broken_engine.processingPass();
+      continued = engine.restart();
+      pieces.push_back({engine.reason(), engine.metaData(), engine.nrOpenedFiles(), engine.startPosition()});
+      engine.setState(IDLE);
+      pass();
     }
     return pieces;
   }
@@ -92,19 +89,17 @@ struct FaultTest : OutputFileTest {
 
   /// Plays a good take. Returns its reason, and nothing else may go wrong.
   OutputFile::Reason play(const MetaData& record) {
-    broken_engine.startWith(record);
-    const auto is_over = [this] { return broken_engine.state() == IDLE || broken_engine.state() == FINISHED_PLAYBACK; };
-    for (int i = 0; i < 100 && !is_over(); ++i, broken_engine.processingPass()) device(1000);
+    engine.startWith(record);
+    const auto is_over = [this] { return engine.state() == IDLE || engine.state() == FINISHED_PLAYBACK; };
+    for (int i = 0; i < 100 && !is_over(); ++i, pass()) device(1000);
     EXPECT_TRUE(is_over());
-    broken_engine.setState(IDLE);
-    return broken_engine.reason();
+    engine.setState(IDLE);
+    return engine.reason();
   }
 
-  BrokenDisk disk;
   std::shared_ptr<BrokenDisk> sync_disk = std::make_shared<BrokenDisk>();
-  Words unsynced;
+  std::vector<std::string> unsynced;
   DiskSync sync{sync_disk, [this](const std::string& path, int) { unsynced.push_back(path); }};
-  OutputFile broken_engine{*rig.ring, rig.defaults, disk, this, [this] { return rig.now; }};
   int number = 0;
   decltype(nrOpen()) nr_open = nrOpen();
 };
@@ -169,7 +164,7 @@ TEST_F(FaultTest, eachCallOfAPlaybackMayFail) {
 }
 
 TEST_F(FaultTest, eachCallOfASyncMayFail) {
-  const std::map<Call, int> nr_told = {{kOpen, 0}, {kStartWriting, 0}, {kSync, 1}, {kSyncFolder, 1}, {kClose, 1}};
+  const std::map<Call, size_t> nr_told = {{kOpen, 0}, {kStartWriting, 0}, {kSync, 1}, {kSyncFolder, 1}, {kClose, 1}};
   for (const auto& [call, nr] : nr_told) {
     expectNextTakeIsGood();
     for (int at = 1, nr_calls = sync_disk->nr_calls[call]; at <= nr_calls; ++at) {
@@ -178,7 +173,7 @@ TEST_F(FaultTest, eachCallOfASyncMayFail) {
       unsynced.clear();
       for (const auto& piece : take(2)) EXPECT_FALSE(piece.reason);
       const bool was_called = !sync_disk->broken_file.empty(); // how often is the disk's own time
-      EXPECT_EQ(unsynced, nr == 0 || !was_called ? Words() : Words{sync_disk->broken_file});
+      EXPECT_EQ(unsynced, std::vector<std::string>(was_called ? nr : 0, sync_disk->broken_file));
       expectNextTakeIsGood();
     }
   }
