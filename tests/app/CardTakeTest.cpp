@@ -3,7 +3,6 @@
 #include "tests/hardware/CardRig.h"
 
 namespace vurl {
-namespace {
 
 class CardTakeTest : public testing::Test, protected ControllerRig {
 protected:
@@ -15,7 +14,7 @@ protected:
     ring_delegate.pause = std::chrono::milliseconds(5); // 256 samples at 48 kHz
     card.plug();
     alsa = card.serve(model, run_loop);
-    ASSERT_TRUE(goOn([&] { return chosen(DeviceMenu::device) == "ALSA - Box"; }));
+    ASSERT_TRUE(goOn([&] { return chosen() == "ALSA - Box"; }));
   }
   void TearDown() override { input_device.unselectDevice(); }
   bool goOn(const std::function<bool()>& done) {
@@ -24,10 +23,6 @@ protected:
       time(1);
     }
     return done();
-  }
-  std::string chosen(DeviceMenu which) const {
-    const auto* const item = controller.menu(which).selectedItem();
-    return item == nullptr ? "" : item->title;
   }
   void record() {
     controller.recStopPressed(REC);
@@ -53,9 +48,9 @@ TEST_F(CardTakeTest, ACardPulledEndsTheTakeAndIsChosenAgain) {
     record();
     card.pull();
     EXPECT_EQ(endOfTake(), "A device has been added or removed.");
-    EXPECT_EQ(chosen(DeviceMenu::device), "") << "the generator does not stand in for it";
+    EXPECT_EQ(chosen(), "") << "the generator does not stand in for it";
     card.plug();
-    EXPECT_TRUE(goOn([&] { return chosen(DeviceMenu::device) == "ALSA - Box"; }));
+    EXPECT_TRUE(goOn([&] { return chosen() == "ALSA - Box"; }));
   }
 }
 
@@ -70,5 +65,4 @@ TEST_F(CardTakeTest, ItEndsWhenAnotherProgramTurnsTheClockAndNotByARefusal) {
   EXPECT_EQ(chosen(DeviceMenu::clock_source), "Word");
 }
 
-} // namespace
 } // namespace vurl

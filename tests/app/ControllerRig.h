@@ -87,6 +87,12 @@ struct ControllerRig {
     }
   }
 
+  /// What a menu shows as chosen.
+  std::string chosen(DeviceMenu which = DeviceMenu::device) const {
+    const auto* const item = view.menus[static_cast<size_t>(which)].selectedItem();
+    return item == nullptr ? "" : item->title;
+  }
+
   CapturedLog log;
   TemporaryFolder folder;
   UserDefaults defaults;

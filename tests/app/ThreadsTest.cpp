@@ -2,26 +2,16 @@
 // every take whole. What the threads do to each other is the thread sanitizer's to see.
 #include "tests/app/ControllerRig.h"
 
-#include <array>
-#include <random>
-#include <thread>
-
 namespace vurl {
-namespace {
 
 using namespace std::chrono_literals;
 
 class ThreadsTest : public testing::Test, protected ControllerRig {
 protected:
   ThreadsTest() {
-    defaults.registerDefaults({{"filename_format", std::string("T%t%C-%c")},
-                               {"path_for_folder01", folder.path.string()},
-                               {"nr_folders", 2},
-                               {"nr_channels", 4},
-                               {"increment_take", true},
-                               {"new_take_on_rec", true},
-                               {"monitoring", true},
-                               {"pre_record_time", 0}});
+    defaults.registerDefaults({{"filename_format", std::string("T%t%C-%c")}, {"pre_record_time", 0}});
+    defaults.registerDefaults({{"path_for_folder01", folder.path.string()}, {"nr_folders", 2}, {"nr_channels", 4}});
+    for (const char* key : {"increment_take", "new_take_on_rec", "monitoring"}) defaults.setBool(true, key);
     pause = [] { std::this_thread::sleep_for(1ms); };
     generator.setPaced(true);
     generator.setPublished(false);
@@ -72,5 +62,4 @@ TEST_F(ThreadsTest, LeaveEveryTakeWholeWhateverTheUserDoes) {
   EXPECT_GE(view.played.size(), 100U) << view.played;
 }
 
-} // namespace
 } // namespace vurl

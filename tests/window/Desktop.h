@@ -3,21 +3,12 @@
 // with the test program, however that ends. Thread: main.
 #pragma once
 
+#include "tests/support/PrivateBus.h"
 #include "tests/system/Workbench.h"
 
 #include <sys/resource.h>
 
 namespace vurl {
-
-/// Whether `condition`, which takes its own time, comes true within a patience that no test should ever need.
-inline bool soon(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    sleepFor(5);
-  }
-  return true;
-}
 
 class Desktop {
 public:
@@ -29,16 +20,16 @@ public:
          {"AT_SPI_BUS_ADDRESS", "DESKTOP_SESSION", "GNOME_DESKTOP_SESSION_ID", "KDE_FULL_SESSION", "QT_FONT_DPI",
           "QT_QPA_PLATFORMTHEME", "QT_SCALE_FACTOR", "QT_STYLE_OVERRIDE", "WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP"})
       unsetenv(name);
-    const std::string bus_address = lineOf(bus);
-    setenv("DISPLAY", (":" + lineOf(server)).c_str(), 1);
-    setenv("DBUS_SESSION_BUS_ADDRESS", bus_address.c_str(), 1);
+    EXPECT_TRUE(eventually([this] { return server.output().ends_with('\n'); })) << server.errors();
+    setenv("DISPLAY", (":" + server.output().substr(0, server.output().find('\n'))).c_str(), 1);
     setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
     setenv("QT_QPA_PLATFORM", "xcb", 1);
     setenv("LC_ALL", "C.UTF-8", 1);
     manager = std::make_unique<Program>(Words{"openbox", "--sm-disable"});
+    const std::string bus_address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     registry =
         std::make_unique<Program>(Words{"env", "AT_SPI_BUS_ADDRESS=" + bus_address, "/usr/libexec/at-spi2-registryd"});
-    EXPECT_TRUE(soon([] { return Program({"xdotool", "get_num_desktops"}).wait() == 0; })) << manager->errors();
+    EXPECT_TRUE(eventually([] { return Program({"xdotool", "get_num_desktops"}).wait() == 0; })) << manager->errors();
   }
 
   /// An X server that is killed leaves its display's lock behind.
@@ -59,25 +50,9 @@ private:
     printedBy(words);
   }
 
-  static std::string lineOf(const Program& program) {
-    EXPECT_TRUE(soon([&] { return program.output().ends_with('\n'); })) << program.errors();
-    const std::string line = program.output();
-    return line.substr(0, line.find('\n'));
-  }
-
-  /// A bus that starts no programs of its own.
-  Words busDaemon() const {
-    writeFile(folder.file("bus.conf"),
-              "<busconfig><type>session</type><listen>unix:path=" + folder.file("bus") +
-                  "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                  "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
-    return {"dbus-daemon",      "--config-file=" + folder.file("bus.conf"), "--nofork", "--nosyslog", "--nopidfile",
-            "--print-address=1"};
-  }
-
   TemporaryFolder folder;
   Program server{{"Xvfb", "-displayfd", "1", "-screen", "0", "1280x900x24", "-nolisten", "tcp", "-noreset"}};
-  Program bus{busDaemon()};
+  PrivateBus bus{PrivateBus::Services::none};
   std::unique_ptr<Program> manager;
   std::unique_ptr<Program> registry;
 };

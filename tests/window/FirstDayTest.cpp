@@ -25,37 +25,37 @@ struct FirstDayTest : testing::Test {
   /// A part of the windows, once it is there and can be reached.
   Element part(const std::string& name, const std::string& role = "") {
     Element found;
-    EXPECT_TRUE(soon([&] { return (found = program.find(name, role)).exists(); })) << name << recorder.errors();
+    EXPECT_TRUE(eventually([&] { return (found = program.find(name, role)).exists(); })) << name << recorder.errors();
     return found;
   }
   Element windowInFront(const std::string& name, const std::string& role) {
     Element window = part(name, role);
-    EXPECT_TRUE(soon([&] { return window.is(Element::active); })) << name << " is not in front";
+    EXPECT_TRUE(eventually([&] { return window.is(Element::active); })) << name << " is not in front";
     return window;
   }
   bool reaches(const std::string& state) {
     const Element field = part("Length of the take");
-    return soon([&] { return field.description() == state; });
+    return eventually([&] { return field.description() == state; });
   }
   void fillIn(const Element& field, const std::string& text) {
     field.click();
-    EXPECT_TRUE(soon([&] { return field.is(Element::focused); }));
+    EXPECT_TRUE(eventually([&] { return field.is(Element::focused); }));
     Desktop::press("ctrl+a");
     Desktop::type(text);
-    EXPECT_TRUE(soon([&] { return field.text() == text; })) << field.text();
+    EXPECT_TRUE(eventually([&] { return field.text() == text; })) << field.text();
   }
   /// Clicks a cell of the routing, and returns what the cell says of itself.
   static std::string clickRouting(const Element& routing, QPoint point) {
     const std::string before = routing.description();
     Desktop::clickAt(point.x(), point.y());
-    EXPECT_TRUE(soon([&] { return routing.description() != before; }));
+    EXPECT_TRUE(eventually([&] { return routing.description() != before; }));
     return routing.description();
   }
 
   /// The one take in `folder`, as soon as `seconds` of it are on disk.
   std::string takeOf(const std::filesystem::path& folder, uint64_t channels, uint64_t seconds) {
     std::filesystem::path path;
-    EXPECT_TRUE(soon([&] {
+    EXPECT_TRUE(eventually([&] {
       std::error_code none;
       for (const auto& entry : std::filesystem::directory_iterator(folder, none))
         if (entry.path().extension() == ".wav") path = entry.path();
@@ -94,7 +94,7 @@ TEST_F(FirstDayTest, FromAnEmptyHomeToQuittingDuringATake) {
   EXPECT_EQ(first.bits, 24U);
   EXPECT_LT(lastAlike(first, 0, 5), 4) << "each input has a tone of its own";
 
-  ASSERT_TRUE(soon([&] { return takes.rows() == 1; }));
+  ASSERT_TRUE(eventually([&] { return takes.rows() == 1; }));
   const auto frames = static_cast<int>(first.frames * 25 / kRate);
   const std::string expected[] = {
       text("00:00:%02i:%02i", frames / 25, frames % 25), first_path, "Project", "12A", "1", "1"};
@@ -129,7 +129,7 @@ TEST_F(FirstDayTest, FromAnEmptyHomeToQuittingDuringATake) {
   windowInFront("Destination folder", "dialog");
   fillIn(part("Directory:", "text"), card.string());
   Desktop::press("Return");
-  EXPECT_TRUE(soon([&] { return folders.cell(0, 0).name() == card.string(); })) << folders.cell(0, 0).name();
+  EXPECT_TRUE(eventually([&] { return folders.cell(0, 0).name() == card.string(); })) << folders.cell(0, 0).name();
   part("Close").click();
   windowInFront("Vurl Recorder", "frame");
 

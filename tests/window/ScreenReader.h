@@ -19,7 +19,7 @@ public:
   /// The next program that shows up.
   Element program() {
     std::vector<Element> programs;
-    EXPECT_TRUE(soon([&] {
+    EXPECT_TRUE(eventually([&] {
       QCoreApplication::processEvents(); // answers the programs' questions
       programs = Element::registry().children();
       return !programs.empty();
