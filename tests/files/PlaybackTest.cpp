@@ -30,12 +30,12 @@ protected:
   void play(const MetaData& record) {
     heard.clear();
     engine.startWith(record);
-    const auto rests = [this] { return engine.state() == IDLE || engine.state() == FINISHED_PLAYBACK; };
-    for (int passes = 1000; passes > 0 && !rests(); --passes) {
+    for (int passes = 1000; passes > 0 && engine.state() != FINISHED_PLAYBACK; --passes) {
       pass();
       EXPECT_LE(rig.ring->playbackPosition() - rig.ring->recordingPosition(), 943718 + 256);
       cycles(10);
     }
+    EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
   }
   /// What sample `k` of the take must sound like on `channel`.
   float sound(int64_t channel, int64_t k) const {
@@ -72,37 +72,30 @@ protected:
 };
 
 TEST_F(PlaybackTest, PlaysEveryFormatAndRoutingInOrderAndKeepsLiveInput) {
-  const auto nr_open = nrOpen();
-  const struct {
-    int32_t depth;
-    std::array<int, kChannels> file_of_channel;
-    int64_t nr_channels; ///< in use when the take is played
-    int missing_file;
-    std::array<bool, kChannels> audible;
-  } cases[] = {{INTEGER24, {0, 0, 0, 0}, 4, -1, {true, true, true, true}},
-               {INTEGER16, {0, 0, 1, 2}, 4, 1, {true, true, false, true}},
-               {FLOAT32, {0, 1, 0, 1}, 3, -1, {true, true, true, false}},
-               {INTEGER24, {0, 0, 0, 0}, 2, -1, {true, true, false, false}},
-               {INTEGER24, {0, 0, 0, 0}, 0, -1, {false, false, false, false}}};
-  for (const auto& c : cases) {
-    depth = c.depth;
+  // the file of each channel, the channels in use when the take is played, a file that is missing, what is heard
+  using Audible = std::array<bool, kChannels>;
+  const std::tuple<int32_t, std::array<int, kChannels>, int, int, Audible> cases[] = {
+      {INTEGER24, {0, 0, 0, 0}, 4, -1, {true, true, true, true}},
+      {INTEGER16, {0, 0, 1, 2}, 4, 1, {true, true, false, true}},
+      {FLOAT32, {0, 1, 0, 1}, 3, -1, {true, true, true, false}},
+      {INTEGER24, {0, 0, 0, 0}, 2, -1, {true, true, false, false}},
+      {INTEGER24, {0, 0, 0, 0}, 0, -1, {false, false, false, false}}};
+  for (const auto& [bit_depth, file_of_channel, nr_channels, missing_file, audible] : cases) {
+    depth = bit_depth;
     set({{"bit_depth", depth}, {"nr_files", 3}, {"nr_channels", kChannels}});
-    for (int i = 0; i < kChannels * 3; ++i) {
-      set({{text("channel%02i_in_file%03i", i / 3, i % 3), c.file_of_channel[static_cast<size_t>(i / 3)] == i % 3}});
-    }
+    for (int i = 0; i < kChannels * 3; ++i)
+      set({{text("channel%02i_in_file%03i", i / 3, i % 3), file_of_channel[static_cast<size_t>(i / 3)] == i % 3}});
     const MetaData& record = recordTake(20000);
-    if (c.missing_file >= 0) std::filesystem::remove(record.filenameForFile(c.missing_file));
-    set({{"nr_channels", c.nr_channels}});
+    if (missing_file >= 0) std::filesystem::remove(record.filenameForFile(missing_file));
+    set({{"nr_channels", nr_channels}});
     play(record);
-    EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
     EXPECT_EQ(engine.reason(), std::nullopt);
     EXPECT_EQ(engine.nrSamples(), record.nrSamples());
-    expectHeard(record.nrSamples(), c.audible);
+    expectHeard(record.nrSamples(), audible);
     expectLiveHistory();
   }
   EXPECT_TRUE(log.contains("channels beyond the 3 that are in use"));
   EXPECT_TRUE(log.contains("Couldn't find audio file '" + folder.file("take2-f02.wav") + "' to read from."));
-  EXPECT_EQ(nrOpen(), nr_open);
 }
 
 TEST_F(PlaybackTest, KeepsTheLongestPreRecordForTheTakeThatFollows) {
@@ -123,26 +116,19 @@ TEST_F(PlaybackTest, KeepsTheLongestPreRecordForTheTakeThatFollows) {
 TEST_F(PlaybackTest, FaultyFilesAndRecordsEndIt) {
   constexpr int64_t kLength = 78 * 256;
   const OutputFile::Reason no_data = "Could not read samples from file, No data available.";
-  const auto cutSecond = [](MetaData& record) {
-    resize_file(std::filesystem::path(record.filenameForFile(1)), kHeaderSize + 5000 * 6);
-  };
+  const auto cut = [this](MetaData&) { std::filesystem::resize_file(path(), kHeaderSize + 5000 * 12); };
   const std::tuple<std::function<void(MetaData&)>, OutputFile::Reason, int64_t> cases[] = {
-      {cutSecond, no_data, 19 * 256},
+      {cut, no_data, 19 * 256},
       {[](MetaData& record) { record.setNrSamples(4294967295); }, no_data, kLength},
       {[](MetaData& record) { record.setNrSamples(kLength - 100); }, no_data, kLength},
       {[](MetaData& record) { record.setNrSamples(-5); }, {}, 0},
       {[](MetaData& record) { record.setNrChannels(0); }, {}, 0}};
-  set({{"pre_record_time", 0}, {"nr_files", 2}});
-  for (int i = 2; i < kChannels; ++i)
-    set({{text("channel%02i_in_file000", i), 0}, {text("channel%02i_in_file001", i), 1}});
+  set({{"pre_record_time", 0}});
   for (const auto& [spoil, reason, length] : cases) {
     MetaData record = recordTake(20000);
-    const auto nr_open = nrOpen();
     spoil(record);
     play(record);
-    EXPECT_EQ(engine.state(), FINISHED_PLAYBACK);
     EXPECT_EQ(engine.reason(), reason);
-    EXPECT_EQ(nrOpen(), nr_open);
     expectHeard(length);
   }
   EXPECT_TRUE(log.contains("nothing of it will be heard"));

@@ -46,16 +46,12 @@ TEST_F(ReadHeaderTest, aRoundTripKeepsAllButWhatTheHeaderDoesNotTell) {
 TEST_F(ReadHeaderTest, filesThatTellNothingOfTheTake) {
   const std::string fifo = folder.file("fifo");
   mkfifo(fifo.c_str(), 0600);
-  writeFile(path, "RIF");
-  const std::pair<std::string, const char*> files[] = {{fifo, "Could not read file to read header: Not a regular file"},
-                                                       {path, "Magic is unknown"}};
-  for (const auto& [name, line] : files) {
-    const CapturedLog log;
-    EXPECT_EQ(OutputFile::readHeader(name, back), -1) << name;
-    EXPECT_EQ(log.lines(), std::vector<std::string>{line});
-  }
-  // A document with markup in a text tells nothing either, and the date is the file's own.
   const CapturedLog log;
+  EXPECT_EQ(OutputFile::readHeader(fifo, back), -1);
+  EXPECT_EQ(read("RIF"), -1);
+  EXPECT_EQ(log.lines(),
+            (std::vector<std::string>{"Could not read file to read header: Not a regular file", "Magic is unknown"}));
+  // A document with markup in a text tells nothing either, and the date is the file's own.
   read(headerOf(sampleTake(), 1));
   last_write_time(folder.path / "x.wav", std::filesystem::file_time_type::clock::now() - std::chrono::hours(1000));
   EXPECT_EQ(OutputFile::readHeader(path, back), 0);

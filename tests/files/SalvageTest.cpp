@@ -6,10 +6,7 @@
 #include "files/HeaderChunks.h"
 #include "files/HeaderJournal.h"
 #include "metadata/RateTexts.h"
-#include "platform/FileBytes.h"
 #include "tests/files/HeaderRig.h"
-
-#include <sys/stat.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -50,6 +47,7 @@ struct SalvageTest : HeaderTest {
 };
 
 TEST_F(SalvageTest, aHeaderTellsOfAllWholeFramesBehindIt) {
+  const auto long_ago = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1000);
   for (const int32_t format : {MetaData::kBWF, MetaData::kCAF})
     for (const int32_t depth : {INTEGER16, INTEGER24, FLOAT32})
       for (const auto& [frames, stray] : {std::pair<int64_t, size_t>{256, 0}, {1, 1}, {100000, 1}, {2560, 0}}) {
@@ -57,8 +55,7 @@ TEST_F(SalvageTest, aHeaderTellsOfAllWholeFramesBehindIt) {
         take.setBitDepth(depth);
         const std::string cut = cutFile(frames, stray);
         writeFile(path, cut);
-        timespec times[2] = {{1000000, 0}, {1000000, 0}};
-        utimensat(AT_FDCWD, path.c_str(), times, 0);
+        last_write_time(std::filesystem::path(path), long_ago);
         ASSERT_EQ(salvage(true), Outcome::cut);
         ASSERT_EQ(fileBytes(path), cut);
         ASSERT_EQ(salvage(), Outcome::completed) << told.reason;
@@ -68,9 +65,7 @@ TEST_F(SalvageTest, aHeaderTellsOfAllWholeFramesBehindIt) {
                   std::tuple(frames, take.sampleRate(), take.bwfOriginatorReferenceForFile(-1), int64_t(stray)));
         std::string fault;
         EXPECT_TRUE(chunksOfFile(path, fault) && fault.empty()) << fault;
-        struct stat status {};
-        stat(path.c_str(), &status);
-        EXPECT_EQ(status.st_mtim.tv_sec, 1000000);
+        EXPECT_EQ(std::filesystem::last_write_time(path), long_ago);
         EXPECT_EQ(salvage(), Outcome::none);
         EXPECT_EQ(fileBytes(path), whole);
       }
@@ -92,18 +87,16 @@ TEST_F(SalvageTest, aLargeFileBecomesRF64) {
   const int64_t size = kHeaderSize + frames * take.blockAlignForFile(1);
   ASSERT_EQ(truncate(path.c_str(), size), 0);
   ASSERT_EQ(salvage(), Outcome::completed);
-  const int descriptor = open(path.c_str(), O_RDONLY);
   std::string block(kHeaderSize, '\0');
-  EXPECT_EQ(readAt(descriptor, reinterpret_cast<uint8_t*>(block.data()), block.size(), 0), 0);
-  close(descriptor);
+  EXPECT_TRUE(std::ifstream(path, std::ios::binary).read(block.data(), kHeaderSize));
   EXPECT_EQ(parts(block), parts(header(frames)));
   EXPECT_EQ(block.substr(0, 4), "RF64");
   EXPECT_EQ(salvage(), Outcome::none);
-  const int writer = open(path.c_str(), O_WRONLY); // as others write such a header, with a chunk of theirs behind
-  const std::string unknown(4, '\xFF'), chunk = "LIST" + std::string(1000, '\0');
-  EXPECT_EQ(pwrite(writer, unknown.data(), 4, kHeaderSize - 4), 4);
-  EXPECT_EQ(pwrite(writer, chunk.data(), chunk.size(), size), static_cast<ssize_t>(chunk.size()));
-  close(writer);
+  { // as others write such a header, with a chunk of theirs behind
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(kHeaderSize - 4) << "\xFF\xFF\xFF\xFF";
+    file.seekp(size) << "LIST" + std::string(1000, '\0');
+  }
   EXPECT_EQ(salvage(), Outcome::none);
 }
 
@@ -146,35 +139,30 @@ TEST_F(SalvageTest, aDeathDuringTheRepairIsMended) {
   const HeaderJournal journal(path);
   const HeaderJournal::Entry entry{block(cut), block(whole), static_cast<int64_t>(whole.size())};
   const std::string journal_path = folder.file(".x.wav.repair");
+  const auto expectSalvaged = [&](const auto& noted, const std::string& left, Outcome outcome, const std::string& then,
+                                  size_t journal_size = SIZE_MAX) {
+    ASSERT_EQ(journal.write(noted), 0);
+    writeFile(journal_path, fileBytes(journal_path).substr(0, journal_size));
+    writeFile(path, left);
+    EXPECT_EQ(salvage(), outcome);
+    EXPECT_EQ(fileBytes(path), then);
+    EXPECT_FALSE(std::filesystem::exists(journal_path));
+  };
   std::mt19937 random(1);
   for (int round = 0; round < 40; ++round) {
     std::string torn = cut; // some sectors have come to disk, in any order
     for (size_t i = 0; i < size_t{kHeaderSize}; i += 512)
       if (random() % 2 == 0) torn.replace(i, 512, whole, i, 512);
-    writeFile(path, torn);
-    ASSERT_EQ(journal.write(entry), 0);
-    EXPECT_EQ(salvage(), Outcome::completed);
-    EXPECT_EQ(fileBytes(path), whole);
-    EXPECT_FALSE(std::filesystem::exists(journal_path));
+    expectSalvaged(entry, torn, Outcome::completed, whole);
   }
   // A journal that was cut short itself: the header was not touched yet.
-  ASSERT_EQ(journal.write(entry), 0);
-  writeFile(journal_path, fileBytes(journal_path).substr(0, 200000));
-  writeFile(path, cut);
-  EXPECT_EQ(salvage(), Outcome::completed);
-  EXPECT_EQ(fileBytes(path), whole);
+  expectSalvaged(entry, cut, Outcome::completed, whole, 200000);
   // One that lies about the file's length.
-  ASSERT_EQ(journal.write({block(cut), block(whole), kHeaderSize + take.blockAlignForFile(1)}), 0);
-  EXPECT_EQ(salvage(), Outcome::none);
-  EXPECT_EQ(fileBytes(path), whole);
+  const HeaderJournal::Entry lie{block(cut), block(whole), kHeaderSize + take.blockAlignForFile(1)};
+  expectSalvaged(lie, whole, Outcome::none, whole);
   // One that was left behind, and somebody has changed the file since.
-  ASSERT_EQ(journal.write(entry), 0);
-  std::string changed = whole;
-  changed.replace(changed.find("Film"), 4, "Farm");
-  writeFile(path, changed);
-  EXPECT_EQ(salvage(), Outcome::none);
-  EXPECT_EQ(fileBytes(path), changed);
-  EXPECT_FALSE(std::filesystem::exists(journal_path));
+  const std::string changed = std::string(whole).replace(whole.find("Film"), 4, "Farm");
+  expectSalvaged(entry, changed, Outcome::none, changed);
 }
 
 } // namespace vurl

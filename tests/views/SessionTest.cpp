@@ -9,7 +9,6 @@
 #include <QtWidgets/QPushButton>
 
 namespace vurl {
-namespace {
 
 constexpr int kCycles = 120;          ///< of work
 constexpr int kTicksPerCycle = 300;   ///< 30 s
@@ -126,8 +125,6 @@ struct SessionTest : SessionRig {
   int nr_whole_takes = 0;
   int nr_changes = 0;
 };
-
-} // namespace
 
 TEST_F(SessionTest, AnHourOfTakesLeavesNothingBehindButThem) {
   const auto log_before = Log::setSink([](std::string_view) {});

@@ -9,7 +9,6 @@
 #include <QtWidgets/QSpinBox>
 
 namespace vurl {
-namespace {
 
 struct SettingsBindingTest : testing::Test {
   UserDefaults defaults;
@@ -17,8 +16,6 @@ struct SettingsBindingTest : testing::Test {
   UserDefaults::ObservationHandle observation =
       defaults.observe("key", [this](const std::string& key) { stored.push_back(defaults.stringForKey(key)); });
 };
-
-} // namespace
 
 TEST_F(SettingsBindingTest, TextGoesBothWaysAndIsNotDisturbedWhileItIsTyped) {
   QLineEdit field;
