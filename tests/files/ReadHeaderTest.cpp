@@ -65,17 +65,17 @@ TEST_F(ReadHeaderTest, chunksUpToWhereTheFileContradictsItself) {
   const std::string wave = "RIFF" + le(0) + "WAVEfmt " + le(3) + "abc";
   const std::tuple<std::string, std::string, std::string> cases[] = {
       {headerOf(large, 1).substr(0, 84) + "data" + le(205032704),
-       "ds64 12 28, fmt  48 16, fact 72 4, data 84 4500000000",
+       "ds64 12 28, fmt  48 16, fact 72 4, data 84 4500000000, ",
        "Chunk 'data' at byte 84 runs past the end of the file"},
-      {wave + field("", 1) + "data" + le(2) + "ab" + "abcdefg", "fmt  12 3, data 24 2", ""},
+      {wave + field("", 1) + "data" + le(2) + "ab" + "abcdefg", "fmt  12 3, data 24 2, ", ""},
       {field("caff", 8) + "free" + be(1, 8) + "?" + "data" + be(UINT64_MAX, 8) + "free" + be(0, 8),
-       "free 8 1, data 21 -1", ""},
+       "free 8 1, data 21 -1, ", ""},
       {"RIFF", "", "It is no RIFF, RF64 or CAF file"}};
   for (const auto& [bytes, expected, expected_reason] : cases) {
     writeFile(path, bytes);
     std::string listed, reason;
     for (const auto& [identifier, offset, size] : chunksOfFile(path, reason).value_or(std::vector<HeaderChunk>()))
-      listed += text("%s%@ %qi %qi", listed.empty() ? "" : ", ", identifier, offset, size);
+      listed += text("%@ %qi %qi, ", identifier, offset, size);
     EXPECT_EQ(listed, expected);
     EXPECT_EQ(reason, expected_reason);
   }

@@ -20,7 +20,7 @@ TEST_F(MetaDataTest, numbersOutsideTheRecordReadAsNothingAndChangeNothing) {
   EXPECT_EQ(take.iXMLForFile(1), document);
   // folders of the take, the folder asked for, the one that it becomes
   for (const auto& [nr_folders, folder, result] :
-       std::initializer_list<std::array<int32_t, 3>>{{2, 5, 1}, {2, 1, 1}, {16, 12, 7}, {2, -4, 0}, {0, 0, -1}}) {
+       {std::tuple{2, 5, 1}, {2, 1, 1}, {16, 12, 7}, {2, -4, 0}, {0, 0, -1}}) {
     take.setNrFolders(nr_folders);
     take.setFolder(folder, 4);
     EXPECT_EQ(take.folderForFile(4), result) << nr_folders << " " << folder;
@@ -106,7 +106,6 @@ TEST_F(MetaDataTest, fileNames) {
 TEST_F(MetaDataTest, theDocumentAndWhatChangesItsLines) {
   // clang-format off
   const std::tuple<int32_t, int64_t, const char*, const char*, const char*> cases[] = {
-      {1, 5965229, "555-0100", "BIT_DEPTH>24<", "BIT_DEPTH>16<"},
       {3, 5965229, "555-0100", ">24</AUDIO_BIT_DEPTH>\r\n\t\t\t<AUDIO_ENCODING>PCM int<",
                                ">32</AUDIO_BIT_DEPTH>\r\n\t\t\t<AUDIO_ENCODING>PCM float<"},
       {7, 5965229, "555-0100",
