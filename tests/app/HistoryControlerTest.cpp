@@ -46,6 +46,8 @@ TEST_F(HistoryTest, entriesThatAreNoTakesAreLeftOut) {
   for (const char* const line : {"/d.wav", "/g.wav", "/h.caf", "missing: No such file", "a1.wav: Not a directory"})
     EXPECT_TRUE(log.contains(line)) << line;
   EXPECT_EQ(history.selectedMetaData()->slate(), "a");
+  view.row = 0;
+  EXPECT_EQ(history.selectedMetaData()->slate(), "b");
   EXPECT_EQ(history.objectValue("bit_depth", 0) + history.objectValue("duration", 0), "24 bit00:01:01:00");
   EXPECT_EQ(history.objectValue("nonsense", 0) + history.objectValue("take", 2) + history.objectValue("take", -1), "");
 }

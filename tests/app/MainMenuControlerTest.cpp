@@ -25,30 +25,6 @@ protected:
   }
 };
 
-TEST_F(ControllerTest, ATakeMovesTheCountersOnUnlessAReasonEndsIt) {
-  const std::string overload = "The processor was overloaded during recording.";
-  const std::tuple<void (*)(MainMenuControler&), OutputFile::Reason, const char*, const char*> cases[] = {
-      {[](auto& c) { c.recStopPressed(STOP); }, {}, "T1.wav", "2/1/1/1//"},
-      {[](auto& c) { c.processorOverload(); }, overload, "T2.wav", "2/1/1/2//"},
-      {[](auto& c) { c.recStopPressed(ABORT); }, "abort", "T2-2-nr2.wav", "2/1/1/3//"}};
-  for (const auto& [end, reason, name, after] : cases) {
-    record(8);
-    end(controller);
-    timeUntilIdle();
-    const auto& [meta_data, nr_files, told, continues, longest_backlog, incidents] = view.takes.back();
-    EXPECT_EQ(told, reason);
-    EXPECT_GE(longest_backlog, OutputFile::kMinimumBacklog);
-    EXPECT_TRUE(nr_files == 1 && !continues && incidents.size() == 0);
-    EXPECT_EQ(meta_data->filenameForFile(0), folder.file(name));
-    EXPECT_EQ(counters(), after);
-  }
-  EXPECT_EQ(view.alerts, "Playback aborted. " + overload) << "an abort is silent";
-  record(8);
-  controller.applicationWillTerminate();
-  EXPECT_EQ(output_file.state(), IDLE);
-  EXPECT_EQ(counters(), "2/1/1/3//") << "the user has not ended it";
-}
-
 TEST_F(ControllerTest, CountersByTheirSwitches) {
   // clang-format off
   const std::tuple<std::vector<const char*>, std::string, bool, const char*> cases[] = {

@@ -148,10 +148,9 @@ TEST_F(OutputFileTest, ATakeListsWhatHappenedToTheSamplesThatItHolds) {
   cycle(9000, kAudioTimeStampSamplesLost); // the take will not reach back to this one
   for (int i = 0; i < 9; ++i) cycle(13800 + i * 4800, 0);
   cycle(57500, kAudioTimeStampSamplesLost); // but to this one, at 52800
-  const int64_t first = rig.ring->devicePosition() - 48000;
+  const int64_t start = rig.ring->devicePosition() - 48000;
   record();
-  const int64_t start = engine.startPosition();
-  EXPECT_EQ(start, first);
+  EXPECT_EQ(engine.startPosition(), start);
   cycle(62300, kAudioTimeStampOverload);                             // at 57600
   cycle(67100, kAudioTimeStampSamplesLost);                          // at 62400, nobody knows how many
   cycle(1000, kAudioTimeStampSamplesLost | kAudioTimeStampOverload); // at 67200, the same
@@ -161,26 +160,21 @@ TEST_F(OutputFileTest, ATakeListsWhatHappenedToTheSamplesThatItHolds) {
   pass();
   rig.ring->noteIncident({standstill, 76800, 900});
   cycle(304800, 0);
-  EXPECT_EQ(engine.nrIncidents(), 7U);
   for (int i = 0; i < 400; ++i) cycle(309600 + i, kAudioTimeStampOverload, 1);
   cycle(310000, 0);
   finish();
   const IncidentList& list = engine.incidentsOfTake();
-  const std::vector<Incident> expected = {{samples_lost, 52800 - start, 500},
-                                          {overload, 57600 - start, 0},
-                                          {samples_lost, 62400 - start, 0},
-                                          {samples_lost, 67200 - start, 0},
-                                          {time_jump, 67200 - start, 1000 - 67100 - 4800},
-                                          {time_jump, 72000 - start, jump},
-                                          {standstill, 76800 - start, 900}};
+  // clang-format off
+  const std::vector<Incident> expected = {
+      {samples_lost, 52800 - start, 500}, {overload, 57600 - start, 0}, {samples_lost, 62400 - start, 0},
+      {samples_lost, 67200 - start, 0}, {time_jump, 67200 - start, 1000 - 67100 - 4800},
+      {time_jump, 72000 - start, jump}, {standstill, 76800 - start, 900}};
+  // clang-format on
   ASSERT_EQ(list.first.size(), IncidentList::kMostListed);
   EXPECT_TRUE(std::equal(expected.begin(), expected.end(), list.first.begin()));
   EXPECT_EQ(list.counts, (std::array<uint64_t, 4>{3, 401, 2, 1}));
   EXPECT_TRUE(list.size() == 407 && list.unlisted == 0 && list.samples_lost == 500);
   EXPECT_TRUE(log.contains("close movie, 407 incidents: samples lost 3 times (500 known of), 401 overloads"));
-  record(20000);
-  finish();
-  EXPECT_TRUE(engine.incidentsOfTake().size() == 0 && log.contains("close movie, no incidents"));
   record();
   engine.fileBreak();
   rig.ring->noteIncident({overload, engine.startPosition() + 256, 0}); // between the two pieces
