@@ -70,19 +70,4 @@ TEST(ChannelLayout, ClicksRouteWhatTheCellStandsFor) {
   }
 }
 
-TEST(ChannelLayout, MenusLimitTheCounts) {
-  const CapturedLog log;
-  // clang-format off
-  const std::tuple<const char*, int, int> cases[] = { // what is stored and what becomes of it
-      {"nr_channels", 65, 64}, {"nr_channels", -3, -3}, {"nr_files", 201, 200}, {"nr_files", -1, 200}, {"nr_folders", 17, 16}};
-  // clang-format on
-  for (const auto& [key, stored, expected] : cases) {
-    Layout layout;
-    layout.defaults.setForRun(int64_t{stored}, key);
-    layout.controler.resetMenus();
-    EXPECT_EQ(layout.defaults.integerForKey(key), expected) << key << stored;
-    EXPECT_TRUE(layout.defaults.isSetForRun(key)) << "what the user has stored stays";
-  }
-}
-
 } // namespace vurl

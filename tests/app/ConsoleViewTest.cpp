@@ -23,9 +23,7 @@ TEST(ConsoleView, ATakeIsPrintedWithAllItsIncidentsOnceItsFilesAreOnDisk) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   view.takeFinished(finished);
-  for (int look = 0; look < 3; ++look) view.showRing({});
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-  testing::internal::CaptureStdout();
+  for (int look = 0; look < 3; ++look) view.showRing({}); // if it were printed now, what follows would be missing
   is_synced = true;
   view.showRing({}); // what failed may be told behind this look
   view.fileNotSynced("/sound/", "Input/output error");

@@ -18,11 +18,6 @@ protected:
     for (int i = 0; i < 100 && output_file.state() != IDLE; ++i) time(1);
     ASSERT_EQ(output_file.state(), IDLE);
   }
-  std::string counters() const {
-    std::string all;
-    for (const char* key : {"take", "slate", "roll", "count", "note"}) all += defaults.stringForKey(key) + "/";
-    return all;
-  }
 };
 
 TEST_F(ControllerTest, CountersByTheirSwitches) {
@@ -42,7 +37,9 @@ TEST_F(ControllerTest, CountersByTheirSwitches) {
       defaults.setObject(value, key);
     defaults.setInteger(5, "count");
     controller.increment(continued);
-    EXPECT_EQ(counters(), after);
+    std::string counters;
+    for (const char* key : {"take", "slate", "roll", "count", "note"}) counters += defaults.stringForKey(key) + "/";
+    EXPECT_EQ(counters, after);
   }
   for (const bool reset : {false, true}) {
     defaults.setBool(reset, "reset_take");
