@@ -10,22 +10,25 @@ using namespace std::chrono_literals;
 /// On a disk that notes what it is asked for, and hangs on demand.
 struct DiskSyncTest : OutputFileTest {
   DiskSyncTest() {
-    sync_disk->meanwhile = [this](Call call, const std::string& path) {
-      const std::lock_guard lock(hanging);
-      calls.emplace_back(call, path);
+    sync_disk->meanwhile = [notes = notes](Call call, const std::string& path) { // outlives the test where it hangs
+      const std::lock_guard lock(notes->hanging);
+      notes->calls.emplace_back(call, path);
     };
   }
   bool has(Call call, const std::string& path) {
     const auto is_there = [&] {
-      const std::lock_guard lock(hanging);
-      return std::ranges::count(calls, std::pair(call, path)) > 0;
+      const std::lock_guard lock(notes->hanging);
+      return std::ranges::count(notes->calls, std::pair(call, path)) > 0;
     };
     for (int patience = 60000; !is_there() && patience > 0; --patience) std::this_thread::sleep_for(1ms);
     return is_there();
   }
 
-  std::mutex hanging;
-  std::vector<std::pair<Call, std::string>> calls;
+  struct Notes {
+    std::mutex hanging;
+    std::vector<std::pair<Call, std::string>> calls;
+  };
+  std::shared_ptr<Notes> notes = std::make_shared<Notes>();
   std::shared_ptr<BrokenDisk> sync_disk = std::make_shared<BrokenDisk>();
   std::string told;
   std::unique_ptr<DiskSync> sync = std::make_unique<DiskSync>(
@@ -40,14 +43,16 @@ TEST_F(DiskSyncTest, aTakeIsWrittenOutWhileItRunsAndSyncedBehindItsEnd) {
     EXPECT_TRUE(has(call, of)) << call << ", in its middle";
   finish();
   ASSERT_TRUE(sync->wait(60s));
-  const decltype(calls) end = {{kSync, path()}, {kClose, path()}, {kSyncFolder, its_folder}};
+  const auto& calls = notes->calls;
+  const std::vector<std::pair<Call, std::string>> end = {
+      {kSync, path()}, {kClose, path()}, {kSyncFolder, its_folder}};
   EXPECT_TRUE(std::search(calls.begin(), calls.end(), end.begin(), end.end()) != calls.end());
   EXPECT_EQ(told, "");
 }
 
 TEST_F(DiskSyncTest, aDiskThatHangsHoldsUpNeitherTakesNorTheEnd) {
   engine.setDiskSync(*sync);
-  std::unique_lock hang(hanging);
+  std::unique_lock hang(notes->hanging);
   for (int i = 0; i < 3; ++i) {
     record(48000);
     finish();
