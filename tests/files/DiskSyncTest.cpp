@@ -44,8 +44,7 @@ TEST_F(DiskSyncTest, aTakeIsWrittenOutWhileItRunsAndSyncedBehindItsEnd) {
   finish();
   ASSERT_TRUE(sync->wait(60s));
   const auto& calls = notes->calls;
-  const std::vector<std::pair<Call, std::string>> end = {
-      {kSync, path()}, {kClose, path()}, {kSyncFolder, its_folder}};
+  const std::vector<std::pair<Call, std::string>> end = {{kSync, path()}, {kClose, path()}, {kSyncFolder, its_folder}};
   EXPECT_TRUE(std::search(calls.begin(), calls.end(), end.begin(), end.end()) != calls.end());
   EXPECT_EQ(told, "");
 }

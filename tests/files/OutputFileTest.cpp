@@ -77,18 +77,6 @@ TEST_F(OutputFileTest, WhatHappensDuringAStepDecidesHowTheTakeEndsWithTheSameBlo
   }
 }
 
-TEST_F(OutputFileTest, AFullDiskThatHasNoRoomForAHeaderIsToldOf) {
-  record();
-  disk.bytes_left = 4000;
-  device(kFirstPart);
-  pass();
-  disk.bytes_left = -3072; // what cutting off the torn block gives back
-  finish(false);
-  const auto reason = engine.reason().value_or("");
-  EXPECT_TRUE(reason.starts_with("Could not write samples to file, No space left on device. 1 files have got no"));
-  disk.bytes_left = INT64_MAX;
-}
-
 TEST_F(OutputFileTest, ATakeWithoutChannelsGoesOnUntilItsDeviceStandsStill) {
   set({{"nr_channels", 0}});
   record(kFirstPart);
