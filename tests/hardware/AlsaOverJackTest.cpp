@@ -4,39 +4,30 @@
 #include "tests/hardware/ServiceRig.h"
 #include "tests/support/CapturedLog.h"
 
-#include <jack/jack.h>
-
 #include <fstream>
 
 namespace vurl {
 namespace {
 
-/// A device over a JACK server, its outputs led back to its inputs.
+/// A device over a JACK server.
 class AlsaOverJack : public testing::Test {
 protected:
   void SetUp() override { open(256); }
   void open(int frames) {
+    rig.reset();
+    peer.reset();
+    server.stop();
     setenv("JACK_DEFAULT_SERVER", server.name().c_str(), 1);
     server.start(48000, frames);
-    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
-    for (int i = 0; i < 500 && !std::ranges::count(JackRig::ownServers(), server.name()); i++) usleep(10'000);
-    peer = jack_client_open("peer", options, nullptr, server.name().c_str());
+    peer = makePeer(server);
     ASSERT_NE(peer, nullptr);
     rig = std::make_unique<AlsaRig>("pcm.jack { type jack playback_ports { 0 system:playback_1 1 system:playback_2 } "
-                                    "capture_ports { 0 system:capture_1 1 system:capture_2 } hint.show on }");
-    rig->input_device.awake();
-    ASSERT_NE(rig->find("ALSA - jack"), 0U);
-  }
-  bool select() {
-    rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
-    return rig->waitForCycles(5);
-  }
-  void TearDown() override {
-    rig.reset();
-    if (peer != nullptr) jack_client_close(peer);
+                                    "capture_ports { 0 system:capture_1 1 system:capture_2 } hint.show on }",
+                                    "jack");
+    ASSERT_NE(rig->device(), 0U);
   }
   std::vector<std::string> ports(unsigned long direction) {
-    const char** const names = jack_get_ports(peer, "test_hardware.*", nullptr, direction);
+    const char** const names = jack_get_ports(peer.get(), "test_hardware.*", nullptr, direction);
     std::vector<std::string> result;
     for (const char** name = names; name != nullptr && *name != nullptr; name++) result.emplace_back(*name);
     jack_free(names);
@@ -44,7 +35,7 @@ protected:
   }
   CapturedLog log;
   JackServer server;
-  jack_client_t* peer = nullptr;
+  PeerClient peer{nullptr, jack_client_close};
   std::unique_ptr<AlsaRig> rig;
 };
 
@@ -55,20 +46,17 @@ public:
   static constexpr float kStep = 0x1p-24F;
   static int64_t countOf(float sample) { return std::llround(sample / kStep); }
 
-  Partner(const std::string& server, const std::string& remote_input, const std::string& remote_output) {
-    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
-    client = jack_client_open("partner", options, nullptr, server.c_str());
-    output = jack_port_register(client, "out", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
-    input = jack_port_register(client, "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
-    jack_set_process_callback(client, cycle, this);
+  Partner(const JackServer& server, const std::string& remote_input, const std::string& remote_output)
+      : client(makePeer(server, "partner")),
+        output(jack_port_register(client.get(), "out", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0)),
+        input(jack_port_register(client.get(), "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0)) {
+    jack_set_process_callback(client.get(), cycle, this);
     jack_set_xrun_callback(
-        client, [](void* self) { return static_cast<Partner*>(self)->nr_xruns++, 0; }, this);
-    jack_activate(client);
-    EXPECT_EQ(jack_connect(client, "partner:out", remote_input.c_str()), 0);
-    EXPECT_EQ(jack_connect(client, remote_output.c_str(), "partner:in"), 0);
+        client.get(), [](void* self) { return static_cast<Partner*>(self)->nr_xruns++, 0; }, this);
+    jack_activate(client.get());
+    EXPECT_EQ(jack_connect(client.get(), "partner:out", remote_input.c_str()), 0);
+    EXPECT_EQ(jack_connect(client.get(), remote_output.c_str(), "partner:in"), 0);
   }
-  ~Partner() { jack_client_close(client); }
-  Partner(Partner&&) = delete;
 
   std::atomic<int> nr_xruns = 0;  ///< of the server
   std::atomic<int> nr_breaks = 0; ///< in what the device plays
@@ -87,10 +75,9 @@ private:
     }
     return 0;
   }
-  jack_client_t* client = nullptr;
-  jack_port_t* output = nullptr;
-  jack_port_t* input = nullptr;
   int64_t number = 0;
+  const PeerClient client; ///< its cycles end before what they work on goes
+  jack_port_t *const output, *const input;
 };
 
 /// Milliseconds that the calling thread has waited for a processor; nothing where the system does not tell.
@@ -134,14 +121,10 @@ struct DuplexUser {
 // nothing else may be lost.
 TEST_F(AlsaOverJack, LosesNothingInFullDuplexOrTellsIt) {
   for (const auto& [frames, seconds] : {std::pair{256, 30}, {64, 10}}) {
-    if (frames != 256) {
-      TearDown();
-      server.stop();
-      open(frames);
-    }
+    if (frames != 256) open(frames);
     DuplexUser user;
     rig->delegate.in_cycle = [&](auto& inputs, auto& outputs) { user.cycle(inputs, outputs, rig->delegate); };
-    rig->input_device.setSelectedDevice(rig->find("ALSA - jack"));
+    rig->input_device.setSelectedDevice(rig->device());
     if (frames != 256) rig->input_device.setBufferFrameSize(static_cast<uint32_t>(frames));
     ASSERT_TRUE(rig->waitForCycles(5));
     EXPECT_EQ(rig->delegate.nr_frames, static_cast<uint32_t>(frames));
@@ -150,7 +133,7 @@ TEST_F(AlsaOverJack, LosesNothingInFullDuplexOrTellsIt) {
     rig->observer.take();
     const auto inputs = ports(JackPortIsInput), outputs = ports(JackPortIsOutput);
     ASSERT_TRUE(!inputs.empty() && !outputs.empty());
-    Partner partner(server.name(), inputs[0], outputs[0]);
+    Partner partner(server, inputs[0], outputs[0]);
     EXPECT_TRUE(rig->wait([&] { return partner.last > 0; }));
     const int nr_breaks = partner.nr_breaks;
     rig->runFor(std::chrono::seconds(kRealTimeGuardWorks ? seconds : 5));
@@ -173,7 +156,8 @@ TEST_F(AlsaOverJack, LosesNothingWhileItIsHeldUpForAWhileAndTellsALossAfterLonge
   for (const int milliseconds : {250, 1000}) {
     rig->delegate.has_gap = false;
     rig->delegate.in_cycle = sleepOnce(milliseconds);
-    ASSERT_TRUE(select() && rig->waitForCycles(200));
+    rig->input_device.setSelectedDevice(rig->device());
+    ASSERT_TRUE(rig->waitForCycles(200));
     rig->runFor(std::chrono::milliseconds(300));
     EXPECT_EQ(rig->delegate.has_gap, milliseconds == 1000);
     EXPECT_EQ(rig->observer.has("processorOverload"), milliseconds == 1000);
@@ -182,7 +166,7 @@ TEST_F(AlsaOverJack, LosesNothingWhileItIsHeldUpForAWhileAndTellsALossAfterLonge
 }
 
 TEST_F(AlsaOverJack, LetsGoOfADeviceThatHangs) {
-  ASSERT_TRUE(select());
+  ASSERT_TRUE(rig->select());
   server.signal(SIGSTOP);
   EXPECT_TRUE(rig->wait([&] { return log.contains("The ALSA device jack delivers nothing."); }));
   const auto before = std::chrono::steady_clock::now();
@@ -193,7 +177,7 @@ TEST_F(AlsaOverJack, LetsGoOfADeviceThatHangs) {
   server.signal(SIGCONT);
   EXPECT_TRUE(rig->wait([&] { return ports(JackPortIsInput).empty() && ports(JackPortIsOutput).empty(); }));
   EXPECT_EQ(rig->delegate.nr_cycles, count);
-  EXPECT_TRUE(select());
+  EXPECT_TRUE(rig->select());
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 #include "platform/guard/RealTimeGuard.h"
 #include "tests/hardware/ServiceRig.h"
 
-#include <jack/jack.h>
 #include <jack/transport.h>
 
 #include <syslog.h>
@@ -26,6 +25,16 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
   ASSERT_TRUE(row != rows.end() && this->rig.select());
   EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
   EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
+  const DeviceDescription described = *this->rig.model.description(this->rig.device());
+  EXPECT_EQ(std::ranges::count(described.nominal_sample_rates, described.nominal_sample_rate), 1);
+  for (const auto* streams : {&described.inputs, &described.outputs})
+    for (const StreamDescription& stream : *streams) EXPECT_NE(stream.name, "");
+  int nr_changes = 0;
+  const auto hear = [](AudioObjectID, uint32_t count, const AudioObjectPropertyAddress*, void* all) -> OSStatus {
+    return *static_cast<int*>(all) += static_cast<int>(count), 0;
+  };
+  this->rig.model.AudioObjectAddPropertyListener(
+      row->id, {kAudioDevicePropertyBufferFrameSize, kAudioObjectPropertyScopeGlobal}, hear, &nr_changes);
   const auto range = device.bufferFrameSizeRange().value_or(AudioValueRange{});
   const auto below = static_cast<uint32_t>(range.mMinimum) - 1, above = static_cast<uint32_t>(range.mMaximum) + 1;
   for (const auto& [asked, frames] : {std::pair{512U, 512U}, {64U, 64U}, {256U, 256U}, {below, 256U}, {above, 256U}}) {
@@ -34,6 +43,8 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
     EXPECT_TRUE(this->rig.waitForCycles(5));
     EXPECT_EQ(this->rig.delegate.nr_frames, frames);
   }
+  this->rig.runFor(std::chrono::milliseconds(50));
+  EXPECT_EQ(nr_changes, 3);
   auto rates = device.sampleRates();
   EXPECT_EQ(rates.size(), TypeParam::kNrRates);
   for (const int32_t rate : rates) {
@@ -44,6 +55,7 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
   device.setSampleRate(12345);
   EXPECT_EQ(device.sampleRate(), rates.back());
   EXPECT_EQ(device.dataSources().size() + device.clockSources().size(), TypeParam::kHasChoices ? 4U : 0U);
+  EXPECT_EQ(device.dataSources().count(uint32_t(device.dataSource())), TypeParam::kHasChoices ? 1U : 0U);
   for (const int id : {2, 1, 3}) { // there is no third one
     device.setDataSource(static_cast<uint32_t>(id));
     device.setClockSource(static_cast<uint32_t>(id));
@@ -124,15 +136,6 @@ TEST(JackServerList, KnowsServersByTheirListeningSockets) {
       socket("00010000", "/dev/shm/jack_other_11000_0") + socket("00010000", "/dev/shm/jack__1000_0") +
       socket("00010000", "/dev/shm/jack_1000_0") + socket("00010000", "/dev/jack_a_1000_0/socket"));
   EXPECT_EQ(jackServersIn(table, 1000), (std::vector<std::string>{"default", "my_2"}));
-}
-
-/// Another program on the server, in this process.
-auto makePeer(const JackServer& server) {
-  const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
-  auto* const peer = jack_client_open("peer", options, nullptr, server.name().c_str());
-  jack_set_process_callback(
-      peer, [](jack_nframes_t, void*) { return 0; }, nullptr);
-  return std::unique_ptr<jack_client_t, int (*)(jack_client_t*)>(peer, jack_client_close);
 }
 
 TYPED_TEST(AudioServiceTest, LimitsWhatGoesOutAndTellsSoOnceARun) {

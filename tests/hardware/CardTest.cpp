@@ -74,14 +74,11 @@ protected:
     card.mixer.controls = kStudio;
     card.plug();
     rig.alsa = card.serve(rig.model, rig.run_loop);
-    rig.input_device.awake();
-    rig.input_device.setSelectedDevice(rig.find("ALSA - Box"));
-    ASSERT_TRUE(rig.waitForCycles(5));
-    rig.observer.take();
+    ASSERT_TRUE(rig.select());
   }
   CapturedLog log;
   PlayedCard card;
-  AlsaRig rig{PlayedCard::kPcm};
+  AlsaRig rig{PlayedCard::kPcm, "Box"};
 };
 
 TEST_F(CardTest, SourcesAreSetAndFollowOtherProgramsWhileItRuns) {
@@ -111,15 +108,15 @@ TEST_F(CardTest, SourcesAreSetAndFollowOtherProgramsWhileItRuns) {
 }
 
 TEST_F(CardTest, ComesAndGoesWithinASecond) {
-  const auto first = rig.find("ALSA - Box");
+  const auto first = rig.device();
   card.plug(); // anew, faster than anybody looks
-  EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Box") != first; }, kSecond));
+  EXPECT_TRUE(rig.wait([&] { return rig.device() != first; }, kSecond));
   EXPECT_TRUE(rig.wait([&] { return rig.observer.has("updateDevices"); }, kSecond));
   card.pull();
-  EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Box") == 0; }, kSecond));
+  EXPECT_TRUE(rig.wait([&] { return rig.device() == 0; }, kSecond));
   EXPECT_FALSE(log.contains("cannot be used"));
   card.plug();
-  EXPECT_TRUE(rig.wait([&] { return rig.find("ALSA - Box") != 0; }, kSecond));
+  EXPECT_TRUE(rig.wait([&] { return rig.device() != 0; }, kSecond));
 }
 
 } // namespace

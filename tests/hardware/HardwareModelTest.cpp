@@ -18,12 +18,9 @@ struct Ear {
   }
 };
 
-TEST(HardwareModelTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
-  GeneratorRig rig;
-  const AudioObjectID device = rig.generator.device();
-  rig.input_device.awake();
-  rig.input_device.setSelectedDevice(device);
-  rig.observer.take();
+TEST_F(GeneratorTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
+  const AudioObjectID device = rig.device();
+  ASSERT_TRUE(rig.select());
   auto description = *rig.model.description(device);
   description.inputs = {{"Analog", 2}, {"", 1}, {"Silent", 0}, {"Tail", 2}};
   description.nominal_sample_rate = 44100.9;
@@ -40,6 +37,14 @@ TEST(HardwareModelTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
             (Lines{"1 - Analog 1", "2 - Analog 2", "3 - Input 1", "4 - Tail 1", "5 - Tail 2"}));
   EXPECT_EQ(rig.input_device.sampleRate(), 44100);
   EXPECT_EQ(rig.input_device.sampleRates(), (std::vector<int32_t>{96000, 8000}));
+  const AudioObjectPropertyAddress unknown{fourCharCode("none"), kGlobal},
+      buffer{kAudioDevicePropertyBufferFrameSize, kGlobal};
+  uint32_t size = 3;
+  EXPECT_EQ(rig.model.AudioObjectGetPropertyData(device, unknown, size, &size),
+            OSStatus{kAudioHardwareUnknownPropertyError});
+  for (const OSStatus status : {rig.model.AudioObjectGetPropertyData(device, buffer, size, &size),
+                                rig.model.AudioObjectSetPropertyData(device, buffer, 3, &size)})
+    EXPECT_EQ(status, OSStatus{kAudioHardwareBadPropertySizeError});
   rig.input_device.unselectDevice();
   rig.observer.take();
   rig.model.update(device, {});
@@ -55,9 +60,13 @@ TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   AudioSystemObject(*model).setRunLoop(&run_loop);
   const AudioObjectID object = kAudioObjectSystemObject;
   const AudioObjectPropertyAddress over{kAudioDeviceProcessorOverload, kGlobal};
+  const AudioObjectPropertyAddress any{kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard};
+  const AudioObjectPropertyAddress any_global{kAudioObjectPropertySelectorWildcard, kGlobal};
   const auto removeFirst = [&] { model->AudioObjectRemovePropertyListener(object, over, Ear::hear, &first); };
   const auto happen = [&] {
-    for (Ear* ear : {&first, &second}) model->AudioObjectAddPropertyListener(object, over, Ear::hear, ear);
+    model->AudioObjectAddPropertyListener(object, over, Ear::hear, &first);
+    for (const auto& address : {any, any_global})
+      model->AudioObjectAddPropertyListener(object, address, Ear::hear, &second); // hears of it once all the same
     std::thread([&] { model->notifyOverload(object); }).join();
   };
   happen();

@@ -12,6 +12,8 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
 
+#include <jack/jack.h>
+
 #include <span>
 
 namespace vurl {
@@ -98,7 +100,10 @@ private:
 
 class ServiceRig {
 public:
-  ServiceRig() { input_device.setObserver(&observer); }
+  ServiceRig() {
+    input_device.setObserver(&observer);
+    input_device.awake();
+  }
   virtual ~ServiceRig() = default;
 
   /// Runs the main loop until `done`, at most 20 seconds; returns whether it was done.
@@ -208,18 +213,19 @@ public:
 class AlsaRig final : public ServiceRig {
 public:
   AlsaRig() : AlsaRig("pcm.silence { type null }") { putBack(); }
-  explicit AlsaRig(const std::string& pcms) {
+  explicit AlsaRig(const std::string& pcms, const std::string& device = "silence") : device_name("ALSA - " + device) {
     config.write(pcms);
     alsa = std::make_unique<AlsaHardware>(
         model, run_loop, [this] { return cards; }, openAlsaControls, nullptr);
   }
-  std::string name() const override { return "ALSA - silence"; }
+  std::string name() const override { return device_name; }
   void remove() override { alsa->setListed(""); }
   void putBack() override { alsa->setListed("silence"); }
   static constexpr size_t kNrRates = 14;
   static constexpr bool kLoopsBack = false;
   static constexpr bool kHasChoices = false;
 
+  const std::string device_name;
   AlsaConfig config;
   std::vector<AlsaName> cards;
   std::unique_ptr<AlsaHardware> alsa;
@@ -229,7 +235,6 @@ template <typename Rig>
 class AudioServiceTest : public testing::Test {
 protected:
   void SetUp() override {
-    rig.input_device.awake();
     ASSERT_TRUE(rig.wait([&] { return rig.device() != 0; }));
     rig.run_loop.drain();
   }
@@ -241,6 +246,17 @@ protected:
 };
 using GeneratorTest = AudioServiceTest<GeneratorRig>;
 using JackTest = AudioServiceTest<JackRig>;
+
+/// Another program on the server, in this process.
+using PeerClient = std::unique_ptr<jack_client_t, int (*)(jack_client_t*)>;
+inline PeerClient makePeer(const JackServer& server, const char* name = "peer") {
+  for (int i = 0; i < 500 && !std::ranges::count(JackRig::ownServers(), server.name()); i++) usleep(10'000);
+  const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+  auto* const peer = jack_client_open(name, options, nullptr, server.name().c_str());
+  jack_set_process_callback(
+      peer, [](jack_nframes_t, void*) { return 0; }, nullptr);
+  return {peer, jack_client_close};
+}
 
 /// Makes the next cycle late.
 inline auto sleepOnce(int milliseconds) {
