@@ -3,8 +3,11 @@
 #include "platform/RealTime.h"
 #include "platform/SleepInhibitor.h"
 #include "tests/support/PrivateBus.h"
-#include "tests/support/Rights.h"
 #include "tests/support/Test.h"
+
+#include <linux/capability.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 
 namespace vurl {
 namespace {
@@ -12,7 +15,22 @@ namespace {
 using Services = PrivateBus::Services;
 using Clock = std::chrono::steady_clock;
 
-void withoutPriority(const std::function<void()>& work) { withoutRight(CAP_SYS_NICE, RLIMIT_RTPRIO, work); }
+/// Runs `work` as a user who may not raise priorities, on a thread of its own.
+void withoutPriority(const std::function<void()>& work) {
+  rlimit before{};
+  getrlimit(RLIMIT_RTPRIO, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_RTPRIO, &none);
+  std::thread([&] {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2]{};
+    syscall(SYS_capget, &header, data);
+    data[0].effective &= ~(1U << CAP_SYS_NICE);
+    syscall(SYS_capset, &header, data);
+    work();
+  }).join();
+  setrlimit(RLIMIT_RTPRIO, &before);
+}
 
 /// Takes the processor for itself.
 void spin(int milliseconds) {
