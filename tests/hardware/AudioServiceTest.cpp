@@ -30,11 +30,9 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
   for (const auto* streams : {&described.inputs, &described.outputs})
     for (const StreamDescription& stream : *streams) EXPECT_NE(stream.name, "");
   int nr_changes = 0;
-  const auto hear = [](AudioObjectID, uint32_t count, const AudioObjectPropertyAddress*, void* all) -> OSStatus {
-    return *static_cast<int*>(all) += static_cast<int>(count), 0;
-  };
+  Listener count = [&nr_changes] { nr_changes++; };
   this->rig.model.AudioObjectAddPropertyListener(
-      row->id, {kAudioDevicePropertyBufferFrameSize, kAudioObjectPropertyScopeGlobal}, hear, &nr_changes);
+      row->id, {kAudioDevicePropertyBufferFrameSize, kAudioObjectPropertyScopeGlobal}, hear, &count);
   const auto range = device.bufferFrameSizeRange().value_or(AudioValueRange{});
   const auto below = static_cast<uint32_t>(range.mMinimum) - 1, above = static_cast<uint32_t>(range.mMaximum) + 1;
   for (const auto& [asked, frames] : {std::pair{512U, 512U}, {64U, 64U}, {256U, 256U}, {below, 256U}, {above, 256U}}) {
@@ -68,36 +66,24 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
     EXPECT_EQ(this->rig.observer.has(message), TypeParam::kHasChoices);
 }
 
-/// Passes I/O cycles on to another delegate, each of them guarded, and counts them.
-struct GuardedDelegate final : AudioIODelegate {
-  explicit GuardedDelegate(AudioIODelegate& guarded) : delegate(guarded) {}
-  OSStatus ioCycleForDevice(uint32_t device, const AudioTimeStamp& now, const AudioBufferList& input_data,
-                            const AudioTimeStamp& input_time, const AudioBufferList& output_data,
-                            const AudioTimeStamp& output_time, void* client_data) noexcept override {
-    const RealTimeGuard guard;
-    delegate.ioCycleForDevice(device, now, input_data, input_time, output_data, output_time, client_data);
-    nr_cycles = nr_cycles + 1;
-    return 0;
-  }
-  AudioIODelegate& delegate;
-  std::atomic<int> nr_cycles = 0;
-};
-
 TYPED_TEST(AudioServiceTest, RunsTheRingWithoutAnyCallThatMayWait) {
   UserDefaults defaults;
   defaults.registerDefaults({{"nr_channels", int64_t{64}}, {"monitoring", true}, {"frame_rate", int64_t{1}}});
   AudioRing ring(defaults, systemWallTime, nullptr);
-  RingDelegate ring_delegate(ring);
-  GuardedDelegate guard(ring_delegate);
-  InputDevice device(this->rig.model, this->rig.run_loop, guard);
+  RingDelegate guarded(ring);
+  CountingDelegate& delegate = this->rig.delegate;
+  delegate.in_cycle = [&](const AudioBufferList& inputs, const AudioBufferList& outputs) {
+    const RealTimeGuard guard;
+    guarded.ioCycleForDevice(0, {}, inputs, delegate.last_time, outputs, {}, nullptr);
+  };
   for (const int64_t source : {1, 2, 4, 5}) { // times of which the cycle has to take care
     defaults.setInteger(source, "time_source");
-    device.setSelectedDevice(this->rig.device());
-    device.setClockSource(GeneratorHardware::kExternal);
-    EXPECT_TRUE(this->rig.wait([&, last = guard.nr_cycles + 30] { return guard.nr_cycles >= last; }));
+    this->rig.input_device.setSelectedDevice(this->rig.device());
+    this->rig.input_device.setClockSource(GeneratorHardware::kExternal);
+    EXPECT_TRUE(this->rig.waitForCycles(30));
   }
-  device.unselectDevice();
-  EXPECT_EQ(ring.devicePosition(), int64_t{guard.nr_cycles} * 256);
+  this->rig.input_device.unselectDevice();
+  EXPECT_EQ(ring.devicePosition(), int64_t{delegate.nr_cycles} * 256);
 }
 
 TEST(RealTimeGuardDeathTest, Bites) {
@@ -118,10 +104,11 @@ TEST(RealTimeGuardDeathTest, Bites) {
                                {[] { never.wait(0); }, "system call (24|202)\n"}, {[] { (void)!::getppid(); }, "system call 110\n"}});
   // clang-format on
   for (const auto& [deed, message] : cases) {
-    CountingDelegate bad;
-    bad.in_cycle = [deed = deed](auto&, auto&) { deed(); };
-    GuardedDelegate guard(bad);
-    EXPECT_DEATH(guard.ioCycleForDevice(0, {}, {}, {}, {}, {}, nullptr), message);
+    const auto cycle = [deed = deed] {
+      const RealTimeGuard guard;
+      deed();
+    };
+    EXPECT_DEATH(cycle(), message);
   }
 }
 

@@ -6,18 +6,6 @@ namespace vurl {
 constexpr uint32_t kGlobal = kAudioObjectPropertyScopeGlobal;
 using Lines = std::vector<std::string>;
 
-/// Counts calls, and does something in each when asked.
-struct Ear {
-  int nr_calls = 0;
-  std::function<void()> then;
-  static OSStatus hear(AudioObjectID, uint32_t, const AudioObjectPropertyAddress*, void* self) {
-    auto& ear = *static_cast<Ear*>(self);
-    ear.nr_calls++;
-    if (ear.then) ear.then();
-    return 0;
-  }
-};
-
 TEST_F(GeneratorTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
   const AudioObjectID device = rig.device();
   ASSERT_TRUE(rig.select());
@@ -54,7 +42,11 @@ TEST_F(GeneratorTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
 }
 
 TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
-  Ear first, second;
+  int nr_calls = 0;
+  Listener then, first = [] { FAIL() << "it has been removed"; }, second = [&] {
+    nr_calls++;
+    if (then) then();
+  };
   PollRunLoop run_loop;
   auto model = std::make_unique<HardwareModel>();
   AudioSystemObject(*model).setRunLoop(&run_loop);
@@ -62,24 +54,24 @@ TEST(HardwareModelTest, RemovedListenersHearNothingMore) {
   const AudioObjectPropertyAddress over{kAudioDeviceProcessorOverload, kGlobal};
   const AudioObjectPropertyAddress any{kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard};
   const AudioObjectPropertyAddress any_global{kAudioObjectPropertySelectorWildcard, kGlobal};
-  const auto removeFirst = [&] { model->AudioObjectRemovePropertyListener(object, over, Ear::hear, &first); };
+  const auto removeFirst = [&] { model->AudioObjectRemovePropertyListener(object, over, hear, &first); };
   const auto happen = [&] {
-    model->AudioObjectAddPropertyListener(object, over, Ear::hear, &first);
-    for (const auto& address : {any, any_global})
-      model->AudioObjectAddPropertyListener(object, address, Ear::hear, &second); // hears of it once all the same
+    model->AudioObjectAddPropertyListener(object, over, hear, &first);
+    for (const auto& address : {any, any_global}) // it hears of it once all the same
+      model->AudioObjectAddPropertyListener(object, address, hear, &second);
     std::thread([&] { model->notifyOverload(object); }).join();
   };
   happen();
   removeFirst(); // after the change, before its delivery
   run_loop.drain();
-  second.then = removeFirst; // by another listener of the same delivery
+  then = removeFirst; // by another listener of the same delivery
   happen();
   run_loop.drain();
-  second.then = [&] { model.reset(); }; // the model goes with its first delivery
+  then = [&] { model.reset(); }; // the model goes with its first delivery
   happen();
   model->notifyOverload(object);
   run_loop.drain();
-  EXPECT_TRUE(second.nr_calls == 3 && first.nr_calls == 0);
+  EXPECT_EQ(nr_calls, 3);
 }
 
 TEST_F(GeneratorTest, PlaysTonesOrItsOutputsWithoutASeam) {

@@ -70,6 +70,13 @@ private:
   uint32_t last_device = 0;
 };
 
+/// A listener of the model, called from hear().
+using Listener = std::function<void()>;
+inline OSStatus hear(AudioObjectID, uint32_t, const AudioObjectPropertyAddress*, void* listener) {
+  (*static_cast<Listener*>(listener))();
+  return 0;
+}
+
 class NotingObserver final : public InputDeviceObserver {
 public:
   void updateDevices() override { note("updateDevices"); }

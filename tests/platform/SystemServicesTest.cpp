@@ -75,11 +75,7 @@ TEST(RealTime, ComesFromRealtimeKitWithinItsLimitsWhereTheRightIsMissing) {
   withoutPriority([&] {
     std::string reason;
     ASSERT_EQ(RealTime::request(reason), RealTime::Way::service) << reason;
-    const auto asked = bus.priorities();
-    ASSERT_EQ(asked.size(), 1U);
-    EXPECT_EQ(asked[0].process, static_cast<uint64_t>(getpid()));
-    EXPECT_EQ(asked[0].thread, static_cast<uint64_t>(gettid()));
-    EXPECT_EQ(asked[0].priority, 20U);
+    EXPECT_EQ(bus.priorities(), std::vector<std::string>{text("%i %i 20", getpid(), gettid())});
     rlimit time{};
     getrlimit(RLIMIT_RTTIME, &time);
     EXPECT_LE(time.rlim_max, static_cast<rlim_t>(PrivateBus::kMostTime));
@@ -106,21 +102,17 @@ TEST(SleepInhibitor, HoldsTheLoginServicesLockUntilSleepIsAllowed) {
   const PrivateBus bus(Services::grant);
   ASSERT_TRUE(bus.isServing());
   PollRunLoop run_loop;
-  {
-    SleepInhibitor inhibitor(run_loop);
-    for (int round = 1; round <= 2; ++round) {
-      inhibitor.setSleepingIsAllowed(false);
-      inhibitor.setSleepingIsAllowed(false);
-      for (int i = 0; i < 200 && !inhibitor.isHeld(); ++i) run_loop.runOnce(std::chrono::milliseconds(50));
-      ASSERT_EQ(bus.inhibitors().size(), static_cast<size_t>(round));
-      EXPECT_TRUE(bus.inhibitors().back().starts_with("sleep|Vurl Recorder|")) << bus.inhibitors().back();
-      EXPECT_TRUE(bus.inhibitors().back().ends_with("|block"));
-      EXPECT_EQ(bus.nrHeld(), 1);
-      if (round == 1) inhibitor.setSleepingIsAllowed(true);
-      EXPECT_EQ(bus.nrHeld(), round - 1);
-    }
+  std::optional<SleepInhibitor> inhibitor(std::in_place, run_loop);
+  for (size_t round = 1; round <= 2; ++round) {
+    for (int i = 0; i < 2; ++i) inhibitor->setSleepingIsAllowed(false);
+    for (int i = 0; i < 200 && !inhibitor->isHeld(); ++i) run_loop.runOnce(std::chrono::milliseconds(50));
+    ASSERT_EQ(bus.inhibitors().size(), round);
+    EXPECT_TRUE(bus.inhibitors().back().starts_with("sleep|Vurl Recorder|")) << bus.inhibitors().back();
+    EXPECT_TRUE(bus.inhibitors().back().ends_with("|block"));
+    EXPECT_EQ(bus.nrHeld(), 1);
+    round == 1 ? inhibitor->setSleepingIsAllowed(true) : inhibitor.reset();
+    EXPECT_EQ(bus.nrHeld(), 0);
   }
-  EXPECT_EQ(bus.nrHeld(), 0) << "gone with the object";
 }
 
 TEST(SleepInhibitor, GoesOnWithALogLineAndNeverHoldsUpTheMainLoop) {

@@ -2,6 +2,7 @@
 // they were asked, what they grant. The bus is a process of its own, ended by its id; the stand-ins are a thread.
 #pragma once
 
+#include "platform/Text.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <sys/prctl.h>
@@ -56,11 +57,8 @@ public:
   void signal(int number) const { kill(pid, number); }
   bool isServing() const { return is_serving; }
 
-  struct Priority {
-    uint64_t process, thread;
-    uint32_t priority;
-  };
-  std::vector<Priority> priorities() const {
+  /// The process, the thread and the priority of each request.
+  std::vector<std::string> priorities() const {
     const std::lock_guard lock(mutex);
     return asked_priorities;
   }
@@ -108,13 +106,14 @@ private:
 
   static int makeRealTime(sd_bus_message* message, void* me, sd_bus_error* error) {
     auto& self = *static_cast<PrivateBus*>(me);
-    Priority asked{};
-    sd_bus_message_read(message, "ttu", &asked.process, &asked.thread, &asked.priority);
+    uint64_t process = 0, thread = 0;
+    uint32_t priority = 0;
+    sd_bus_message_read(message, "ttu", &process, &thread, &priority);
     const std::lock_guard lock(self.mutex);
-    self.asked_priorities.push_back(asked);
-    const sched_param parameters{static_cast<int>(asked.priority)};
+    self.asked_priorities.push_back(text("%qu %qu %u", process, thread, priority));
+    const sched_param parameters{static_cast<int>(priority)};
     if (self.services == Services::grant)
-      sched_setscheduler(static_cast<pid_t>(asked.thread), SCHED_RR | SCHED_RESET_ON_FORK, &parameters);
+      sched_setscheduler(static_cast<pid_t>(thread), SCHED_RR | SCHED_RESET_ON_FORK, &parameters);
     return self.answer(message, error);
   }
 
@@ -156,8 +155,7 @@ private:
   std::thread server;
   std::atomic<bool> is_serving = false, is_ending = false;
   mutable std::mutex mutex; ///< guards what follows
-  std::vector<Priority> asked_priorities;
-  std::vector<std::string> asked_inhibitors;
+  std::vector<std::string> asked_priorities, asked_inhibitors;
   std::vector<int> lock_ends;
 };
 

@@ -34,45 +34,38 @@ struct FaultyPcm {
     return is_gone ? -EPIPE : passed % static_cast<long>(io.buffer_size);
   }
 
-  int setUp() {
+  void setUp() {
     constexpr unsigned kAccesses[] = {SND_PCM_ACCESS_RW_INTERLEAVED, SND_PCM_ACCESS_MMAP_INTERLEAVED};
     constexpr unsigned kFormats[] = {SND_PCM_FORMAT_S16_LE};
-    int error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_ACCESS, hesitates ? 1 : 2, kAccesses);
-    if (error >= 0) error = snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_FORMAT, 1, kFormats);
-    if (error >= 0) error = snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_CHANNELS, 2, 2);
-    if (error >= 0) error = snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_RATE, 48000, 48000);
-    return error;
+    snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_ACCESS, hesitates ? 1 : 2, kAccesses);
+    snd_pcm_ioplug_set_param_list(&io, SND_PCM_IOPLUG_HW_FORMAT, 1, kFormats);
+    snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_CHANNELS, 2, 2);
+    snd_pcm_ioplug_set_param_minmax(&io, SND_PCM_IOPLUG_HW_RATE, 48000, 48000);
   }
 };
 
 const snd_pcm_ioplug_callback_t* callbacks() {
-  static const auto table = [] {
-    snd_pcm_ioplug_callback_t calls{};
-    calls.hw_params = [](snd_pcm_ioplug_t* io, snd_pcm_hw_params_t*) {
-      return FaultyPcm::of(io).refuses ? -EINVAL : 0;
-    };
-    calls.start = [](snd_pcm_ioplug_t* io) {
-      FaultyPcm::of(io).start = Clock::now();
-      return FaultyPcm::of(io).is_gone ? -ENODEV : 0;
-    };
-    calls.stop = [](snd_pcm_ioplug_t*) { return 0; };
-    calls.pointer = [](snd_pcm_ioplug_t* io) { return FaultyPcm::of(io).position(); };
-    calls.transfer = [](snd_pcm_ioplug_t* io, const snd_pcm_channel_area_t* areas, snd_pcm_uframes_t offset,
-                        snd_pcm_uframes_t size) -> snd_pcm_sframes_t {
-      if (FaultyPcm::of(io).hesitates && ++FaultyPcm::of(io).nr_transfers % 3 != 0) return -EAGAIN;
-      if (io->stream == SND_PCM_STREAM_CAPTURE)
-        snd_pcm_areas_silence(areas, offset, io->channels, size, SND_PCM_FORMAT_S16_LE);
-      return static_cast<snd_pcm_sframes_t>(size);
-    };
-    calls.close = [](snd_pcm_ioplug_t* io) {
-      is_in_use[io->stream] = false;
-      close(io->poll_fd);
-      delete &FaultyPcm::of(io);
-      return 0;
-    };
-    return calls;
-  }();
-  return &table;
+  static snd_pcm_ioplug_callback_t calls{};
+  calls.hw_params = [](auto* io, auto*) { return FaultyPcm::of(io).refuses ? -EINVAL : 0; };
+  calls.start = [](auto* io) {
+    FaultyPcm::of(io).start = Clock::now();
+    return FaultyPcm::of(io).is_gone ? -ENODEV : 0;
+  };
+  calls.stop = [](auto*) { return 0; };
+  calls.pointer = [](auto* io) { return FaultyPcm::of(io).position(); };
+  calls.transfer = [](auto* io, auto* areas, auto offset, auto size) -> snd_pcm_sframes_t {
+    if (FaultyPcm::of(io).hesitates && ++FaultyPcm::of(io).nr_transfers % 3 != 0) return -EAGAIN;
+    if (io->stream == SND_PCM_STREAM_CAPTURE)
+      snd_pcm_areas_silence(areas, offset, io->channels, size, SND_PCM_FORMAT_S16_LE);
+    return static_cast<snd_pcm_sframes_t>(size);
+  };
+  calls.close = [](auto* io) {
+    is_in_use[io->stream] = false;
+    close(io->poll_fd);
+    delete &FaultyPcm::of(io);
+    return 0;
+  };
+  return &calls;
 }
 
 } // namespace
@@ -93,17 +86,9 @@ SND_PCM_PLUGIN_DEFINE_FUNC(faulty) {
   pcm->io.private_data = pcm;
   pcm->io.poll_fd = eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK);
   pcm->io.poll_events = POLLIN;
-  int error = snd_pcm_ioplug_create(&pcm->io, name, stream, mode);
-  if (error < 0) {
-    delete pcm;
-    return error;
-  }
+  if (const int error = snd_pcm_ioplug_create(&pcm->io, name, stream, mode); error < 0) return error;
   is_in_use[stream] = true;
-  error = pcm->setUp();
-  if (error < 0) {
-    snd_pcm_ioplug_delete(&pcm->io);
-    return error;
-  }
+  pcm->setUp();
   *pcmp = pcm->io.pcm;
   return 0;
 }
