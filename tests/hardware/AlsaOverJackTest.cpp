@@ -1,8 +1,6 @@
 // An ALSA device that stands before a JACK server: full duplex, losses, and a device that hangs.
-#include "platform/Text.h"
 #include "platform/guard/RealTimeGuard.h"
 #include "tests/hardware/ServiceRig.h"
-#include "tests/support/CapturedLog.h"
 
 #include <fstream>
 

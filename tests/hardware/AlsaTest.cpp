@@ -1,9 +1,7 @@
 // What ALSA has of its own, on PCMs that its plugins make of files, of nothing, and of faults to order.
 #include "hardware/AlsaDevice.h"
 #include "hardware/AlsaOwner.h"
-#include "platform/Text.h"
 #include "tests/hardware/ServiceRig.h"
-#include "tests/support/CapturedLog.h"
 
 #include <sys/stat.h>
 

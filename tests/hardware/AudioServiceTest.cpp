@@ -19,6 +19,7 @@ using Services = testing::Types<GeneratorRig, JackRig, AlsaRig>;
 TYPED_TEST_SUITE(AudioServiceTest, Services);
 
 TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices) {
+  constexpr bool has_choices = std::is_same_v<TypeParam, GeneratorRig>; // of data and clock sources
   auto& device = this->rig.input_device;
   const auto rows = describeDevices(this->rig.model);
   const auto row = std::ranges::find(rows, this->rig.device(), &DeviceRow::id);
@@ -52,18 +53,18 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
   }
   device.setSampleRate(12345);
   EXPECT_EQ(device.sampleRate(), rates.back());
-  EXPECT_EQ(device.dataSources().size() + device.clockSources().size(), TypeParam::kHasChoices ? 4U : 0U);
-  EXPECT_EQ(device.dataSources().count(uint32_t(device.dataSource())), TypeParam::kHasChoices ? 1U : 0U);
+  EXPECT_EQ(device.dataSources().size() + device.clockSources().size(), has_choices ? 4U : 0U);
+  EXPECT_EQ(device.dataSources().count(uint32_t(device.dataSource())), has_choices ? 1U : 0U);
   for (const int id : {2, 1, 3}) { // there is no third one
     device.setDataSource(static_cast<uint32_t>(id));
     device.setClockSource(static_cast<uint32_t>(id));
-    EXPECT_EQ(device.dataSource(), !TypeParam::kHasChoices ? -1 : id == 3 ? 1 : id);
+    EXPECT_EQ(device.dataSource(), !has_choices ? -1 : id == 3 ? 1 : id);
     EXPECT_EQ(device.clockSource(), device.dataSource());
   }
   this->rig.run_loop.drain();
   EXPECT_EQ(this->rig.observer.has("updateSampleRate"), TypeParam::kNrRates > 1);
   for (const auto* message : {"updateDataSource", "updateClockSource"})
-    EXPECT_EQ(this->rig.observer.has(message), TypeParam::kHasChoices);
+    EXPECT_EQ(this->rig.observer.has(message), has_choices);
 }
 
 TYPED_TEST(AudioServiceTest, RunsTheRingWithoutAnyCallThatMayWait) {
@@ -126,7 +127,7 @@ TEST(JackServerList, KnowsServersByTheirListeningSockets) {
 }
 
 TYPED_TEST(AudioServiceTest, LimitsWhatGoesOutAndTellsSoOnceARun) {
-  if (!TypeParam::kLoopsBack) GTEST_SKIP() << "what goes out is tested with files";
+  if (std::is_same_v<TypeParam, AlsaRig>) GTEST_SKIP() << "what goes out is tested with files";
   constexpr float kInfinity = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
   constexpr std::pair<float, float> kCases[] = {
       {2, 1}, {-1.0000001F, -1}, {kNaN, 0}, {kInfinity, 1}, {-kInfinity, -1}, {1, 1}, {-0.9999999F, -0.9999999F}};

@@ -32,13 +32,12 @@ TEST(CardSources, ByTheNamesOfTheControls) {
     auto opened = alsaControls((new CardMixer::Client(mixer))->ext.handle, CardSources::wants);
     DeviceDescription device;
     CardSources(std::move(opened), run_loop, nth_capture, [] {}).describe(device);
-    std::string all;
-    for (const auto& source : device.data_sources)
-      all += (source.id == device.data_source ? "*" : "") + source.name + " ";
-    all += "| ";
-    for (const auto& source : device.clock_sources)
-      all += (source.id == device.clock_source ? "*" : "") + source.name + " ";
-    return all;
+    const auto names = [](const std::vector<SourceDescription>& sources, uint32_t chosen) {
+      std::string all;
+      for (const auto& source : sources) all += (source.id == chosen ? "*" : "") + source.name + " ";
+      return all;
+    };
+    return names(device.data_sources, device.data_source) + "| " + names(device.clock_sources, device.clock_source);
   };
   EXPECT_EQ(found(kStudio, 0), "Optical *Coaxial Internal | AutoSync *Internal 48.0 kHz Internal 96.0 kHz ");
   for (const uint32_t converter : {0U, 2U}) EXPECT_EQ(found(kOnBoard, converter), "*Mic Line | ");

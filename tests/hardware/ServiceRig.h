@@ -9,7 +9,6 @@
 #include "hardware/JackHardware.h"
 #include "platform/PollRunLoop.h"
 #include "tests/support/JackServer.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
 
 #include <jack/jack.h>
@@ -168,8 +167,6 @@ public:
   void remove() override { generator.setPublished(false); }
   void putBack() override { generator.setPublished(true); }
   static constexpr size_t kNrRates = 6;
-  static constexpr bool kLoopsBack = true;
-  static constexpr bool kHasChoices = true; ///< of data and clock sources
   GeneratorHardware generator{model, run_loop};
 };
 
@@ -192,8 +189,6 @@ public:
     return wait([&] { return device() != 0; }) && is_gone;
   }
   static constexpr size_t kNrRates = 1;
-  static constexpr bool kLoopsBack = true;
-  static constexpr bool kHasChoices = false;
 
   /// The servers of this test program: those of others, which may run at the same time, are left alone.
   static std::vector<std::string> ownServers() {
@@ -229,8 +224,6 @@ public:
   void remove() override { alsa->setListed(""); }
   void putBack() override { alsa->setListed("silence"); }
   static constexpr size_t kNrRates = 14;
-  static constexpr bool kLoopsBack = false;
-  static constexpr bool kHasChoices = false;
 
   const std::string device_name;
   AlsaConfig config;

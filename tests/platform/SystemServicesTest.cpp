@@ -23,10 +23,8 @@ void withoutPriority(const std::function<void()>& work) {
   setrlimit(RLIMIT_RTPRIO, &none);
   std::thread([&] {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[2]{};
-    syscall(SYS_capget, &header, data);
-    data[0].effective &= ~(1U << CAP_SYS_NICE);
-    syscall(SYS_capset, &header, data);
+    constexpr __user_cap_data_struct kNoCapability[2]{};
+    syscall(SYS_capset, &header, kNoCapability);
     work();
   }).join();
   setrlimit(RLIMIT_RTPRIO, &before);
