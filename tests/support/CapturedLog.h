@@ -26,8 +26,7 @@ public:
   }
 
   bool contains(const std::string& part) const {
-    const auto all = lines();
-    return std::any_of(all.begin(), all.end(), [&](const auto& line) { return line.find(part) != std::string::npos; });
+    return std::ranges::any_of(lines(), [&](const auto& line) { return line.find(part) != std::string::npos; });
   }
 
 private:

@@ -38,17 +38,11 @@ struct ForwardingDisk : FileLayer {
   int truncate(int descriptor, int64_t size) override {
     return passOn(kTruncate, pathOf(descriptor), [&] { return disk.truncate(descriptor, size); });
   }
-  int startWriting(int descriptor) override {
-    return passOn(kStartWriting, pathOf(descriptor), [] { return 0; });
-  }
-  int sync(int descriptor) override {
-    return passOn(kSync, pathOf(descriptor), [] { return 0; });
-  }
-  int syncFolder(const std::string& path) override {
-    return passOn(kSyncFolder, path, [] { return 0; });
-  }
+  int startWriting(int descriptor) override { return passOn(kStartWriting, pathOf(descriptor), kNothing); }
+  int sync(int descriptor) override { return passOn(kSync, pathOf(descriptor), kNothing); }
+  int syncFolder(const std::string& path) override { return passOn(kSyncFolder, path, kNothing); }
   int close(int descriptor) override {
-    const int result = passOn(kClose, pathOf(descriptor), [] { return 0; }), error = errno;
+    const int result = passOn(kClose, pathOf(descriptor), kNothing), error = errno;
     {
       const std::lock_guard lock(open_mutex);
       EXPECT_EQ(open.erase(descriptor), 1U);
@@ -63,6 +57,8 @@ struct ForwardingDisk : FileLayer {
   }
 
 private:
+  static constexpr auto kNothing = [] { return 0; };
+
   template <typename Good>
   auto passOn(Call call, const std::string& path, const Good& good, int descriptor = -1, size_t* size = nullptr)
       -> decltype(good()) {
