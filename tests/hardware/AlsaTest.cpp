@@ -85,7 +85,7 @@ protected:
 
 // What is captured ends before the user does: the plugin delivers on, and tells nobody.
 TEST_F(AlsaFiles, BothWaysBitForBitInEveryFormatAndLayout) {
-  constexpr size_t kAll = size_t{FileUser::kFrames} * kChannels, kThere = 17 * kPeriod * kChannels;
+  constexpr size_t kAll = size_t{FileUser::kFrames} * kChannels, kThere = size_t{17} * kPeriod * kChannels;
   for (const auto& format : alsaFormats()) {
     std::string bytes;
     for (size_t i = 0; i < kAll; i++) bytes += encoded(format.format, testValue(i));

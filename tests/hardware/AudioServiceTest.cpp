@@ -26,6 +26,7 @@ TYPED_TEST(AudioServiceTest, RunsWhatItListsAndFollowsWhatIsSetWithinItsChoices)
   ASSERT_TRUE(row != rows.end() && this->rig.select());
   EXPECT_TRUE(row->nr_inputs == 64 && row->nr_outputs == 64 && this->rig.delegate.nr_channels == 64);
   EXPECT_TRUE(row->buffer_frame_size == 256 && this->rig.delegate.nr_frames == 256 && row->sample_rate == 48000);
+  EXPECT_EQ(device.inputs().size() + device.outputs().size(), 128U);
   const DeviceDescription described = *this->rig.model.description(this->rig.device());
   EXPECT_EQ(std::ranges::count(described.nominal_sample_rates, described.nominal_sample_rate), 1);
   for (const auto* streams : {&described.inputs, &described.outputs})

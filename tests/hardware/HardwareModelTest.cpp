@@ -27,6 +27,8 @@ TEST_F(GeneratorTest, ItsChangesReachTheInputDeviceUntilThatIsUnselected) {
   EXPECT_EQ(rig.input_device.sampleRates(), (std::vector<int32_t>{96000, 8000}));
   const AudioObjectPropertyAddress unknown{fourCharCode("none"), kGlobal},
       buffer{kAudioDevicePropertyBufferFrameSize, kGlobal};
+  EXPECT_FALSE(
+      rig.model.AudioObjectHasProperty(device, {kAudioDevicePropertyDataSources, kAudioDevicePropertyScopeOutput}));
   uint32_t size = 3;
   EXPECT_EQ(rig.model.AudioObjectGetPropertyData(device, unknown, size, &size),
             OSStatus{kAudioHardwareUnknownPropertyError});
