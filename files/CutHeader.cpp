@@ -3,6 +3,7 @@
 #include "engine/SampleFormat.h"
 #include "files/BWFUtils.h"
 #include "files/CAFUtils.h"
+#include "files/HeaderTexts.h"
 #include "files/utils.h"
 #include "metadata/RateTexts.h"
 #include "platform/Log.h"
@@ -24,13 +25,17 @@ constexpr int32_t kFmt = 48;
 constexpr int32_t kFact = 72;
 constexpr int32_t kBext = 84;
 constexpr int32_t kOriginator = kBext + 8 + 256;
+constexpr int32_t kDocument = 732; ///< or behind it, by the length of the coding history
 constexpr int32_t kData = kHeaderSize - 8;
 constexpr int32_t kCAFDesc = 8;
 constexpr int32_t kCAFString = 80;
 constexpr int32_t kCAFMark = 84;
+constexpr int32_t kCAFDocument = 144;
 constexpr int32_t kCAFData = kHeaderSize - 16;
 constexpr uint32_t kUnknownSize = 0xFFFFFFFF;
 constexpr const char* kOriginatorText = "Vurl Recorder";
+constexpr std::string_view kClosing = "\r\n</BWFXML>\r\n"; ///< no text of the user has such a line
+constexpr size_t kSpareBlanks = 64;                        ///< for the durations
 
 std::string_view characters(const uint8_t* block, int64_t offset, size_t size) {
   return {reinterpret_cast<const char*>(block) + offset, size};
@@ -58,15 +63,20 @@ uint64_t largeSize(const uint8_t* block) {
   return value;
 }
 
-/// Whether a header laid out as ours says that there are no samples, in one of the places at least: the last header may
-/// have come to disk in part.
-bool saysNothing(const uint8_t* block) {
+/// The bytes of samples that a header tells of; 0 when it says that there are none in one of the places at least: the
+/// last header may have come to disk in part.
+uint64_t toldByBWF(const uint8_t* block) {
   const uint32_t data_size = littleEndian(block, kData + 4);
   if (stands(block, 0, "RF64")) {
     const uint64_t large = largeSize(block);
-    return large == 0 || (data_size != kUnknownSize && static_cast<uint32_t>(large) != data_size);
+    return data_size == kUnknownSize || static_cast<uint32_t>(large) == data_size ? large : 0;
   }
-  return data_size == 0 || data_size == kUnknownSize || littleEndian(block, 4) == kHeaderSize - 8;
+  return data_size == kUnknownSize || littleEndian(block, 4) == kHeaderSize - 8 ? 0 : data_size;
+}
+
+uint64_t toldByCAF(const uint8_t* block) {
+  const uint64_t told = uint64_t{bigEndian(block, kCAFData + 4)} << 32 | bigEndian(block, kCAFData + 8);
+  return told == std::numeric_limits<uint64_t>::max() ? 0 : told;
 }
 
 /// A stretch of a text, in bytes.
@@ -121,18 +131,28 @@ bool replaceContent(std::string& document, const std::string& tag, size_t from, 
 } // namespace
 
 std::optional<CutHeader> CutHeader::read(const uint8_t* block, int64_t file_size) {
-  auto header = stands(block, 0, "caff") ? readCAF(block, file_size) : readBWF(block, file_size);
-  if (header) header->findDocument(block);
+  const bool has_caf_magic = stands(block, 0, "caff");
+  auto header = has_caf_magic ? readCAF(block) : readBWF(block);
+  if (!header || !header->measure(file_size)) return std::nullopt;
+  const uint64_t told = has_caf_magic ? toldByCAF(block) : toldByBWF(block);
+  header->is_torn = !header->findDocument(block);
+  if (!header->is_torn && told != 0) return std::nullopt;
+  // Nobody has written behind the samples of a header that came to disk in part.
+  if (header->is_torn && told != 0 && told < static_cast<uint64_t>(file_size - kHeaderSize)) return std::nullopt;
+  if (header->is_torn && !header->mendDocument(block)) return std::nullopt;
+  const size_t speed = std::min(speedOf(header->document), header->document.size());
+  header->take_reference = contentText(header->document, "FAMILY_UID", speed);
   return header;
 }
 
-std::optional<CutHeader> CutHeader::readBWF(const uint8_t* block, int64_t file_size) {
-  const bool is_own =
-      (stands(block, 0, "RIFF") || stands(block, 0, "RF64")) && stands(block, 8, "WAVE") &&
-      (stands(block, kDs64, "JUNK") || stands(block, kDs64, "ds64")) && littleEndian(block, kDs64 + 4) == 28 &&
-      stands(block, kFmt, "fmt ") && littleEndian(block, kFmt + 4) == 16 && stands(block, kFact, "fact") &&
-      stands(block, kBext, "bext") && stands(block, kOriginator, kOriginatorText) && stands(block, kData, "data");
-  if (!is_own || !saysNothing(block)) return std::nullopt;
+std::optional<CutHeader> CutHeader::readBWF(const uint8_t* block) {
+  const bool is_own = (stands(block, 0, "RIFF") || stands(block, 0, "RF64")) && stands(block, 8, "WAVE") &&
+                      (stands(block, kDs64, "JUNK") || stands(block, kDs64, "ds64")) &&
+                      littleEndian(block, kDs64 + 4) == 28 && stands(block, kFmt, "fmt ") &&
+                      littleEndian(block, kFmt + 4) == 16 && stands(block, kFact, "fact") &&
+                      littleEndian(block, kFact + 4) == 4 && stands(block, kBext, "bext") &&
+                      stands(block, kOriginator, kOriginatorText) && stands(block, kData, "data");
+  if (!is_own) return std::nullopt;
   CutHeader header;
   uint16_t channels = 0;
   uint16_t bits = 0;
@@ -142,18 +162,14 @@ std::optional<CutHeader> CutHeader::readBWF(const uint8_t* block, int64_t file_s
   header.bits = bits;
   header.sample_rate =
       static_cast<int32_t>(std::min<uint32_t>(littleEndian(block, kFmt + 12), std::numeric_limits<int32_t>::max()));
-  if (!header.measure(file_size)) return std::nullopt;
   return header;
 }
 
-std::optional<CutHeader> CutHeader::readCAF(const uint8_t* block, int64_t file_size) {
+std::optional<CutHeader> CutHeader::readCAF(const uint8_t* block) {
   const bool is_own = stands(block, kCAFDesc, "desc") && stands(block, kCAFDesc + 20, "lpcm") &&
                       stands(block, kCAFString, "CAM") && stands(block, kCAFMark, "mark") &&
                       stands(block, kCAFData, "data");
-  const uint32_t high = bigEndian(block, kCAFData + 4);
-  const uint32_t low = bigEndian(block, kCAFData + 8);
-  const bool is_unknown = (high == 0 && low == 0) || (high == kUnknownSize && low == kUnknownSize);
-  if (!is_own || !is_unknown) return std::nullopt;
+  if (!is_own) return std::nullopt;
   CutHeader header;
   header.is_caf = true;
   header.nr_tracks = static_cast<int32_t>(bigEndian(block, kCAFDesc + 36));
@@ -163,7 +179,6 @@ std::optional<CutHeader> CutHeader::readCAF(const uint8_t* block, int64_t file_s
   std::memcpy(&rate, &rate_bits, sizeof rate);
   if (!(rate >= 0 && rate < 1e9)) return std::nullopt;
   header.sample_rate = static_cast<int32_t>(std::lround(rate));
-  if (!header.measure(file_size)) return std::nullopt;
   return header;
 }
 
@@ -177,25 +192,48 @@ bool CutHeader::measure(int64_t file_size) {
   return nr_frames > 0;
 }
 
-/// Finds the iXML chunk by its neighbours' sizes; a header without one can be completed as well.
-void CutHeader::findDocument(const uint8_t* block) {
-  const int64_t end = is_caf ? kCAFData : kData;
-  const int64_t head = is_caf ? 12 : 8;
+int64_t CutHeader::chunkHeadSize() const { return is_caf ? 12 : 8; }
+int64_t CutHeader::samplesChunk() const { return is_caf ? kCAFData : kData; }
+
+/// Goes from chunk to chunk and finds the iXML document on the way; a header without one can be completed as well.
+/// Returns whether the chunks lead to the samples.
+bool CutHeader::findDocument(const uint8_t* block) {
+  const int64_t end = samplesChunk();
+  const int64_t head = chunkHeadSize();
   int64_t position = is_caf ? kCAFDesc : kDs64;
   while (position + head <= end) {
     const auto place = static_cast<int32_t>(position);
-    if (is_caf && bigEndian(block, place + 4) != 0) return;
+    if (block[position] == 0 || (is_caf && bigEndian(block, place + 4) != 0)) return false;
     const int64_t size = is_caf ? bigEndian(block, place + 8) : littleEndian(block, place + 4);
-    if (position + head + size > end) return;
-    if (stands(block, position, "iXML")) {
+    if (position + head + size > end) return false;
+    if (document_offset == 0 && stands(block, position, "iXML")) {
       document_offset = position + head;
       document = characters(block, document_offset, static_cast<size_t>(size));
-      const size_t speed = std::min(speedOf(document), document.size());
-      take_reference = contentText(document, "FAMILY_UID", speed);
-      return;
     }
     position += head + size;
+    const bool is_padded = !is_caf && size % 2 != 0 && position < end && block[position] == 0;
+    if (is_padded) position++;
   }
+  return position == end;
+}
+
+/// A header came to disk in part, so that its document ends elsewhere than its chunk: takes what there is of the text,
+/// and blanks behind, for a chunk that it fits into. Returns false for what never was a header of ours.
+bool CutHeader::mendDocument(const uint8_t* block) {
+  const std::string_view prologue = kIXMLPrologue;
+  const int64_t room = samplesChunk() - chunkHeadSize() - document_offset;
+  if (document_offset < (is_caf ? kCAFDocument : kDocument)) return false;
+  if (room < static_cast<int64_t>(prologue.size())) return false;
+  const std::string_view area = characters(block, document_offset, static_cast<size_t>(room));
+  if (!area.starts_with(prologue)) return false;
+  const size_t closing = area.find(kClosing);
+  const std::string_view text =
+      closing != std::string_view::npos ? area.substr(0, closing + kClosing.size()) : area.substr(0, area.find('\0'));
+  const size_t size = std::max(document.size(), text.size() + kSpareBlanks);
+  document = text.substr(0, text.rfind("\r\n") + 2); // at least the prologue
+  std::replace(document.begin(), document.end(), '\0', ' ');
+  document.resize(std::min(size + size % 2, area.size()), ' ');
+  return true;
 }
 
 int64_t CutHeader::wholeSize() const { return kHeaderSize + nr_frames * frame_size; }
@@ -233,9 +271,23 @@ std::string CutHeader::complete(uint8_t* block, const UserDefaults& defaults) co
   const bool is_told = speed != std::string::npos &&
                        replaceContent(completed, "DURATION_SAMPLES", speed, text("%qi", nr_frames)) &&
                        replaceContent(completed, "DURATION_TEXT", speed, duration);
-  if (is_told) std::copy(completed.begin(), completed.end(), block + document_offset);
   if (!is_told) log("The document of a take that was cut off does not tell its duration");
+  std::copy(completed.begin(), completed.end(), block + document_offset);
+  if (is_torn) addFiller(block, meta_data);
   return duration;
+}
+
+/// Makes the chunk of the document as long as it is, and has what is left up to the samples filled.
+void CutHeader::addFiller(uint8_t* block, const MetaData& meta_data) const {
+  const auto size = static_cast<uint32_t>(document.size());
+  const auto size_end = static_cast<int32_t>(document_offset);
+  if (is_caf) {
+    add_uint32_be(block, size_end - 4, size);
+    add_caf_free(block, document_offset + size, meta_data, 0);
+  } else {
+    add_uint32_le(block, size_end - 4, size);
+    add_bwf_fill(block, document_offset + size, meta_data, 0);
+  }
 }
 
 } // namespace vurl

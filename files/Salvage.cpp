@@ -21,8 +21,9 @@
 namespace vurl {
 namespace {
 
-constexpr size_t kEnd = 512;       ///< bytes at each end of a header that hold all sizes
-constexpr int64_t kQuietTime = 60; ///< seconds without a change after which nobody is writing
+constexpr size_t kTextsEnd = 16384; ///< the end of what is not filler in most headers, in bytes
+constexpr size_t kSizes = 512;      ///< bytes at a header's end that hold the size of the samples
+constexpr int64_t kQuietTime = 60;  ///< seconds without a change after which nobody is writing
 
 /// Completes one file.
 class Repair {
@@ -84,12 +85,12 @@ private:
     return CutHeader::read(block.data(), status.st_size);
   }
 
-  /// The same by the header's two ends alone, for there may be thousands of complete files.
+  /// The same, without reading the filler of complete headers, for there may be thousands.
   bool looksCut() {
     block.assign(kHeaderSize, 0);
-    if (readAt(descriptor, block.data(), kEnd, 0) != 0) return false;
-    if (readAt(descriptor, block.data() + kHeaderSize - kEnd, kEnd, kHeaderSize - kEnd) != 0) return false;
-    return CutHeader::read(block.data(), status.st_size).has_value();
+    if (readAt(descriptor, block.data(), kTextsEnd, 0) != 0) return false;
+    if (readAt(descriptor, block.data() + kHeaderSize - kSizes, kSizes, kHeaderSize - kSizes) != 0) return false;
+    return CutHeader::read(block.data(), status.st_size) && readHeader();
   }
 
   /// A recorder holds a lock on what it writes. Taking it keeps a second repair out as well.

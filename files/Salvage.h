@@ -1,8 +1,8 @@
 // Saves takes whose program died while it recorded them: their samples are on disk, but their headers say that there
-// are none. A header is completed in place from the whole frames of its file (files/CutHeader.h); everything else
-// stays, the file's time of change included, but for a last frame of which only a part is there, which goes.
-// A second death does no harm: the old and the new header are written to a file of their own first,
-// ".NAME.repair" beside the take, and what is found there later is carried to its end.
+// are none, or are a mixture of the first one and the last. A header is completed in place from the whole frames of its
+// file (files/CutHeader.h); everything else stays, the file's time of change included, but for a last frame of which
+// only a part is there, which goes. A second death does no harm: the old and the new header are written to a file of
+// their own first, ".NAME.repair" beside the take, and what is found there later is carried to its end.
 // Any thread but the I/O thread; waits for the disk.
 #pragma once
 

@@ -97,6 +97,35 @@ TEST_F(SalvageTest, aLargeFileBecomesRF64) {
   EXPECT_EQ(salvage(), Outcome::none);
 }
 
+TEST_F(SalvageTest, aLastHeaderThatCameToDiskInPartLeadsToTheSamples) {
+  constexpr size_t kPage = 4096, kLast = kHeaderSize - kPage;
+  const int64_t large = 4294000000 / take.blockAlignForFile(1);
+  for (const auto& [format, frames] :
+       {std::pair{MetaData::kBWF, int64_t{144384}}, {MetaData::kBWF, large}, {MetaData::kCAF, int64_t{144384}}})
+    for (const auto& [before, behind] : {std::pair{0, 0}, {0, 5000}, {5000, 0}, {3100, 3101}}) { // bytes of the note
+      take.setFileFormat(format);
+      take.setNote(std::string(static_cast<size_t>(before), 'n'));
+      const std::string first = header(0);
+      take.setNote(std::string(static_cast<size_t>(behind), 'n'));
+      const std::string last = header(frames);
+      const int64_t samples = frames * take.blockAlignForFile(1);
+      std::set<std::string> tried{last};
+      for (size_t at = kPage; at <= kLast; at += kPage)
+        for (const std::string& torn : {last.substr(0, at) + first.substr(at), first.substr(0, at) + last.substr(at),
+                                        last.substr(0, at) + first.substr(at, kLast - at) + last.substr(kLast)}) {
+          if (!tried.insert(torn).second) continue;
+          writeFile(path, torn);
+          ASSERT_EQ(truncate(path.c_str(), kHeaderSize + samples), 0);
+          salvage(); // none is left when the filler alone is torn
+          std::string fault;
+          const auto chunks = chunksOfFile(path, fault);
+          ASSERT_TRUE(chunks && fault.empty()) << fault << " at " << at;
+          EXPECT_EQ(chunks->back().identifier + std::to_string(chunks->back().size), "data" + std::to_string(samples));
+          EXPECT_EQ(salvage(), Outcome::none);
+        }
+    }
+}
+
 TEST_F(SalvageTest, othersFilesAndCompleteOnesStayAsTheyAre) {
   std::string foreign = cutFile(256);
   foreign.replace(foreign.find("Vurl Recorder"), 4, "Some");
