@@ -6,6 +6,8 @@
 #include "platform/FileBytes.h"
 #include "platform/Text.h"
 
+#include <sys/stat.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -58,7 +60,19 @@ HeaderJournal::HeaderJournal(const std::string& path) {
   file = path.substr(0, name) + own;
 }
 
-bool HeaderJournal::exists() const { return access(file.c_str(), F_OK) == 0; }
+bool HeaderJournal::exists() const {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+  if (descriptor < 0) return false;
+  struct stat status {};
+  const bool is_file = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  std::array<char, kMagic.size()> bytes{};
+  const std::string_view head(bytes.data(), std::min(static_cast<size_t>(status.st_size), bytes.size()));
+  const bool is_read = is_file && readAt(descriptor, reinterpret_cast<uint8_t*>(bytes.data()), head.size(), 0) == 0;
+  close(descriptor);
+  if (!is_read || status.st_size > static_cast<int64_t>(kLength)) return false;
+  return kMagic.starts_with(head) ||
+         head.find_first_not_of('\0') == std::string_view::npos; // as a power failure leaves
+}
 
 int HeaderJournal::write(const Entry& entry) const {
   std::vector<uint8_t> bytes(kLength);
@@ -96,6 +110,8 @@ std::optional<HeaderJournal::Entry> HeaderJournal::read() const {
                static_cast<int64_t>(size)};
 }
 
-void HeaderJournal::remove() const { unlink(file.c_str()); }
+void HeaderJournal::remove() const {
+  if (exists()) unlink(file.c_str());
+}
 
 } // namespace vurl

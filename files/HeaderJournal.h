@@ -25,15 +25,21 @@ public:
   /// Of the take file at `path`.
   explicit HeaderJournal(const std::string& path);
 
+  /// Whether it is there, or a beginning of it. Another file of its name is none.
   bool exists() const;
 
-  /// Writes `entry` and waits until it is on disk; what was there goes. Returns 0 or the errno.
+  /// Writes `entry` and waits until it is on disk; a journal that was there goes. Returns 0 or the errno; EEXIST when
+  /// another file has its name. Of a failure nothing stays.
   [[nodiscard]] int write(const Entry& entry) const;
 
   /// Nothing when there is none, or not a whole one.
   std::optional<Entry> read() const;
 
+  /// Removes it, and no other file of its name.
   void remove() const;
+
+  /// Its path.
+  const std::string& path() const { return file; }
 
 private:
   std::string folder;

@@ -6,6 +6,7 @@
 #include "files/HeaderJournal.h"
 #include "platform/FileBytes.h"
 #include "platform/Log.h"
+#include "platform/Text.h"
 
 #include <sys/stat.h>
 
@@ -43,14 +44,13 @@ public:
     if (fstat(descriptor, &status) != 0) return failed(errno);
     if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
     const HeaderJournal journal(result.path);
-    const bool was_begun = journal.exists();
-    if (!was_begun && !looksCut()) return result;
+    if (!journal.exists() && !looksCut()) return result;
     if (isHeld()) {
       result.outcome = Salvage::Outcome::in_use;
       return result;
     }
     if (fstat(descriptor, &status) != 0) return failed(errno); // it may have been finished before the lock
-    if (was_begun && !dry_run) return finishWhatWasBegun(journal);
+    if (!dry_run && journal.exists()) return finishWhatWasBegun(journal);
     const auto header = readHeader();
     if (!header) return result;
     describe(*header);
@@ -115,8 +115,13 @@ private:
   }
 
   Salvage complete(const CutHeader& header, const HeaderJournal& journal) {
-    if (const int error = journal.write({block, new_block, header.wholeSize()}); error != 0) return failed(error);
-    return carryOut({block, new_block, header.wholeSize()}, journal);
+    const HeaderJournal::Entry entry{block, new_block, header.wholeSize()};
+    if (const int error = journal.write(entry); error != 0) {
+      failed(error);
+      if (error == EEXIST) result.reason = text("Another file is called %@", journal.path());
+      return result;
+    }
+    return carryOut(entry, journal);
   }
 
   Salvage finishWhatWasBegun(const HeaderJournal& journal) {

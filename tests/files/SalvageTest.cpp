@@ -189,6 +189,13 @@ TEST_F(SalvageTest, aDeathDuringTheRepairIsMended) {
   // One that was left behind, and somebody has changed the file since.
   const std::string changed = std::string(whole).replace(whole.find("Film"), 4, "Farm");
   expectSalvaged(entry, changed, Outcome::none, changed);
+  // Another file of its name.
+  for (const auto& [bytes, outcome] : {std::pair{whole, Outcome::none}, {cut, Outcome::failed}}) {
+    writeFile(journal_path, "VURL and a list");
+    writeFile(path, bytes);
+    EXPECT_EQ(salvage(), outcome);
+    EXPECT_EQ(fileBytes(path) + fileBytes(journal_path), bytes + "VURL and a list");
+  }
 }
 
 } // namespace vurl
