@@ -26,6 +26,9 @@ constexpr size_t kTextsEnd = 16384; ///< the end of what is not filler in most h
 constexpr size_t kSizes = 512;      ///< bytes at a header's end that hold the size of the samples
 constexpr int64_t kQuietTime = 60;  ///< seconds without a change after which nobody is writing
 
+/// For the journal of a repair, with the blocks that a file system adds.
+constexpr const char* kMakeRoom = ": make 300 kB of room on its disk, and it can be completed";
+
 /// Completes one file.
 class Repair {
 public:
@@ -118,6 +121,7 @@ private:
     const HeaderJournal::Entry entry{block, new_block, header.wholeSize()};
     if (const int error = journal.write(entry); error != 0) {
       failed(error);
+      if (error == ENOSPC || error == EDQUOT) result.reason += kMakeRoom;
       if (error == EEXIST) result.reason = text("Another file is called %@", journal.path());
       return result;
     }
