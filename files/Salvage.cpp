@@ -8,12 +8,15 @@
 #include "platform/Log.h"
 #include "platform/Text.h"
 
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <ctime>
 #include <optional>
@@ -25,6 +28,10 @@ namespace {
 constexpr size_t kTextsEnd = 16384; ///< the end of what is not filler in most headers, in bytes
 constexpr size_t kSizes = 512;      ///< bytes at a header's end that hold the size of the samples
 constexpr int64_t kQuietTime = 60;  ///< seconds without a change after which nobody is writing
+
+/// File systems that other computers may write to.
+constexpr std::array<uint32_t, 6> kShared{NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC,
+                                          SMB2_SUPER_MAGIC, FUSE_SUPER_MAGIC, V9FS_MAGIC};
 
 /// For the journal of a repair, with the blocks that a file system adds.
 constexpr const char* kMakeRoom = ": make 300 kB of room on its disk, and it can be completed";
@@ -48,10 +55,7 @@ public:
     if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
     const HeaderJournal journal(result.path);
     if (!journal.exists() && !looksCut()) return result;
-    if (isHeld()) {
-      result.outcome = Salvage::Outcome::in_use;
-      return result;
-    }
+    if (isHeld()) return inUse();
     if (fstat(descriptor, &status) != 0) return failed(errno); // it may have been finished before the lock
     if (!dry_run && journal.exists()) return finishWhatWasBegun(journal);
     const auto header = readHeader();
@@ -74,10 +78,7 @@ private:
     if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
     const auto header = readHeader();
     if (!header) return result;
-    if (isHeld()) { // by its date: only who may write can ask for the lock
-      result.outcome = Salvage::Outcome::in_use;
-      return result;
-    }
+    if (isHeld()) return inUse(); // by its date: only who may write can ask for the lock
     describe(*header);
     return failed(error);
   }
@@ -96,14 +97,30 @@ private:
     return CutHeader::read(block.data(), status.st_size) && readHeader();
   }
 
-  /// A recorder holds a lock on what it writes. Taking it keeps a second repair out as well.
+  /// A recorder holds a lock on what it writes. Taking it keeps a second repair out as well. Another computer may
+  /// write to a shared file system and its locks be known there alone: the date tells then.
   bool isHeld() const {
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
-    if (fcntl(descriptor, F_OFD_SETLK, &whole) == 0) return false;
-    if (errno == EAGAIN || errno == EACCES) return true;
-    return std::time(nullptr) - status.st_mtim.tv_sec < kQuietTime;
+    const bool is_locked = fcntl(descriptor, F_OFD_SETLK, &whole) == 0;
+    if (!is_locked && (errno == EAGAIN || errno == EACCES)) return true;
+    return (!is_locked || isShared()) && std::time(nullptr) - status.st_mtim.tv_sec < kQuietTime;
+  }
+
+  bool isShared() const {
+    struct statfs about {};
+    const bool is_told = fstatfs(descriptor, &about) == 0;
+    return !is_told || std::find(kShared.begin(), kShared.end(), about.f_type) != kShared.end();
+  }
+
+  /// Since `status` was read.
+  bool hasChanged() const {
+    struct stat now {};
+    const auto same = [](const timespec& a, const timespec& b) {
+      return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+    };
+    return fstat(descriptor, &now) != 0 || now.st_size != status.st_size || !same(now.st_mtim, status.st_mtim);
   }
 
   void describe(const CutHeader& header) {
@@ -125,6 +142,10 @@ private:
       if (error == EEXIST) result.reason = text("Another file is called %@", journal.path());
       return result;
     }
+    if (hasChanged()) {
+      journal.remove();
+      return inUse();
+    }
     return carryOut(entry, journal);
   }
 
@@ -140,7 +161,7 @@ private:
       if (header && header->wholeSize() == entry->whole_size && completed == entry->new_block) {
         block = entry->old_block;
         describe(*header);
-        return carryOut(*entry, journal);
+        return hasChanged() ? inUse() : carryOut(*entry, journal);
       }
     }
     // It was not written to its end, so that the header is untouched; or the file is another one now.
@@ -152,8 +173,10 @@ private:
   }
 
   Salvage carryOut(const HeaderJournal::Entry& entry, const HeaderJournal& journal) {
-    int error = writeAt(descriptor, entry.new_block.data(), entry.new_block.size(), 0);
-    if (error == 0 && ftruncate(descriptor, entry.whole_size) != 0) error = errno;
+    int error = 0;
+    const bool has_stray_bytes = status.st_size > entry.whole_size;
+    if (has_stray_bytes && ftruncate(descriptor, entry.whole_size) != 0) error = errno; // at once: it has not grown
+    if (error == 0) error = writeAt(descriptor, entry.new_block.data(), entry.new_block.size(), 0);
     const timespec times[2] = {status.st_atim, status.st_mtim};
     if (error == 0 && futimens(descriptor, times) != 0) log("A repaired file has a new date, %s.", systemError(errno));
     if (error == 0 && fsync(descriptor) != 0) error = errno;
@@ -161,6 +184,13 @@ private:
     journal.remove();
     result.outcome = Salvage::Outcome::completed;
     return result;
+  }
+
+  Salvage inUse() const {
+    Salvage in_use;
+    in_use.outcome = Salvage::Outcome::in_use;
+    in_use.path = result.path;
+    return in_use;
   }
 
   Salvage failed(int error) {

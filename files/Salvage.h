@@ -35,7 +35,8 @@ struct Salvage {
 };
 
 /// Looks at the file at `path` and completes its header when it was cut off; with `dry_run` it only says so. Links are
-/// not followed. On file systems that know no locks, a file that changed within the last minute counts as in use.
+/// not followed. On file systems that know no locks, or that other computers may write to, a file that changed within
+/// the last minute counts as in use.
 Salvage salvageFile(const std::string& path, const UserDefaults& defaults, bool dry_run);
 
 /// A take that was cut off: its files, as salvageFile() told of them. A file without a reference is a take by itself.

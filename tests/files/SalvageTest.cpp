@@ -154,6 +154,23 @@ TEST_F(SalvageTest, aTakeThatIsBeingRecordedIsLeftAlone) {
   EXPECT_EQ(salvage(), Outcome::completed);
 }
 
+TEST_F(SalvageTest, aTakeThatGrowsWithoutALockKeepsItsSamples) {
+  std::string expected = cutFile(256).substr(kHeaderSize);
+  writeFile(path, cutFile(256));
+  std::atomic<bool> ends = false;
+  std::thread recorder([&] {
+    const std::string frames(static_cast<size_t>(256 * take.blockAlignForFile(1)), 'x');
+    for (std::ofstream file(path, std::ios::app); !ends; expected += frames) {
+      file << frames << std::flush;
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+  });
+  for (int round = 0; round < 10; ++round) salvage();
+  ends = true;
+  recorder.join();
+  EXPECT_TRUE(fileBytes(path).substr(kHeaderSize) == expected);
+}
+
 TEST_F(SalvageTest, aDeathDuringTheRepairIsMended) {
   const std::string cut = cutFile(256, 1);
   writeFile(path, cut);
@@ -179,6 +196,7 @@ TEST_F(SalvageTest, aDeathDuringTheRepairIsMended) {
     std::string torn = cut; // some sectors have come to disk, in any order
     for (size_t i = 0; i < size_t{kHeaderSize}; i += 512)
       if (random() % 2 == 0) torn.replace(i, 512, whole, i, 512);
+    if (round % 2 == 0) torn.resize(whole.size()); // the part of a frame goes first
     expectSalvaged(entry, torn, Outcome::completed, whole);
   }
   // A journal that was cut short itself: the header was not touched yet.
