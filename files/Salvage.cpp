@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <optional>
 #include <utility>
@@ -105,8 +106,11 @@ private:
     whole.l_whence = SEEK_SET;
     const bool is_locked = fcntl(descriptor, F_OFD_SETLK, &whole) == 0;
     if (!is_locked && (errno == EAGAIN || errno == EACCES)) return true;
-    return (!is_locked || isShared()) && std::time(nullptr) - status.st_mtim.tv_sec < kQuietTime;
+    return (!is_locked || isShared()) && !isQuiet();
   }
+
+  /// A date well ahead of the clock tells of a clock that was set back since, not of somebody who writes.
+  bool isQuiet() const { return std::abs(std::time(nullptr) - status.st_mtim.tv_sec) >= kQuietTime; }
 
   bool isShared() const {
     struct statfs about {};

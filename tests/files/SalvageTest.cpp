@@ -8,6 +8,12 @@
 #include "metadata/RateTexts.h"
 #include "tests/files/HeaderRig.h"
 
+#include <sys/fsuid.h>
+#include <sys/stat.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace vurl {
 
 using Outcome = Salvage::Outcome;
@@ -152,6 +158,23 @@ TEST_F(SalvageTest, aTakeThatIsBeingRecordedIsLeftAlone) {
   EXPECT_EQ(fileBytes(path), bytes);
   EXPECT_EQ(layer.close(descriptor), 0);
   EXPECT_EQ(salvage(), Outcome::completed);
+}
+
+TEST_F(SalvageTest, withoutLocksTheDateTells) {
+  const std::time_t now = std::time(nullptr);
+  writeFile(path, cutFile(256));
+  chmod(path.c_str(), 0444); // who may not write gets no lock
+  chmod(folder.path.c_str(), 0755);
+  for (const auto& [date, outcome] : {std::pair{now - 5, Outcome::in_use},
+                                      {now + 5, Outcome::in_use},
+                                      {now - 90, Outcome::failed},
+                                      {now + 3600, Outcome::failed}}) {
+    const timespec times[2] = {{date, 0}, {date, 0}};
+    utimensat(AT_FDCWD, path.c_str(), times, 0);
+    const int user = setfsuid(65534);
+    EXPECT_EQ(salvage(), outcome) << date - now;
+    setfsuid(static_cast<uid_t>(user));
+  }
 }
 
 TEST_F(SalvageTest, aTakeThatGrowsWithoutALockKeepsItsSamples) {
