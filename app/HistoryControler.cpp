@@ -80,8 +80,12 @@ void HistoryControler::beginSalvage() {
     for (const std::string& path : load.paths) {
       if (load.is_given_up) break;
       Salvage found = salvageFile(path, defaults, false);
-      if (found.outcome == Salvage::Outcome::completed || found.outcome == Salvage::Outcome::failed)
+      const bool has_failed = found.outcome == Salvage::Outcome::failed;
+      if (has_failed && found.nr_frames == 0) {
+        log("%@ cannot be looked at: %@", path, found.reason); // nobody knows whether it was cut off
+      } else if (has_failed || found.outcome == Salvage::Outcome::completed) {
         load.salvaged.push_back(std::move(found));
+      }
     }
     load.is_salvaging = false;
   });

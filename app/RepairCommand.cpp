@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 
 namespace vurl {
 namespace {
@@ -31,13 +32,17 @@ const char* outcomeText(Salvage::Outcome outcome) {
 /// Adds the file at `path`, or the take files of the folder there. Returns false, with the reason on standard error,
 /// when it cannot be read.
 bool addFiles(const std::string& path, std::vector<std::string>& files) {
-  int error = addTakeFiles(path, files);
-  if (error == ENOTDIR) {
+  const int error = addTakeFiles(path, files);
+  if (error == 0) return true;
+  std::error_code ignored;
+  const bool is_link = error == ENOTDIR && std::filesystem::is_symlink(path, ignored);
+  if (error == ENOTDIR && !is_link) {
     files.push_back(path);
-    error = 0;
+    return true;
   }
-  if (error != 0) std::fprintf(stderr, "vurl: %s: %s.\n", printable(path).c_str(), systemError(error).c_str());
-  return error == 0;
+  const std::string reason = is_link ? "Links to files are not followed" : systemError(error);
+  std::fprintf(stderr, "vurl: %s: %s.\n", printable(path).c_str(), reason.c_str());
+  return false;
 }
 
 Json asJson(const Salvage& file) {

@@ -55,12 +55,12 @@ public:
     if (fstat(descriptor, &status) != 0) return failed(errno);
     if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
     const HeaderJournal journal(result.path);
-    if (!journal.exists() && !looksCut()) return result;
+    if (!journal.exists() && !looksCut()) return noneOrUnread();
     if (isHeld()) return inUse();
     if (fstat(descriptor, &status) != 0) return failed(errno); // it may have been finished before the lock
     if (!dry_run && journal.exists()) return finishWhatWasBegun(journal);
     const auto header = readHeader();
-    if (!header) return result;
+    if (!header) return noneOrUnread();
     describe(*header);
     if (dry_run) return result;
     return complete(*header, journal);
@@ -70,33 +70,36 @@ private:
   /// A file that can only be read may be complete all the same; only one that was cut off is a failure.
   Salvage whyNotOpen() {
     const int error = errno;
-    if (error == ENOENT || error == ELOOP || error == EISDIR || error == ENXIO) return result;
-    descriptor = open(result.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0 || fstat(descriptor, &status) != 0) {
-      log("%@ cannot be looked at: %s", result.path, systemError(error));
-      return result; // nobody knows whether it was cut off
-    }
+    if (lstat(result.path.c_str(), &status) != 0) return errno == ENOENT ? result : failed(errno);
     if (!S_ISREG(status.st_mode) || status.st_size <= kHeaderSize) return result;
+    descriptor = open(result.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0 || fstat(descriptor, &status) != 0) return failed(error);
     const auto header = readHeader();
-    if (!header) return result;
+    if (!header) return noneOrUnread();
     if (isHeld()) return inUse(); // by its date: only who may write can ask for the lock
     describe(*header);
     return failed(error);
   }
 
+  /// Reads `size` bytes of the header from byte `offset`.
+  bool read(size_t size, size_t offset) {
+    read_error = readAt(descriptor, block.data() + offset, size, static_cast<int64_t>(offset));
+    return read_error == 0;
+  }
+
   std::optional<CutHeader> readHeader() {
     block.resize(kHeaderSize);
-    if (readAt(descriptor, block.data(), block.size(), 0) != 0) return std::nullopt;
-    return CutHeader::read(block.data(), status.st_size);
+    return read(kHeaderSize, 0) ? CutHeader::read(block.data(), status.st_size) : std::nullopt;
   }
 
   /// The same, without reading the filler of complete headers, for there may be thousands.
   bool looksCut() {
     block.assign(kHeaderSize, 0);
-    if (readAt(descriptor, block.data(), kTextsEnd, 0) != 0) return false;
-    if (readAt(descriptor, block.data() + kHeaderSize - kSizes, kSizes, kHeaderSize - kSizes) != 0) return false;
+    if (!read(kTextsEnd, 0) || !read(kSizes, kHeaderSize - kSizes)) return false;
     return CutHeader::read(block.data(), status.st_size) && readHeader();
   }
+
+  Salvage noneOrUnread() { return read_error == 0 ? result : failed(read_error); }
 
   /// A recorder holds a lock on what it writes. Taking it keeps a second repair out as well. Another computer may
   /// write to a shared file system and its locks be known there alone: the date tells then.
@@ -156,7 +159,7 @@ private:
   Salvage finishWhatWasBegun(const HeaderJournal& journal) {
     const auto entry = journal.read();
     block.resize(kHeaderSize);
-    if (const int error = readAt(descriptor, block.data(), block.size(), 0); error != 0) return failed(error);
+    if (!read(kHeaderSize, 0)) return failed(read_error);
     if (entry && entry->isBetween(block)) {
       // What was begun follows from the old header and the file's own length; an entry that says otherwise is not ours.
       const auto header = CutHeader::read(entry->old_block.data(), status.st_size);
@@ -171,7 +174,7 @@ private:
     // It was not written to its end, so that the header is untouched; or the file is another one now.
     journal.remove();
     const auto header = readHeader();
-    if (!header) return result;
+    if (!header) return noneOrUnread();
     describe(*header);
     return complete(*header, journal);
   }
@@ -207,6 +210,7 @@ private:
   Salvage result;
   int descriptor = -1;
   struct stat status {};
+  int read_error = 0; ///< errno of the last read
   std::vector<uint8_t> block;
   std::vector<uint8_t> new_block;
 };

@@ -21,7 +21,8 @@ struct Salvage {
     in_use,    ///< a recorder has it open
     cut,       ///< can be completed; nothing was written
     completed, ///< tells of all its samples now
-    failed     ///< is as it was, or is finished by the next try; `reason` says why
+    failed     ///< is as it was, or is finished by the next try; `reason` says why. Without frames it could not be
+               ///< looked at, and may be complete.
   };
 
   Outcome outcome = Outcome::none;

@@ -163,17 +163,20 @@ TEST_F(SalvageTest, aTakeThatIsBeingRecordedIsLeftAlone) {
 TEST_F(SalvageTest, withoutLocksTheDateTells) {
   const std::time_t now = std::time(nullptr);
   writeFile(path, cutFile(256));
-  chmod(path.c_str(), 0444); // who may not write gets no lock
   chmod(folder.path.c_str(), 0755);
-  for (const auto& [date, outcome] : {std::pair{now - 5, Outcome::in_use},
-                                      {now + 5, Outcome::in_use},
-                                      {now - 90, Outcome::failed},
-                                      {now + 3600, Outcome::failed}}) {
+  for (const auto& [mode, date, frames, outcome] : {std::tuple{0444, now - 5, 0, Outcome::in_use}, // no lock to read
+                                                    {0444, now + 5, 0, Outcome::in_use},
+                                                    {0444, now - 90, 256, Outcome::failed},
+                                                    {0444, now + 3600, 256, Outcome::failed},
+                                                    {0, now - 90, 0, Outcome::failed}}) {
     const timespec times[2] = {{date, 0}, {date, 0}};
     utimensat(AT_FDCWD, path.c_str(), times, 0);
+    chmod(path.c_str(), static_cast<mode_t>(mode));
     const int user = setfsuid(65534);
     EXPECT_EQ(salvage(), outcome) << date - now;
     setfsuid(static_cast<uid_t>(user));
+    EXPECT_EQ(std::pair(told.nr_frames, told.reason),
+              std::pair(int64_t{frames}, outcome == Outcome::failed ? "Permission denied" : std::string()));
   }
 }
 
