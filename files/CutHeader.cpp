@@ -3,11 +3,10 @@
 #include "engine/SampleFormat.h"
 #include "files/BWFUtils.h"
 #include "files/CAFUtils.h"
+#include "files/CutDocument.h"
 #include "files/HeaderTexts.h"
 #include "files/utils.h"
-#include "metadata/RateTexts.h"
 #include "platform/Log.h"
-#include "platform/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -34,8 +33,6 @@ constexpr int32_t kCAFDocument = 144;
 constexpr int32_t kCAFData = kHeaderSize - 16;
 constexpr uint32_t kUnknownSize = 0xFFFFFFFF;
 constexpr const char* kOriginatorText = "Vurl Recorder";
-constexpr std::string_view kClosing = "\r\n</BWFXML>\r\n"; ///< no text of the user has such a line
-constexpr size_t kSpareBlanks = 64;                        ///< for the durations
 
 std::string_view characters(const uint8_t* block, int64_t offset, size_t size) {
   return {reinterpret_cast<const char*>(block) + offset, size};
@@ -79,55 +76,6 @@ uint64_t toldByCAF(const uint8_t* block) {
   return told == std::numeric_limits<uint64_t>::max() ? 0 : told;
 }
 
-/// A stretch of a text, in bytes.
-struct Stretch {
-  size_t begin;
-  size_t end;
-};
-
-/// The content of the first element `tag` of `document` behind `from`.
-std::optional<Stretch> contentOf(std::string_view document, const std::string& tag, size_t from) {
-  const size_t opening = document.find('<' + tag + '>', from);
-  if (opening == std::string_view::npos) return std::nullopt;
-  const size_t begin = opening + tag.size() + 2;
-  const size_t end = document.find("</" + tag + '>', begin);
-  if (end == std::string_view::npos) return std::nullopt;
-  return Stretch{begin, end};
-}
-
-/// Where the element begins that tells of rates and durations. The user's texts, which may hold anything, stand before
-/// and behind it, but begin no line of this depth.
-size_t speedOf(std::string_view document) { return document.find("\r\n\t<SPEED>\r\n"); }
-
-std::string contentText(std::string_view document, const std::string& tag, size_t from) {
-  const auto found = contentOf(document, tag, from);
-  return found ? std::string(document.substr(found->begin, found->end - found->begin)) : "";
-}
-
-/// The document names most rates; of those that it has no name for, one stands in the description.
-uint32_t frameRateOf(std::string_view document, size_t speed) {
-  const std::string rate = contentText(document, "TIMECODE_RATE", speed);
-  const std::string flag = contentText(document, "TIMECODE_FLAG", speed);
-  const auto* const known = std::find_if(kRateTexts.begin(), kRateTexts.end(), [&](const RateTexts& texts) {
-    return rate.empty() ? document.find(std::string("bSPEED=") + texts.speed + "\r\n") != std::string_view::npos
-                        : rate == texts.timecode && flag == texts.flag;
-  });
-  return known == kRateTexts.end() ? FRAME_RATE_59_94 : known->frame_rate;
-}
-
-/// Puts `content` into an element of `document`, which keeps its length by giving or taking blanks at the end.
-bool replaceContent(std::string& document, const std::string& tag, size_t from, const std::string& content) {
-  const auto old = contentOf(document, tag, from);
-  if (!old) return false;
-  const size_t size = document.size();
-  const size_t last = document.find_last_not_of(' ');
-  const size_t blanks = size - 1 - last;
-  if (content.size() > old->end - old->begin + blanks) return false;
-  document.replace(old->begin, old->end - old->begin, content);
-  document.resize(size, ' ');
-  return true;
-}
-
 } // namespace
 
 std::optional<CutHeader> CutHeader::read(const uint8_t* block, int64_t file_size) {
@@ -140,8 +88,7 @@ std::optional<CutHeader> CutHeader::read(const uint8_t* block, int64_t file_size
   // Nobody has written behind the samples of a header that came to disk in part.
   if (header->is_torn && told != 0 && told < static_cast<uint64_t>(file_size - kHeaderSize)) return std::nullopt;
   if (header->is_torn && !header->mendDocument(block)) return std::nullopt;
-  const size_t speed = std::min(speedOf(header->document), header->document.size());
-  header->take_reference = contentText(header->document, "FAMILY_UID", speed);
+  header->take_reference = takeReferenceOf(header->document);
   return header;
 }
 
@@ -217,8 +164,7 @@ bool CutHeader::findDocument(const uint8_t* block) {
   return position == end;
 }
 
-/// A header came to disk in part, so that its document ends elsewhere than its chunk: takes what there is of the text,
-/// and blanks behind, for a chunk that it fits into. Returns false for what never was a header of ours.
+/// Has the document end before the samples' chunk. Returns false for what never was a header of ours.
 bool CutHeader::mendDocument(const uint8_t* block) {
   const std::string_view prologue = kIXMLPrologue;
   const int64_t room = samplesChunk() - chunkHeadSize() - document_offset;
@@ -226,13 +172,7 @@ bool CutHeader::mendDocument(const uint8_t* block) {
   if (room < static_cast<int64_t>(prologue.size())) return false;
   const std::string_view area = characters(block, document_offset, static_cast<size_t>(room));
   if (!area.starts_with(prologue)) return false;
-  const size_t closing = area.find(kClosing);
-  const std::string_view text =
-      closing != std::string_view::npos ? area.substr(0, closing + kClosing.size()) : area.substr(0, area.find('\0'));
-  const size_t size = std::max(document.size(), text.size() + kSpareBlanks);
-  document = text.substr(0, text.rfind("\r\n") + 2); // at least the prologue
-  std::replace(document.begin(), document.end(), '\0', ' ');
-  document.resize(std::min(size + size % 2, area.size()), ' ');
+  document = mendedDocument(area, document.size());
   return true;
 }
 
@@ -250,7 +190,7 @@ MetaData CutHeader::record(const UserDefaults& defaults) const {
   for (const auto& [nr_bits, depth] : kDepths)
     if (bits == nr_bits) meta_data.setBitDepth(depth);
   meta_data.setSampleRate(sample_rate);
-  meta_data.setFrameRate(static_cast<int32_t>(frameRateOf(document, std::min(speedOf(document), document.size()))));
+  meta_data.setFrameRate(static_cast<int32_t>(frameRateOf(document)));
   meta_data.setNrSamples(nr_frames);
   return meta_data;
 }
@@ -266,12 +206,9 @@ std::string CutHeader::complete(uint8_t* block, const UserDefaults& defaults) co
     add_bwf_data(block, kData, meta_data, 0);
   }
   std::string completed = document;
-  const size_t speed = speedOf(completed);
   std::string duration = meta_data.durationString();
-  const bool is_told = speed != std::string::npos &&
-                       replaceContent(completed, "DURATION_SAMPLES", speed, text("%qi", nr_frames)) &&
-                       replaceContent(completed, "DURATION_TEXT", speed, duration);
-  if (!is_told) log("The document of a take that was cut off does not tell its duration");
+  if (!tellDuration(completed, nr_frames, duration))
+    log("The document of a take that was cut off does not tell its duration");
   std::copy(completed.begin(), completed.end(), block + document_offset);
   if (is_torn) addFiller(block, meta_data);
   return duration;

@@ -135,8 +135,10 @@ TEST_F(SalvageTest, aLastHeaderThatCameToDiskInPartLeadsToTheSamples) {
 TEST_F(SalvageTest, othersFilesAndCompleteOnesStayAsTheyAre) {
   std::string foreign = cutFile(256);
   foreign.replace(foreign.find("Vurl Recorder"), 4, "Some");
+  std::string torn = header(256) + cutFile(256).substr(kHeaderSize);
+  torn[torn.find("iXML") + 4] ^= '\4'; // its document does not end where its filler begins
   for (const std::string& bytes :
-       {foreign, header(0), header(256) + cutFile(256).substr(kHeaderSize), std::string("RIFF"),
+       {foreign, torn + "LIST", header(0), header(256) + cutFile(256).substr(kHeaderSize), std::string("RIFF"),
         std::string(200000, '\0'), cutFile(256).substr(0, kHeaderSize + 1)}) {
     writeFile(path, bytes);
     EXPECT_EQ(salvage(), Outcome::none);
