@@ -11,12 +11,21 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <optional>
 #include <utility>
 
 namespace vurl {
 namespace {
 
 constexpr std::chrono::milliseconds kSlice{8}; ///< what a load takes of the main loop at a time
+
+/// The length of the longest file that has been completed; nothing when all have failed.
+std::optional<int64_t> framesOf(const SalvagedTake& take) {
+  std::optional<int64_t> longest;
+  for (const Salvage& file : take.files)
+    if (file.outcome == Salvage::Outcome::completed) longest = std::max(longest, std::optional(file.nr_frames));
+  return longest;
+}
 
 } // namespace
 
@@ -141,7 +150,7 @@ void HistoryControler::finishLoading() {
 }
 
 /// A take that was cut off never came to be reported. Those in Core Audio Format are told of only, as are all that the
-/// history cannot read.
+/// history cannot read. Of lengths that no header holds the CSV report has the true one.
 void HistoryControler::noteSalvaged(const std::vector<SalvagedTake>& saved) {
   const std::vector<TakePointer> listed = list.takes();
   for (const SalvagedTake& take : saved) {
@@ -149,8 +158,9 @@ void HistoryControler::noteSalvaged(const std::vector<SalvagedTake>& saved) {
     const auto entry = std::find_if(listed.begin(), listed.end(), [&](const TakePointer& each) {
       return each->reference == take.files[0].take_reference;
     });
-    if (take.longest().outcome != Salvage::Outcome::completed || entry == listed.end()) continue;
-    salvaged.push_back(*entry);
+    const auto nr_frames = framesOf(take);
+    if (!nr_frames || entry == listed.end()) continue;
+    salvaged.emplace_back((*entry)->meta_data).setNrSamples(*nr_frames);
     is_report_partial = true;
   }
 }
@@ -175,7 +185,7 @@ void HistoryControler::rewritePartialReports() {
   if (!is_report_partial.exchange(false)) return;
   if (saving.joinable()) saving.join();
   saving = newThread([this, unreported = salvaged] {
-    for (const TakePointer& take : unreported) addToCSVOnce(take->meta_data);
+    for (const MetaData& take : unreported) addToCSVOnce(take);
     saveHistory();
   });
   if (saving.joinable())

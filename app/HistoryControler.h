@@ -133,7 +133,7 @@ private:
   TakeList list;
   std::vector<TakePointer> shown; ///< the table's rows
   std::unique_ptr<Loading> loading;
-  std::vector<TakePointer> salvaged; ///< takes that still lack their line in the CSV report
+  std::vector<MetaData> salvaged; ///< takes that still lack their line in the CSV report
   mutable std::mutex web_folder_mutex;
   std::string web_folder;                      ///< as stored or with its "~" expanded
   std::mutex report_mutex;                     ///< held while reports are written
