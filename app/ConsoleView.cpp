@@ -161,10 +161,10 @@ void ConsoleView::printSynced() {
   waiting_takes.clear();
 }
 
-bool ConsoleView::flush() {
+bool ConsoleView::flush(bool wait) {
   clearLiveLine();
   printSynced();
-  printResults(true);
+  printResults(wait);
   return !print_failed;
 }
 

@@ -32,8 +32,9 @@ public:
   /// Tells the user something, as warn() does, without spoiling the live line.
   void tell(const std::string& words);
 
-  /// Prints what is left to print, waiting for whoever reads it. Returns whether all results could be printed.
-  bool flush();
+  /// Prints what is left to print, or as much of it as can be printed without a `wait` for whoever reads it. Returns
+  /// whether nothing has failed.
+  bool flush(bool wait = true);
 
   /// Whether a take has ended with a reason so far.
   bool harmed() const { return any_reason; }

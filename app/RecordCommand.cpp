@@ -67,11 +67,10 @@ public:
                             [&](TransportCommand command) { return press(command, *recorder); });
       record(*recorder);
     }
+    printTakes(*recorder, false); // the disks of the reports may hang
     endOf(*recorder, kExitHarmed);
-    if (!recorder->disk_sync.wait(DiskSync::kPatience)) warn("A disk does not answer: the take may not be on it yet.");
-    run_loop.drain();
+    const bool all_printed = printTakes(*recorder, true);
     harmed = harmed || recorder->nrUnsyncedFiles() > 0;
-    const bool all_printed = view.flush();
     if (follows_lock && nr_takes == 0)
       std::fprintf(stderr, "vurl: No timecode was locked; nothing has been recorded.\n");
     const int exit_code = harmed || view.harmed() || !all_printed ? kExitHarmed : kExitFine;
@@ -80,6 +79,16 @@ public:
   }
 
 private:
+  /// Prints what is left to be printed of the takes, once they are on disk; see ConsoleView::flush().
+  bool printTakes(Recorder& recorder, bool wait) {
+    if (!sync_is_late && !recorder.disk_sync.wait(DiskSync::kPatience)) {
+      sync_is_late = true;
+      warn("A disk does not answer: the take may not be on it yet.");
+    }
+    run_loop.drain();
+    return view.flush(wait);
+  }
+
   /// Stores what the user said about the take.
   void setTexts(MainMenuControler& controller) {
     const std::pair<const char*, const std::optional<std::string>&> said[] = {
@@ -271,8 +280,9 @@ private:
   bool is_recording = false;
   LongWait long_wait;
   bool follows_lock = false;
-  bool ends = false;   ///< with the take in hand
-  bool harmed = false; ///< the device stood still while no take ran
+  bool ends = false;         ///< with the take in hand
+  bool harmed = false;       ///< the device stood still while no take ran
+  bool sync_is_late = false; ///< the user has been told
   int nr_takes = 0;
   std::optional<int64_t> first_sample; ///< of the take, or of the wait for timecode
   bool told_to_end = false;
