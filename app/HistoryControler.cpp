@@ -3,7 +3,7 @@
 #include "app/SalvageTexts.h"
 #include "app/SoundReport.h"
 #include "app/TakeFolders.h"
-#include "files/OutputFile.h"
+#include "app/TakeReader.h"
 #include "platform/Log.h"
 #include "platform/NewThread.h"
 
@@ -18,6 +18,7 @@ namespace vurl {
 namespace {
 
 constexpr std::chrono::milliseconds kSlice{8}; ///< what a load takes of the main loop at a time
+constexpr size_t kMostInSlice = 100;           ///< files, so that the progress is seen
 
 /// The length of the longest file that has been completed; nothing when all have failed.
 std::optional<int64_t> framesOf(const SalvagedTake& take) {
@@ -31,24 +32,21 @@ std::optional<int64_t> framesOf(const SalvagedTake& take) {
 
 /// A load that is under way.
 struct HistoryControler::Loading {
-  ~Loading() {
-    is_given_up = true;
-    if (salvager.joinable()) salvager.join();
-  }
-
-  std::vector<std::string> paths;
-  std::vector<Salvage> salvaged; ///< the salvager's own while it runs
-  std::atomic<bool> is_salvaging = false;
-  std::atomic<bool> is_given_up = false;
-  std::thread salvager;
-  size_t next = 0;
+  std::unique_ptr<TakeReader> reader;
+  std::vector<Salvage> salvaged; ///< by a reader that was given up
+  size_t nr_read = 0;
+  bool is_silence_told = false;
   bool again = false; ///< the folders have changed meanwhile
   RunLoop::Handle timer;
 };
 
 HistoryControler::HistoryControler(const UserDefaults& user_defaults, RunLoop& loop, HistoryView& history_view,
-                                   Opener open)
-    : defaults(user_defaults), run_loop(loop), view(history_view), opener(std::move(open)) {}
+                                   Opener open, TakeReader::Lister file_lister)
+    : defaults(user_defaults),
+      run_loop(loop),
+      view(history_view),
+      opener(std::move(open)),
+      lister(std::move(file_lister)) {}
 
 HistoryControler::~HistoryControler() {
   for (std::thread* const thread : {&saving, &printing}) {
@@ -57,12 +55,12 @@ HistoryControler::~HistoryControler() {
 }
 
 void HistoryControler::loadHistory() {
-  if (loading != nullptr) {
+  // For a folder that does not answer the user may have chosen another one now.
+  if (loading != nullptr && !loading->is_silence_told) {
     loading->again = true;
     return;
   }
-  beginLoading();
-  beginSalvage();
+  beginLoading(true);
   // A timer leaves the loop's other timers and watches their turn after every slice, which a chain of posts need not.
   loading->timer = run_loop.every(std::chrono::milliseconds(1), [this] {
     if (!loadNextFiles()) finishLoading();
@@ -70,75 +68,62 @@ void HistoryControler::loadHistory() {
 }
 
 void HistoryControler::loadHistoryAtOnce() {
-  if (loading == nullptr) beginLoading();
-  if (loading->salvager.joinable()) loading->salvager.join();
-  while (loadNextFiles()) {
-  }
+  if (loading == nullptr) beginLoading(false);
+  while (loadNextFiles()) loading->reader->wait();
   finishLoading();
 }
 
-void HistoryControler::beginLoading() {
-  loading = std::make_unique<Loading>();
-  is_reading = true;
-  loading->paths = filesOfFolders();
-}
-
-void HistoryControler::beginSalvage() {
-  loading->is_salvaging = true;
-  loading->salvager = newThread([this, &load = *loading] {
-    for (const std::string& path : load.paths) {
-      if (load.is_given_up) break;
-      Salvage found = salvageFile(path, defaults, false);
-      const bool has_failed = found.outcome == Salvage::Outcome::failed;
-      if (has_failed && found.nr_frames == 0) {
-        log("%@ cannot be looked at: %@", path, found.reason); // nobody knows whether it was cut off
-      } else if (has_failed || found.outcome == Salvage::Outcome::completed) {
-        load.salvaged.push_back(std::move(found));
-      }
-    }
-    load.is_salvaging = false;
-  });
-  if (!loading->salvager.joinable()) loading->is_salvaging = false; // the next start sees to it
-}
-
-std::vector<std::string> HistoryControler::filesOfFolders() {
+void HistoryControler::beginLoading(bool salvages) {
   std::vector<std::string> paths;
-  for (const std::string& folder : folders()) {
-    const std::string path = expandTilde(folder);
-    if (const int error = addTakeFiles(path, paths); error != 0) {
-      log("Could not open dir %@: %s", path, systemError(error));
-    } else {
-      setWebFolder(path);
-    }
-  }
-  return paths;
+  for (const std::string& folder : folders()) paths.push_back(expandTilde(folder));
+  auto next = std::make_unique<Loading>();
+  if (loading != nullptr) next->salvaged = salvagedByNow();
+  loading = std::move(next);
+  is_reading = true;
+  loading->reader = std::make_unique<TakeReader>(defaults, std::move(paths), salvages, lister);
 }
 
-/// Reads files until the slice is over. Returns whether there are more.
+std::vector<Salvage> HistoryControler::salvagedByNow() const {
+  std::vector<Salvage> found = loading->salvaged;
+  const std::vector<Salvage> by_reader = loading->reader->salvaged();
+  found.insert(found.end(), by_reader.begin(), by_reader.end());
+  return found;
+}
+
+/// Lists what has been read until the slice is over. Returns whether there is, or will be, more.
 bool HistoryControler::loadNextFiles() {
-  if (loading->is_salvaging) return true;
+  TakeReader& reader = *loading->reader;
+  tellSilence();
+  if (!reader.isReading()) return true;
+  const std::string last_folder = reader.lastFolder();
+  if (loading->nr_read == 0 && !last_folder.empty()) setWebFolder(last_folder);
   const auto end = std::chrono::steady_clock::now() + kSlice;
-  while (loading->next < loading->paths.size() && std::chrono::steady_clock::now() < end) {
-    MetaData record(defaults);
-    const int32_t file = OutputFile::readHeader(loading->paths[loading->next], record);
-    if (file >= 0) {
-      list.addFile(std::move(record), file);
-    } else {
-      log("Not a take that can be listed: %@", loading->paths[loading->next]);
-    }
-    loading->next++;
+  for (size_t i = 0; i < kMostInSlice && std::chrono::steady_clock::now() < end; i++) {
+    auto header = reader.next();
+    if (!header) break;
+    if (header->file >= 0) list.addFile(std::move(header->record), header->file);
+    loading->nr_read++;
   }
-  view.showHistoryProgress(loading->next, loading->paths.size());
-  return loading->next < loading->paths.size();
+  view.showHistoryProgress(loading->nr_read, reader.nrFiles());
+  return loading->nr_read < reader.nrFiles();
+}
+
+void HistoryControler::tellSilence() {
+  const std::string folder = loading->reader->silentFolder();
+  if (folder.empty()) return;
+  setSilentFolder(folder);
+  if (std::exchange(loading->is_silence_told, true)) return;
+  if (tell_silence) return tell_silence(folder);
+  warn("%@ does not answer; the history waits for it.", folder);
 }
 
 void HistoryControler::finishLoading() {
   const bool again = loading->again;
-  if (loading->salvager.joinable()) loading->salvager.join();
-  const std::vector<SalvagedTake> saved = takesOf(loading->salvaged);
+  const std::vector<SalvagedTake> saved = takesOf(salvagedByNow());
   loading.reset();
   list.sort();
   is_reading = again;
+  setSilentFolder("");
   reload();
   noteSalvaged(saved);
   if (!saved.empty() && tell_salvaged) tell_salvaged(saved);
@@ -172,12 +157,21 @@ void HistoryControler::reportSalvaged(const std::vector<SalvagedTake>& saved) {
 }
 
 void HistoryControler::completeReports() {
-  if (isLoading() && loading->salvager.joinable()) {
-    loading->is_given_up = true;
-    loading->salvager.join();
-    if (!loading->salvaged.empty()) is_report_partial = true; // told now or never: their headers are complete
+  while (isLoading()) {
+    if (!loading->reader->silentFolder().empty()) { // and may never answer
+      noteSalvaged(takesOf(salvagedByNow()));
+      loading.reset();
+      break;
+    }
+    loading->reader->endSalvage();
+    if (!salvagedByNow().empty()) is_report_partial = true; // told now or never: their headers are complete
+    if (loading->reader->isReading() && !is_report_partial) break;
+    if (loadNextFiles()) {
+      loading->reader->wait();
+    } else {
+      finishLoading();
+    }
   }
-  while (isLoading() && is_report_partial) loadHistoryAtOnce();
   if (saving.joinable()) saving.join();
 }
 
@@ -221,13 +215,23 @@ std::shared_ptr<const MetaData> HistoryControler::metaDataOfRow(int32_t row) con
 }
 
 void HistoryControler::setWebFolder(const std::string& path) {
-  const std::lock_guard lock(web_folder_mutex);
+  const std::lock_guard lock(folder_mutex);
   web_folder = path;
 }
 
 std::string HistoryControler::webFolder() const {
-  const std::lock_guard lock(web_folder_mutex);
+  const std::lock_guard lock(folder_mutex);
   return web_folder;
+}
+
+void HistoryControler::setSilentFolder(const std::string& path) {
+  const std::lock_guard lock(folder_mutex);
+  silent_folder = path;
+}
+
+std::string HistoryControler::silentFolder() const {
+  const std::lock_guard lock(folder_mutex);
+  return silent_folder;
 }
 
 void HistoryControler::print() {

@@ -5,7 +5,9 @@
 #pragma once
 
 #include "app/HistoryView.h"
+#include "app/TakeFolders.h"
 #include "app/TakeList.h"
+#include "app/TakeReader.h"
 #include "files/FinishedTakes.h"
 #include "files/Salvage.h"
 #include "platform/Desktop.h"
@@ -36,8 +38,9 @@ public:
   using Opener = std::function<bool(const std::string& path)>;
 
   /// `defaults`, `run_loop` and `view` outlive the history, and the history outlives the thread that calls
-  /// addMetaData().
-  HistoryControler(const UserDefaults& defaults, RunLoop& run_loop, HistoryView& view, Opener opener = openWithDesktop);
+  /// addMetaData(). Tests bring their own `lister`.
+  HistoryControler(const UserDefaults& defaults, RunLoop& run_loop, HistoryView& view, Opener opener = openWithDesktop,
+                   TakeReader::Lister lister = addTakeFiles);
   ~HistoryControler() override;
   HistoryControler(const HistoryControler&) = delete;
   HistoryControler& operator=(const HistoryControler&) = delete;
@@ -45,13 +48,14 @@ public:
   /// Tells the user of takes that were cut off and found again.
   using SalvageTeller = std::function<void(const std::vector<SalvagedTake>& takes)>;
 
-  /// Reads the take files of all destination folders into the list, in slices between which the main loop goes on;
-  /// sorts, reloads the table and selects its last row when all are read. Nothing leaves the list. Called while it
-  /// runs, it reads the folders once more behind that. Reports that finished takes brought about meanwhile lack takes;
-  /// they are written once more in the end, on a thread of their own.
-  /// Before the first file is read, a thread completes those that were cut off (files/Salvage.h); when all is read the
-  /// teller is told, and the thread that writes the reports gives these takes their line in the CSV report and their
-  /// place in the XML report.
+  /// Reads the take files of all destination folders into the list: on a thread (app/TakeReader.h), which waits for the
+  /// disks and completes the files that were cut off before it reads the first one. The list takes them over in slices
+  /// between which the main loop goes on; when all are there it is sorted, the table reloaded and its last row
+  /// selected. Nothing leaves the list. Called while it runs, it reads the folders once more behind that, or at once
+  /// when a disk does not answer. Reports that finished takes brought about meanwhile lack takes; they are written once
+  /// more in the end, on a thread of their own.
+  /// When all is read the teller is told of the takes that were cut off, and the thread that writes the reports gives
+  /// them their line in the CSV report and their place in the XML report.
   void loadHistory();
 
   /// Reports the takes among `saved` that are in the list, as loadHistory() does with those it found itself. Returns
@@ -61,13 +65,17 @@ public:
   /// Who is told of takes that were saved, on the main thread; nobody at first.
   void setSalvageTeller(SalvageTeller teller) { tell_salvaged = std::move(teller); }
 
-  /// Reads at once, for a program that has nothing else to do, and leaves files as they are.
+  /// Who is told, on the main thread and once a load, of a folder that has not answered for two seconds; the load goes
+  /// on when it does. A warning at first.
+  void setSilenceTeller(std::function<void(const std::string& folder)> teller) { tell_silence = std::move(teller); }
+
+  /// Reads while the caller waits, for a program that has nothing else to do, and leaves files as they are.
   void loadHistoryAtOnce();
 
   bool isLoading() const { return loading != nullptr; }
 
   /// Makes whole the reports that were written while the folders were still being read, reading what is left of them;
-  /// otherwise does nothing. For the end of the program.
+  /// otherwise, and when a folder does not answer, does nothing. For the end of the program.
   void completeReports();
 
   /// Lists a finished take, appends it to the CSV report and rewrites the XML reports. The table follows on the main
@@ -81,7 +89,7 @@ public:
   std::shared_ptr<const MetaData> metaDataOfRow(int32_t row) const;
 
   /// Writes the XML report, with its stylesheets beside it, into every folder; the first failure ends that, with a log
-  /// line. Any thread; a second one waits.
+  /// line. A folder that a load waits for is left out: the load makes up for that. Any thread; a second one waits.
   void saveHistory();
 
   /// The XML report: the iXML documents of the takes' first files, with the user's texts as they are. Any thread.
@@ -116,11 +124,13 @@ public:
 private:
   struct Loading;
 
-  void beginLoading();
-  void beginSalvage();
+  void beginLoading(bool salvages);
+  std::vector<Salvage> salvagedByNow() const;
   bool loadNextFiles();
+  void tellSilence();
+  void setSilentFolder(const std::string& path);
+  std::string silentFolder() const;
   void finishLoading();
-  std::vector<std::string> filesOfFolders();
   void noteSalvaged(const std::vector<SalvagedTake>& saved);
   void rewritePartialReports();
   void reload();
@@ -129,13 +139,16 @@ private:
   RunLoop& run_loop;
   HistoryView& view;
   const Opener opener;
+  const TakeReader::Lister lister;
   SalvageTeller tell_salvaged;
+  std::function<void(const std::string& folder)> tell_silence;
   TakeList list;
   std::vector<TakePointer> shown; ///< the table's rows
   std::unique_ptr<Loading> loading;
-  std::vector<MetaData> salvaged; ///< takes that still lack their line in the CSV report
-  mutable std::mutex web_folder_mutex;
+  std::vector<MetaData> salvaged;              ///< takes that still lack their line in the CSV report
+  mutable std::mutex folder_mutex;             ///< guards the next two
   std::string web_folder;                      ///< as stored or with its "~" expanded
+  std::string silent_folder;                   ///< with a disk that a load waits for; empty when all answer
   std::mutex report_mutex;                     ///< held while reports are written
   std::mutex csv_mutex;                        ///< held while a CSV report is read or written
   std::atomic<bool> is_reading = false;        ///< the list does not hold all takes yet

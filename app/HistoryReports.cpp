@@ -102,6 +102,7 @@ void HistoryControler::saveHistory() {
   const std::string report = bwfXMLList();
   for (const std::string& folder : stored) {
     const std::string path = expandTilde(folder);
+    if (path == silentFolder()) continue; // the processing thread must not wait for it
     if (!writeXML(soundReportXML(path), report)) return;
     copyStyles(path);
     setWebFolder(folder);

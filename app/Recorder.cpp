@@ -61,6 +61,9 @@ Recorder::Recorder(UserDefaults& defaults, RunLoop& run_loop, HardwareModel& har
   history_controler.setSalvageTeller([&view = views.main_window](const std::vector<SalvagedTake>& takes) {
     view.showAlert(salvageMessage(takes), salvageDetails(takes));
   });
+  history_controler.setSilenceTeller([&view = views.main_window](const std::string& folder) {
+    view.showAlert("A folder does not answer.", text("The history waits for %@.", folder));
+  });
 }
 
 DiskSync::Teller Recorder::syncTeller(RunLoop& run_loop, MainWindowView& view) {

@@ -6,6 +6,8 @@
 
 #include <unistd.h>
 
+#include <latch>
+
 namespace vurl {
 
 using HistoryTest = HistoryRig;
@@ -82,6 +84,35 @@ TEST_F(HistoryTest, takesEndAndFoldersChangeWhileTheFoldersAreRead) {
   const auto is_complete = [&] { return fileBytes(other.file("soundreport.xml")) == history.bwfXMLList(); };
   for (int patience = 800; !is_complete() && patience > 0; patience--) usleep(5000);
   EXPECT_TRUE(is_complete());
+}
+
+TEST_F(HistoryTest, aFolderThatHangsHoldsUpNothing) {
+  const TemporaryFolder hung;
+  const auto answers = std::make_shared<std::latch>(1);
+  HistoryControler read(defaults, run_loop, view, opener,
+                        [answers, path = hung.path.string()](auto& name, auto& paths) {
+                          if (name == path) answers->wait();
+                          return addTakeFiles(name, paths);
+                        });
+  std::string told;
+  read.setSilenceTeller([&](const std::string& name) { told += name; });
+  writeFiles(take("before", 0));
+  useFolders({hung.path.string(), folder.path.string()});
+  read.loadHistory();
+  while (told.empty()) run_loop.runOnce(std::chrono::milliseconds(1000));
+  EXPECT_EQ(told, hung.path);
+  read.addMetaData(std::make_shared<const MetaData>(take("after", 1)));
+  EXPECT_TRUE(std::filesystem::exists(folder.file("soundreport.xml")) && std::filesystem::is_empty(hung.path));
+  useFolders({folder.path.string()});
+  read.loadHistory(); // the user has chosen another
+  while (read.isLoading()) run_loop.runOnce(std::chrono::milliseconds(1000));
+  EXPECT_EQ(read.objectValue("slate", 0) + " " + read.objectValue("slate", 1), "before after");
+  useFolders({hung.path.string()});
+  read.loadHistory();
+  read.addMetaData(std::make_shared<const MetaData>(take("last", 2)));
+  read.completeReports();
+  EXPECT_FALSE(read.isLoading());
+  answers->count_down(); // whoever was left behind goes on, and must touch nothing
 }
 
 TEST_F(HistoryTest, aFinishedTakeIsReportedEverywhere) {
