@@ -1,5 +1,6 @@
 #include "hardware/JackClient.h"
 
+#include "hardware/JackDatabase.h"
 #include "hardware/JackPorts.h"
 #include "hardware/JackRequests.h"
 #include "hardware/OutputLimiter.h"
@@ -230,6 +231,7 @@ void JackClient::Connection::connectPorts() {
 
 void JackClient::Connection::open(const std::string& server) {
   const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+  JackDatabase::mend();
   library_is_quiet.store(true, std::memory_order_release);
   client = jack_client_open("vurl-recorder", options, nullptr, server.c_str());
   library_is_quiet.store(false, std::memory_order_release);
