@@ -28,8 +28,20 @@ constexpr std::chrono::milliseconds kPatienceAtTheEnd{1900}; ///< letting go of 
 
 std::atomic<bool> library_is_quiet = false;
 
+// The library ends its threads by cancelling them at any instruction, when a server hangs even within a cycle. That
+// must not hit our code, which no unwinding may leave; so it waits until `work` is done. This function itself is not
+// noexcept, since the unwinding begins in its last call.
+template <typename Work>
+void withoutCancellation(Work work) {
+  int cancel_state = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+  work();
+  pthread_setcancelstate(cancel_state, nullptr);
+}
+
 void logLibrary(const char* line) {
-  if (!library_is_quiet.load(std::memory_order_acquire)) log("JACK: %@", line);
+  if (library_is_quiet.load(std::memory_order_acquire)) return;
+  withoutCancellation([line] { log("JACK: %@", line); }); // the library's threads speak while they are being ended
 }
 
 } // namespace
@@ -88,17 +100,6 @@ struct JackClient::Connection {
 };
 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
-
-// The library ends its threads by cancelling them at any instruction, when a server hangs even within a cycle. That
-// must not hit our code, which no unwinding may leave; so it waits until `work` is done. This function itself is not
-// noexcept, since the unwinding begins in its last call.
-template <typename Work>
-static void withoutCancellation(Work work) {
-  int cancel_state = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
-  work();
-  pthread_setcancelstate(cancel_state, nullptr);
-}
 
 int JackClient::Connection::process(jack_nframes_t nr_frames, void* self) {
   withoutCancellation([&] {
