@@ -93,7 +93,7 @@ struct JackClient::Connection {
   // These ask the server: JackRequests carries them out.
   void open(const std::string& server);
   void setCallbacks();
-  bool activate();
+  bool activate() { return jack_activate(client) == 0; }
   void connectPorts();
   void deactivate() { jack_deactivate(client); }
   void close();
@@ -220,14 +220,16 @@ void JackClient::Connection::setCallbacks() {
       this);
 }
 
-// A microphone may feed several programs; a loudspeaker that another program plays into is left to it. All are asked
-// before the first is connected, because asking waits for connections under way.
+// A microphone may feed several programs; a loudspeaker that another program plays into is left to it. The inputs come
+// first, because asking for the outputs waits for connections under way, those of other programs too.
 void JackClient::Connection::connectPorts() {
-  const std::vector<bool> is_free = outputs.arePhysicalFree(client);
-  for (size_t i = 0; i < std::min(inputs.ports.size(), inputs.physical.size()); i++)
+  for (size_t i = 0; i < std::min(inputs.ports.size(), inputs.physical.size()) && running; i++)
     jack_connect(client, inputs.physical[i].c_str(), jack_port_name(inputs.ports[i]));
-  for (size_t i = 0; i < std::min(outputs.ports.size(), outputs.physical.size()); i++)
-    if (is_free[i]) jack_connect(client, jack_port_name(outputs.ports[i]), outputs.physical[i].c_str());
+  std::vector<size_t> free;
+  for (size_t i = 0; i < std::min(outputs.ports.size(), outputs.physical.size()) && running; i++)
+    if (outputs.isPhysicalFree(client, i)) free.push_back(i);
+  for (const size_t i : free)
+    if (running) jack_connect(client, jack_port_name(outputs.ports[i]), outputs.physical[i].c_str());
 }
 
 void JackClient::Connection::open(const std::string& server) {
@@ -241,12 +243,6 @@ void JackClient::Connection::open(const std::string& server) {
   setCallbacks();
   inputs.registerPorts(client, "in_", JackPortIsInput);
   outputs.registerPorts(client, "out_", JackPortIsOutput);
-}
-
-bool JackClient::Connection::activate() {
-  if (jack_activate(client) != 0) return false;
-  connectPorts();
-  return true;
 }
 
 void JackClient::Connection::close() {
@@ -294,7 +290,10 @@ OSStatus JackClient::start(const IOProc& io) {
   connection->running.store(true);
   const auto is_active = std::make_shared<bool>(false);
   const auto activate = [kept = connection, is_active] { *is_active = kept->activate(); };
-  if (JackRequests::carryOut(activate, kPatience) && *is_active) return kAudioHardwareNoError;
+  if (JackRequests::carryOut(activate, kPatience) && *is_active) {
+    JackRequests::carryOut([kept = connection] { kept->connectPorts(); }, kPatience); // or later, while the device runs
+    return kAudioHardwareNoError;
+  }
   stopCycles();
   warn("The JACK server does not let this program run: no sound will arrive.");
   return kAudioHardwareIllegalOperationError;

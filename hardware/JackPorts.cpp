@@ -39,13 +39,6 @@ std::string shownName(jack_client_t* client, const std::string& port_name) {
   return name.substr(name.rfind(':') + 1);
 }
 
-bool isFree(jack_client_t* client, const std::string& port_name) {
-  const jack_port_t* const port = jack_port_by_name(client, port_name.c_str());
-  if (port == nullptr) return false;
-  const std::unique_ptr<const char*[], FreeNames> connections(jack_port_get_all_connections(client, port));
-  return connections == nullptr || connections[0] == nullptr;
-}
-
 } // namespace
 
 void JackPorts::registerPorts(jack_client_t* client, const char* prefix, unsigned long direction) {
@@ -64,10 +57,11 @@ bool JackPorts::haveInterface(jack_client_t* client) const {
   return !physical.empty() && !firstAlias(client, physical.front()).starts_with("dummy_pcm:");
 }
 
-std::vector<bool> JackPorts::arePhysicalFree(jack_client_t* client) const {
-  std::vector<bool> is_free;
-  for (const auto& port : physical) is_free.push_back(isFree(client, port));
-  return is_free;
+bool JackPorts::isPhysicalFree(jack_client_t* client, size_t i) const {
+  const jack_port_t* const port = jack_port_by_name(client, physical[i].c_str());
+  if (port == nullptr) return false;
+  const std::unique_ptr<const char*[], FreeNames> connections(jack_port_get_all_connections(client, port));
+  return connections == nullptr || connections[0] == nullptr;
 }
 
 AudioBufferList JackPorts::fetch(jack_nframes_t nr_frames) noexcept {

@@ -26,8 +26,8 @@ struct JackPorts {
   /// late.
   bool haveInterface(jack_client_t* client) const;
 
-  /// Whether nobody is connected to a physical port, for each of them.
-  std::vector<bool> arePhysicalFree(jack_client_t* client) const;
+  /// Whether nobody is connected to the physical port `i`. Waits for connections under way, anybody's.
+  bool isPhysicalFree(jack_client_t* client, size_t i) const;
 
   /// The buffers of the present cycle, of `nr_frames` frames. Thread: I/O.
   AudioBufferList fetch(jack_nframes_t nr_frames) noexcept;

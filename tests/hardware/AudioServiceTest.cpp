@@ -234,6 +234,26 @@ TEST_F(JackTest, AnInterfaceLosesWhatItsServerIsTooLateForAndADummyDoesNot) {
   }
 }
 
+// Asking for a port's connections waits a long period when one is under way, and this peer's always are.
+TEST_F(JackTest, StartsThoughOtherProgramsConnectionsHoldUpItsOwn) {
+  rig.server.stop();
+  ASSERT_TRUE(rig.wait([&] { return rig.device() == 0; }));
+  rig.server.start(8000, 4096);
+  ASSERT_TRUE(rig.wait([&] { return rig.device() != 0; }));
+  const auto peer = makePeer(rig.server);
+  jack_port_register(peer.get(), "out", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
+  ASSERT_EQ(jack_activate(peer.get()), 0);
+  std::atomic<bool> ends = false;
+  std::thread connecting([&] {
+    for (bool connects = true; !ends; connects = !connects, std::this_thread::sleep_for(std::chrono::milliseconds(2)))
+      (connects ? jack_connect : jack_disconnect)(peer.get(), "peer:out", "system:playback_1");
+  });
+  EXPECT_TRUE(rig.select());
+  EXPECT_NE(jack_port_connected(jack_port_by_name(peer.get(), "vurl-recorder:in_64")), 0);
+  ends = true;
+  connecting.join();
+}
+
 TEST_F(JackTest, LetsGoOfAServerThatHangsAndTakesItAgain) {
   const CapturedLog log;
   ASSERT_TRUE(rig.select());

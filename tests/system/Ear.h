@@ -28,7 +28,11 @@ public:
   int64_t expectPlayed(const TakeFile& file, const Tracks& channels) const {
     const auto value = [&](uint32_t track, size_t at) { return stored(sound[channels[track]][at], file.bits); };
     size_t start = 0;
-    while (start < heard() && value(0, start) == 0) ++start;
+    for (uint32_t track = 0; track < channels.size(); ++track) { // one is connected after the other
+      size_t begin = 0;
+      while (begin < heard() && value(track, begin) == 0) ++begin;
+      start = std::max(start, begin);
+    }
     int64_t unheard = 0;
     const auto follows = [&](int64_t frames) {
       int64_t i = 0;
