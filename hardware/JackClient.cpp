@@ -23,7 +23,10 @@ namespace vurl {
 namespace {
 
 constexpr AudioValueRange kFrames{16, 4096};
-constexpr std::chrono::seconds kPatience{5};
+// A server that waits for its clients can lose one on the way when another joins them, on a busy machine: then it gives
+// up that cycle after ten times its patience, which is five seconds as it comes, and lets the new one join.
+constexpr std::chrono::seconds kPatience{7};
+constexpr std::chrono::seconds kPatienceWithPorts{2};
 constexpr std::chrono::milliseconds kPatienceAtTheEnd{1900}; ///< letting go of a dead server takes two seconds at most
 
 std::atomic<bool> library_is_quiet = false;
@@ -291,7 +294,7 @@ OSStatus JackClient::start(const IOProc& io) {
   const auto is_active = std::make_shared<bool>(false);
   const auto activate = [kept = connection, is_active] { *is_active = kept->activate(); };
   if (JackRequests::carryOut(activate, kPatience) && *is_active) {
-    JackRequests::carryOut([kept = connection] { kept->connectPorts(); }, kPatience); // or later, while the device runs
+    JackRequests::carryOut([kept = connection] { kept->connectPorts(); }, kPatienceWithPorts); // or later
     return kAudioHardwareNoError;
   }
   stopCycles();
